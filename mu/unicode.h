@@ -1,0 +1,42 @@
+#ifndef ZOR_MU_UNICODE_H
+#define ZOR_MU_UNICODE_H
+
+#include <string>
+
+namespace mu
+{
+
+// Wide text and UTF-8. Wide units hold one code point each. Encoding is UTF-8 (RFC 3629) with two
+// differences: surrogate code points are encoded like any other, and code points from 0x10FFFF up
+// vanish. Decoding stops at the first malformed sequence, accepts overlong forms and values beyond
+// the range, and takes a stray continuation byte as the lead of a two-byte sequence.
+//
+// Lengths and capacities are counted in units, not bytes. Nothing throws but the strings' own
+// errors. Buffers are the caller's.
+
+/// The bytes that the encoding of a text takes, without a terminator.
+int GetConvertedStringLength(const wchar_t* wszText, int iLength);
+int GetConvertedStringLength32(const unsigned long* pText, int iLength);
+int GetConvertedStringLength16(const unsigned short* pText, int iLength);
+
+/// Wide text to UTF-8. Returns the bytes written without the NUL that always follows them.
+/// The buffer must hold GetConvertedStringLength() + 1 bytes: the capacity guards only buffers
+/// that are too small for any sequence (0 and 1 give an empty text; 2, 3 and 4 stop before the
+/// first sequence of as many bytes). Nothing is written if the capacity is 0 or less.
+int ConvertString(const wchar_t* wszText, int iLength, char* szOut, int iCapacity);
+int ConvertString32(const unsigned long* pText, int iLength, char* szOut, int iCapacity);
+int ConvertString16(const unsigned short* pText, int iLength, char* szOut, int iCapacity);
+int ConvertString(const wchar_t* wszText, int iLength, std::string& strOut);
+std::string WideStringToNarrow(const std::wstring& wsText);
+
+/// UTF-8 to wide text. Returns the units written without the 0 that follows them: the buffer must
+/// hold iCapacity + 1 units. *pszErrorPosition becomes null, or the byte after the lead byte of
+/// the first malformed sequence; a sequence cut off by the end of the text is no error.
+int ConvertString(const char* szText, int iLength, wchar_t* wszOut, int iCapacity);
+int ConvertString(const char* szText, int iLength, std::wstring& wsOut,
+                  const char** pszErrorPosition);
+int ConvertString(const char* szText, int iLength, std::wstring& wsOut);
+
+} // namespace mu
+
+#endif
