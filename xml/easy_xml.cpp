@@ -1,0 +1,129 @@
+#include "xml/easy_xml.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include "diagnostics/function_state.h"
+#include "xml/namespaces.h"
+
+CEasyXML::CEasyXML() : m_pDocument(new SSharedDocument) {}
+
+CEasyXML::CEasyXML(const CEasyXML& other) : m_pDocument(other.m_pDocument)
+{
+    ++m_pDocument->m_iReferences;
+}
+
+CEasyXML& CEasyXML::operator=(const CEasyXML& other)
+{
+    if (m_pDocument != other.m_pDocument)
+    {
+        Release();
+        m_pDocument = other.m_pDocument;
+        ++m_pDocument->m_iReferences;
+    }
+    return *this;
+}
+
+CEasyXML::~CEasyXML()
+{
+    Release();
+}
+
+void CEasyXML::Release()
+{
+    --m_pDocument->m_iReferences;
+    if (m_pDocument->m_iReferences == 0)
+    {
+        delete m_pDocument;
+    }
+}
+
+CEasyXMLNode CEasyXML::GetRoot() const
+{
+    return CEasyXMLNode(Tree().GetRoot());
+}
+
+CEasyXMLNode CEasyXML::AddRoot(const wchar_t* wszName, const wchar_t* wszNamespaceURI)
+{
+    return CEasyXMLNode(
+        Tree().AppendNode(wszName != nullptr ? wszName : L"", wszNamespaceURI, nullptr));
+}
+
+void CEasyXML::EnableXMLHeaderTag(bool bEnable)
+{
+    Tree().EnableXMLHeaderTag(bEnable);
+}
+
+bool CEasyXML::IsXMLHeaderTagEnabled() const
+{
+    return Tree().IsXMLHeaderTagEnabled();
+}
+
+CEasyXMLNode CEasyXML::LoadFromText(const wchar_t* wszText)
+{
+    CFunctionSwitch fsLoad("EXML::LFTW");
+    CFunctionParam fpText(fsLoad, "wszText", wszText);
+
+    return Tree().FromXML(wszText) ? GetRoot() : CEasyXMLNode();
+}
+
+CEasyXMLNode CEasyXML::LoadFromText(const char* szText, int iTextLength)
+{
+    CFunctionSwitch fsLoad("EXML::LFT");
+    CFunctionParam fpText(fsLoad, "szText", szText);
+    CFunctionParam fpTextLength(fsLoad, "iTextLength", iTextLength);
+
+    return Tree().FromUTF8(szText, iTextLength) ? GetRoot() : CEasyXMLNode();
+}
+
+CEasyXMLNode CEasyXML::LoadFromFile(const wchar_t* wszPath)
+{
+    return Tree().FromFile(wszPath) ? GetRoot() : CEasyXMLNode();
+}
+
+bool CEasyXML::SaveToFile(const wchar_t* wszPath) const
+{
+    CFunctionSwitch fsSave("EXML::STF");
+
+    return Tree().ToFile(wszPath);
+}
+
+bool CEasyXML::GetXML(std::wstring& wsXML) const
+{
+    return Tree().ToXML(wsXML);
+}
+
+bool CEasyXML::GetXML(std::string& strXML) const
+{
+    return Tree().ToUTF8(strXML);
+}
+
+int CEasyXML::GetXML(char* szBuffer, int iSize) const
+{
+    if (szBuffer == nullptr || iSize <= 0)
+    {
+        return 0;
+    }
+    std::string strXML;
+    Tree().ToUTF8(strXML);
+    auto uLength = std::min(strXML.size(), static_cast<std::size_t>(iSize) - 1);
+    while (uLength < strXML.size() && uLength > 0 &&
+           (static_cast<unsigned char>(strXML[uLength]) & 0xC0) == 0x80)
+    {
+        --uLength; // to the lead byte of the character that does not fit
+    }
+    std::memcpy(szBuffer, strXML.data(), uLength);
+    szBuffer[uLength] = '\0';
+    return static_cast<int>(uLength);
+}
+
+void CEasyXML::GetNamespacePrefixes(CNamespacesPrefixesMap& mapPrefixes) const
+{
+    CFunctionSwitch fsPrefixes("EXML::GNSPFX");
+
+    const CVariablesSubTree* const pRoot = Tree().GetRoot();
+    for (const CVariablesSubTree* p = pRoot; p != nullptr; p = NextInDocument(p, pRoot))
+    {
+        AddDeclaredPrefixes(*p, mapPrefixes);
+    }
+}

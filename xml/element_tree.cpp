@@ -1,0 +1,475 @@
+#include "xml/element_tree.h"
+
+#include <algorithm>
+#include <climits>
+#include <cstdlib>
+#include <cstring>
+#include <cwchar>
+#include <new>
+#include <stdexcept>
+
+#include "xml/tree_arena.h"
+
+void NSPrefixFromName(const wchar_t* wszName, std::wstring& wsPrefix, int& iLocalStart)
+{
+    const wchar_t* const pColon = std::wcschr(wszName, L':');
+    wsPrefix.assign(wszName, pColon != nullptr ? pColon : wszName);
+    iLocalStart = pColon != nullptr ? static_cast<int>(pColon - wszName) + 1 : 0;
+}
+
+const CVariablesSubTree* NextInDocument(const CVariablesSubTree* pElement,
+                                        const CVariablesSubTree* pTop)
+{
+    const auto FirstFrom = [](const CVariablesSubTree& parent,
+                              int iPosition) -> const CVariablesSubTree*
+    {
+        const CVariablesSubTreesVector& children = parent.GetChildren();
+        while (iPosition < children.size() && children[iPosition] == nullptr)
+        {
+            ++iPosition;
+        }
+        return iPosition < children.size() ? children[iPosition] : nullptr;
+    };
+
+    const CVariablesSubTree* pNext = FirstFrom(*pElement, 0);
+    while (pNext == nullptr && pElement != pTop)
+    {
+        pNext = FirstFrom(*pElement->GetParent(), pElement->GetIndex() + 1);
+        pElement = pElement->GetParent();
+    }
+    return pNext;
+}
+
+CVariablesSubTreesVector::~CVariablesSubTreesVector()
+{
+    Clear();
+}
+
+void CVariablesSubTreesVector::Reserve(std::size_t uCount)
+{
+    if (uCount <= m_uHeapCapacity)
+    {
+        return;
+    }
+    const std::size_t uCapacity = std::max(uCount, std::size_t{m_uHeapCapacity} * 2);
+    if (uCapacity > INT_MAX / sizeof(CVariablesSubTree*))
+    {
+        throw std::bad_alloc();
+    }
+    auto** const ppItems = static_cast<CVariablesSubTree**>(
+        std::realloc(m_uHeapCapacity != 0 ? static_cast<void*>(m_ppItems) : nullptr,
+                     uCapacity * sizeof(CVariablesSubTree*)));
+    if (ppItems == nullptr)
+    {
+        throw std::bad_alloc();
+    }
+    if (m_uHeapCapacity == 0)
+    {
+        std::copy(begin(), end(), ppItems);
+    }
+    m_ppItems = ppItems;
+    m_uHeapCapacity = static_cast<std::uint32_t>(uCapacity);
+}
+
+void CVariablesSubTreesVector::Append(CVariablesSubTree* pElement)
+{
+    Reserve(std::size_t{m_uCount} + 1);
+    m_ppItems[m_uCount] = pElement;
+    ++m_uCount;
+}
+
+void CVariablesSubTreesVector::Clear()
+{
+    for (CVariablesSubTree* const pElement : *this)
+    {
+        delete pElement;
+    }
+    if (m_uHeapCapacity != 0)
+    {
+        std::free(m_ppItems);
+    }
+    m_ppItems = nullptr;
+    m_uCount = 0;
+    m_uHeapCapacity = 0;
+}
+
+int CVariablesSubTreesVector::GetNodeCount() const
+{
+    int iCount = 0;
+    for (const CVariablesSubTree* const pElement : *this)
+    {
+        iCount += pElement != nullptr ? pElement->GetNodeCount() : 0;
+    }
+    return iCount;
+}
+
+int CVariablesSubTreesVector::FindSubTreeEx(const std::wstring& wsName, int iStart, int iEnd) const
+{
+    const auto FindIn = [&](int iFirst, int iLast)
+    {
+        for (int i = iFirst; i < iLast; ++i)
+        {
+            if (i < 0 || i >= size())
+            {
+                throw std::out_of_range("vector::_M_range_check");
+            }
+            if (m_ppItems[i] != nullptr && m_ppItems[i]->GetName() == wsName)
+            {
+                return i;
+            }
+        }
+        return -1;
+    };
+    const int iFound = FindIn(iStart, iEnd);
+    return iFound >= 0 ? iFound : FindIn(0, iStart);
+}
+
+CVariablesSubTree::CVariablesSubTree(CVariablesTree* pTree, CVariablesSubTree* pParent,
+                                     std::wstring_view wsName)
+    : m_pTree(pTree),
+      m_pParent(pParent),
+      m_iIndex(pParent != nullptr ? pParent->m_children.size() : 0)
+{
+    m_name.Assign(wsName);
+}
+
+CVariablesSubTree::CVariablesSubTree(CVariablesTree* pTree, CVariablesSubTree* pParent,
+                                     const CVariablesSubTree& source)
+    : CVariablesSubTree(pTree, pParent, source.GetName())
+{
+    m_attributes.Add(source.m_attributes, false);
+    m_text.Assign(source.GetText());
+    CloneChildrenFrom(source);
+}
+
+CVariablesSubTree::~CVariablesSubTree()
+{
+    FreeDescendants();
+    m_name.Release();
+    m_text.Release();
+}
+
+void* CVariablesSubTree::operator new(std::size_t uBytes)
+{
+    return ::operator new(uBytes);
+}
+
+void CVariablesSubTree::operator delete(void* pMemory)
+{
+    ::operator delete(pMemory);
+}
+
+void CVariablesSubTree::operator delete(CVariablesSubTree* pElement, std::destroying_delete_t)
+{
+    FreeElement(pElement);
+}
+
+void CVariablesSubTree::FreeElement(CVariablesSubTree* pElement)
+{
+    const bool bOnHeap = !pElement->m_bInArena;
+    pElement->~CVariablesSubTree();
+    if (bOnHeap)
+    {
+        ::operator delete(pElement);
+    }
+}
+
+// Takes the tree apart from its leaves: what is freed here has no descendants left.
+void CVariablesSubTree::FreeDescendants()
+{
+    CVariablesSubTree* pElement = this;
+    while (true)
+    {
+        while (!pElement->m_children.empty())
+        {
+            CVariablesSubTree* const pChild = pElement->m_children.PopLast();
+            if (pChild != nullptr)
+            {
+                pChild->m_pParent = pElement;
+                pElement = pChild;
+            }
+        }
+        if (pElement == this)
+        {
+            return;
+        }
+        CVariablesSubTree* const pParent = pElement->m_pParent;
+        FreeElement(pElement);
+        pElement = pParent;
+    }
+}
+
+int CVariablesSubTree::GetNodeCount() const
+{
+    int iCount = 0;
+    for (const CVariablesSubTree* p = this; p != nullptr; p = NextInDocument(p, this))
+    {
+        ++iCount;
+    }
+    return iCount;
+}
+
+CVariablesSubTree* CVariablesSubTree::GetNextSibling() const
+{
+    if (m_pParent == nullptr || m_iIndex >= m_pParent->m_children.size() - 1)
+    {
+        return nullptr;
+    }
+    return m_pParent->m_children[m_iIndex + 1];
+}
+
+void CVariablesSubTree::NoteHeapContent()
+{
+    if (m_pTree != nullptr)
+    {
+        m_pTree->m_bHeapContent = true;
+    }
+}
+
+void CVariablesSubTree::SetText(std::wstring_view wsText)
+{
+    NoteHeapContent();
+    m_text.Assign(wsText);
+}
+
+void CVariablesSubTree::SetAttribute(std::wstring_view wsName, std::wstring_view wsValue)
+{
+    NoteHeapContent();
+    m_attributes.Set(wsName, wsValue);
+}
+
+void CVariablesSubTree::AddAttributes(const CNodeAttributesMap& attributes, bool bReplace)
+{
+    NoteHeapContent();
+    m_attributes.Add(attributes, bReplace);
+}
+
+void CVariablesSubTree::AppendChild(CVariablesSubTree* pChild)
+{
+    NoteHeapContent();
+    m_children.Append(pChild);
+    pChild->m_pParent = this;
+    pChild->m_iIndex = m_children.size() - 1;
+}
+
+// Leaves the place in a parent's list, if the element has one.
+void CVariablesSubTree::Detach()
+{
+    CVariablesSubTree* const pParent = m_pParent;
+    m_pParent = nullptr;
+    if (pParent == nullptr || m_iIndex >= pParent->m_children.size() ||
+        pParent->m_children[m_iIndex] != this)
+    {
+        return;
+    }
+    CVariablesSubTreesVector& siblings = pParent->m_children;
+    for (int i = m_iIndex; i + 1 < siblings.size(); ++i)
+    {
+        siblings.m_ppItems[i] = siblings[i + 1];
+        if (siblings[i] != nullptr)
+        {
+            siblings[i]->m_iIndex = i;
+        }
+    }
+    siblings.PopLast();
+}
+
+bool CVariablesSubTree::IsInside(const CVariablesSubTree& other) const
+{
+    const CVariablesSubTree* pElement = this;
+    while (pElement != nullptr && pElement != &other)
+    {
+        pElement = pElement->m_pParent;
+    }
+    return pElement != nullptr;
+}
+
+// The copies are gathered apart, so that a source around this element does not grow meanwhile.
+void CVariablesSubTree::CloneChildrenFrom(const CVariablesSubTree& source)
+{
+    CVariablesSubTree gathered(m_pTree, nullptr, std::wstring_view());
+    const CVariablesSubTree* pFrom = &source;
+    CVariablesSubTree* pTo = &gathered;
+    int iPosition = 0;
+    while (pFrom != &source || iPosition < pFrom->m_children.size())
+    {
+        if (iPosition == pFrom->m_children.size())
+        {
+            iPosition = pFrom->m_iIndex + 1;
+            pFrom = pFrom->m_pParent;
+            pTo = pTo->m_pParent;
+            continue;
+        }
+        const CVariablesSubTree* const pChild = pFrom->m_children[iPosition];
+        if (pChild == nullptr)
+        {
+            ++iPosition;
+            continue;
+        }
+        auto* pCopy = new CVariablesSubTree(m_pTree, pTo, pChild->GetName());
+        SnglObjPtrPtr<CVariablesSubTree> guard(&pCopy);
+        pCopy->m_attributes.Add(pChild->m_attributes, false);
+        pCopy->m_text.Assign(pChild->GetText());
+        pTo->AppendChild(pCopy);
+        guard.Dismiss();
+        pFrom = pChild;
+        pTo = pCopy;
+        iPosition = 0;
+    }
+
+    const int iCopies = gathered.m_children.size();
+    m_children.Reserve(std::size_t{m_children.m_uCount} + static_cast<std::size_t>(iCopies));
+    for (int i = 0; i < iCopies; ++i)
+    {
+        AppendChild(gathered.m_children[i]);
+    }
+    gathered.m_children.m_uCount = 0;
+}
+
+void CVariablesSubTree::RemoveChildrenByName(std::wstring_view wsName)
+{
+    std::uint32_t uKept = 0;
+    for (CVariablesSubTree* const pChild : m_children)
+    {
+        if (pChild != nullptr && pChild->GetName() == wsName)
+        {
+            delete pChild;
+            continue;
+        }
+        if (pChild != nullptr)
+        {
+            pChild->m_iIndex = static_cast<std::int32_t>(uKept);
+        }
+        m_children.m_ppItems[uKept] = pChild;
+        ++uKept;
+    }
+    m_children.m_uCount = uKept;
+}
+
+void CVariablesSubTree::SetNamespaceURI(std::wstring_view wsPrefix, std::wstring_view wsURI)
+{
+    std::wstring wsName = L"xmlns";
+    if (!wsPrefix.empty())
+    {
+        wsName += L':';
+        wsName += wsPrefix;
+    }
+    SetAttribute(wsName, wsURI);
+}
+
+void CVariablesSubTree::AddNamespaceURI(const wchar_t* wszName, const wchar_t* wszURI)
+{
+    if (wszURI == nullptr || *wszURI == 0)
+    {
+        return;
+    }
+    std::wstring wsPrefix;
+    int iLocalStart = 0;
+    NSPrefixFromName(wszName, wsPrefix, iLocalStart);
+    SetNamespaceURI(wsPrefix, wszURI);
+}
+
+CVariablesTree::CVariablesTree() = default;
+
+CVariablesTree::~CVariablesTree()
+{
+    DeleteTree();
+}
+
+void CVariablesTree::DeleteTree()
+{
+    if (m_bHeapContent)
+    {
+        delete m_pRoot;
+    }
+    m_pRoot = nullptr;
+    m_pArena.reset();
+    m_bHeapContent = false;
+}
+
+int CVariablesTree::GetNodeCount() const
+{
+    return m_pRoot != nullptr ? m_pRoot->GetNodeCount() : 0;
+}
+
+void CVariablesTree::AddNodeToTree(CVariablesSubTree* pParent, CVariablesSubTree* pNode)
+{
+    if (pNode == nullptr)
+    {
+        if (pParent == nullptr)
+        {
+            DeleteTree();
+        }
+        return;
+    }
+    if (pNode->m_pTree != this)
+    {
+        AdoptForeign(pParent, pNode);
+        return;
+    }
+    const bool bUnderItself =
+        pParent == pNode ||
+        (pParent != nullptr && !pNode->m_children.empty() && pParent->IsInside(*pNode));
+    if (bUnderItself || (pParent == nullptr && pNode == m_pRoot))
+    {
+        return;
+    }
+
+    if (pParent != nullptr)
+    {
+        // Room first: an allocation that fails leaves the element where it was.
+        pParent->m_children.Reserve(std::size_t{pParent->m_children.m_uCount} + 1);
+        pNode->Detach();
+        pParent->AppendChild(pNode);
+        return;
+    }
+
+    const bool bInOldTree = m_pRoot != nullptr && pNode->IsInside(*m_pRoot);
+    pNode->Detach();
+    if (bInOldTree)
+    {
+        delete m_pRoot; // not DeleteTree(): the new root may lie in the arena
+    }
+    else
+    {
+        DeleteTree();
+    }
+    m_pRoot = pNode;
+    pNode->m_iIndex = 0;
+    m_bHeapContent = true;
+}
+
+void CVariablesTree::AdoptForeign(CVariablesSubTree* pParent, CVariablesSubTree* pNode)
+{
+    AppendClone(pNode, pParent);
+    CVariablesTree* const pOldTree = pNode->m_pTree;
+    if (pOldTree != nullptr && pOldTree->m_pRoot == pNode)
+    {
+        pOldTree->DeleteTree();
+        return;
+    }
+    pNode->Detach();
+    delete pNode;
+}
+
+CVariablesSubTree* CVariablesTree::AppendNode(const std::wstring& wsName,
+                                              const wchar_t* wszNamespaceURI,
+                                              CVariablesSubTree* pParent)
+{
+    auto* pNode = new CVariablesSubTree(this, pParent, wsName);
+    SnglObjPtrPtr<CVariablesSubTree> guard(&pNode);
+    pNode->AddNamespaceURI(wsName.c_str(), wszNamespaceURI);
+    AddNodeToTree(pParent, pNode);
+    guard.Dismiss();
+    return pNode;
+}
+
+CVariablesSubTree* CVariablesTree::AppendClone(CVariablesSubTree* pSource,
+                                               CVariablesSubTree* pParent)
+{
+    auto* pNode = new CVariablesSubTree(this, pParent, *pSource);
+    SnglObjPtrPtr<CVariablesSubTree> guard(&pNode);
+    AddNodeToTree(pParent, pNode);
+    guard.Dismiss();
+    return pNode;
+}

@@ -1,0 +1,256 @@
+#ifndef ZOR_XML_ELEMENT_TREE_H
+#define ZOR_XML_ELEMENT_TREE_H
+
+#include <cstddef>
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <new>
+#include <string>
+#include <string_view>
+
+#include "xml/attributes_map.h"
+#include "xml/tree_text.h"
+
+class CTreeArena;
+class CVariablesSubTree;
+class CVariablesTree;
+
+// An XML document as a tree of elements. An element has a qualified name ("prefix:local" or
+// "local"), attributes, one text and a list of children; there are no nodes of other kinds.
+//
+// Nothing here recurses over the depth of a tree. Allocation failures throw std::bad_alloc. A
+// document and its elements are used by one thread at a time.
+
+/// Namespace prefix to namespace URI.
+using CNamespacesPrefixesMap = std::map<std::wstring, std::wstring, STextLess>;
+
+/// Splits a name at its first ':': the prefix before it (empty if there is none) and the position
+/// where the local part begins.
+void NSPrefixFromName(const wchar_t* wszName, std::wstring& wsPrefix, int& iLocalStart);
+
+/// Deletes the object in a slot at the end of its scope, and nulls the slot.
+template <class T>
+class SnglObjPtrPtr
+{
+public:
+    explicit SnglObjPtrPtr(T** ppSlot) : m_ppSlot(ppSlot) {}
+    ~SnglObjPtrPtr()
+    {
+        if (m_ppSlot != nullptr)
+        {
+            delete *m_ppSlot;
+            *m_ppSlot = nullptr;
+        }
+    }
+
+    SnglObjPtrPtr(const SnglObjPtrPtr&) = delete;
+    SnglObjPtrPtr& operator=(const SnglObjPtrPtr&) = delete;
+
+    void Dismiss() { m_ppSlot = nullptr; }
+
+private:
+    T** m_ppSlot;
+};
+
+/// An ordered list of elements, which it owns. Null entries are allowed and skipped.
+class CVariablesSubTreesVector
+{
+public:
+    CVariablesSubTreesVector() = default;
+    ~CVariablesSubTreesVector();
+
+    CVariablesSubTreesVector(const CVariablesSubTreesVector&) = delete;
+    CVariablesSubTreesVector& operator=(const CVariablesSubTreesVector&) = delete;
+
+    int size() const { return static_cast<int>(m_uCount); }
+    bool empty() const { return m_uCount == 0; }
+    CVariablesSubTree* operator[](int iPosition) const { return m_ppItems[iPosition]; }
+    CVariablesSubTree* const* begin() const { return m_ppItems; }
+    CVariablesSubTree* const* end() const { return m_ppItems + m_uCount; }
+
+    void Append(CVariablesSubTree* pElement);
+    void Clear();
+    int GetNodeCount() const; ///< of all elements in the list and below
+
+    /// The first element whose name equals wsName exactly, at the positions iStart to iEnd - 1 and
+    /// then, from the front, 0 to iStart - 1; -1 if there is none. Searching on from the last match
+    /// finds like-named elements in order at one step each. Throws std::out_of_range on reaching a
+    /// position that is not in the list.
+    int FindSubTreeEx(const std::wstring& wsName, int iStart, int iEnd) const;
+
+private:
+    friend class CVariablesSubTree;
+    friend class CVariablesTree;
+    template <class TChar>
+    friend class CDocumentParser;
+
+    void Reserve(std::size_t uCount);
+    CVariablesSubTree* PopLast() { return m_ppItems[--m_uCount]; }
+
+    // In the document's memory when the heap capacity is 0.
+    CVariablesSubTree** m_ppItems = nullptr;
+    std::uint32_t m_uCount = 0;
+    std::uint32_t m_uHeapCapacity = 0;
+};
+
+/// One element. It owns its children; the document and the parent are back-pointers. Elements are
+/// made with new (or by the parser, in their document's memory) and freed with delete by their
+/// owner: the parent's list, the document for its root, or whoever made one and gave it to nobody.
+class CVariablesSubTree
+{
+public:
+    /// The index is the number of children that pParent has now. The element is not appended.
+    CVariablesSubTree(CVariablesTree* pTree, CVariablesSubTree* pParent, std::wstring_view wsName);
+    /// A deep copy of an element of any document.
+    CVariablesSubTree(CVariablesTree* pTree, CVariablesSubTree* pParent,
+                      const CVariablesSubTree& source);
+    ~CVariablesSubTree();
+
+    CVariablesSubTree(const CVariablesSubTree&) = delete;
+    CVariablesSubTree& operator=(const CVariablesSubTree&) = delete;
+
+    // "delete" is right for an element in a document's memory, too; the plain form frees what a
+    // constructor that throws leaves behind.
+    static void* operator new(std::size_t uBytes);
+    static void operator delete(void* pMemory);
+    static void operator delete(CVariablesSubTree* pElement, std::destroying_delete_t);
+
+    std::wstring_view GetName() const { return m_name.View(); }
+    std::wstring_view GetText() const { return m_text.View(); }
+    const CNodeAttributesMap& GetAttributes() const { return m_attributes; }
+    const CVariablesSubTreesVector& GetChildren() const { return m_children; }
+    CVariablesTree* GetTree() const { return m_pTree; }
+    CVariablesSubTree* GetParent() const { return m_pParent; }
+    int GetIndex() const { return m_iIndex; }
+
+    int GetNodeCount() const; ///< 1 for the element itself, and those of all children
+    /// The parent's child after this one; null if there is none.
+    CVariablesSubTree* GetNextSibling() const;
+
+    void SetText(std::wstring_view wsText);
+    void SetAttribute(std::wstring_view wsName, std::wstring_view wsValue);
+    void AddAttributes(const CNodeAttributesMap& attributes, bool bReplace);
+
+    /// Appends deep copies of the source's children after the own ones. The source may be this
+    /// element or lie around it: what is copied is what stood there before the call.
+    void CloneChildrenFrom(const CVariablesSubTree& source);
+    /// Frees the children of that name; the others close up and get new indices.
+    void RemoveChildrenByName(std::wstring_view wsName);
+
+    /// Declares a namespace on this element: the attribute "xmlns", or "xmlns:" and the prefix.
+    void SetNamespaceURI(std::wstring_view wsPrefix, std::wstring_view wsURI);
+    /// The same for the prefix of a name. A null or empty URI does nothing.
+    void AddNamespaceURI(const wchar_t* wszName, const wchar_t* wszURI);
+
+    /// Takes over what the other element says: its attributes replace those of the same name, its
+    /// text, if not empty, replaces the text, and each of its children is merged into the child of
+    /// the same name and rank (the second "item" into the second "item"), or copied to the end
+    /// where there is none. An element with the attribute "erase_children" holding a true value,
+    /// or with the word "erase_children" in "__merge_options", first frees the children it is
+    /// merged into. The elements' own names are not compared. The other element stays as it is,
+    /// also where the two lie in one another.
+    void MergeWith(const CVariablesSubTree& other);
+
+private:
+    friend class CVariablesTree;
+    template <class TChar>
+    friend class CDocumentParser;
+
+    struct SInArena
+    {
+    };
+    CVariablesSubTree(SInArena, CVariablesTree* pTree, CVariablesSubTree* pParent, int iIndex)
+        : m_pTree(pTree), m_pParent(pParent), m_iIndex(iIndex), m_bInArena(true)
+    {
+    }
+
+    void NoteHeapContent();
+    void AppendChild(CVariablesSubTree* pChild);
+    void Detach();
+    bool IsInside(const CVariablesSubTree& other) const;
+    static void FreeElement(CVariablesSubTree* pElement);
+    void FreeDescendants();
+    void MergeOwnFields(const CVariablesSubTree& other);
+    static bool ErasesChildren(const CNodeAttributesMap& attributes);
+
+    STreeText m_name;
+    CNodeAttributesMap m_attributes;
+    CVariablesSubTreesVector m_children;
+    STreeText m_text;
+    CVariablesTree* m_pTree;
+    CVariablesSubTree* m_pParent;
+    std::int32_t m_iIndex;
+    bool m_bInArena = false;
+};
+
+/// The element after pElement in document order (an element before its children), of those inside
+/// pTop; null at the end.
+const CVariablesSubTree* NextInDocument(const CVariablesSubTree* pElement,
+                                        const CVariablesSubTree* pTop);
+
+/// A document: a root element, or none, and whether an XML declaration is written before it.
+class CVariablesTree
+{
+public:
+    CVariablesTree();
+    ~CVariablesTree();
+
+    CVariablesTree(const CVariablesTree&) = delete;
+    CVariablesTree& operator=(const CVariablesTree&) = delete;
+
+    CVariablesSubTree* GetRoot() const { return m_pRoot; }
+    bool IsXMLHeaderTagEnabled() const { return m_bHeaderEnabled; }
+    void EnableXMLHeaderTag(bool bEnable) { m_bHeaderEnabled = bEnable; }
+
+    void DeleteTree();
+    int GetNodeCount() const;
+
+    /// Gives the document an element to own: appended to pParent's children, or, without a parent,
+    /// as the root in place of the one there was, which is freed. An element that has a place in
+    /// this document is moved; where that is impossible (under itself) nothing happens. Of an
+    /// element that belongs to another document a copy is taken in, and it itself is freed.
+    void AddNodeToTree(CVariablesSubTree* pParent, CVariablesSubTree* pNode);
+    /// A new element, which declares the namespace of its prefix if an URI is given.
+    CVariablesSubTree* AppendNode(const std::wstring& wsName, const wchar_t* wszNamespaceURI,
+                                  CVariablesSubTree* pParent);
+    /// A deep copy of an element of any document, also of one around pParent.
+    CVariablesSubTree* AppendClone(CVariablesSubTree* pSource, CVariablesSubTree* pParent);
+
+    /// Reads a document (see the rules in docs/architecture.md). On success it replaces the tree;
+    /// on failure the tree stays, but a declaration that was seen has set the header flag.
+    /// Time and memory are linear in the text.
+    bool FromXML(const wchar_t* wszXML);
+    /// The same for UTF-8 text of iLength bytes, as if converted by mu::ConvertString first.
+    bool FromUTF8(const char* szXML, int iLength);
+    /// The same for a text file of any encoding that CFileAccess detects; NULs count as blanks.
+    /// Failures are logged as warnings.
+    bool FromFile(const wchar_t* wszPath);
+    static int ReplaceNullsWithSpaces(std::wstring& wsText);
+
+    /// Writes the document: compact, attributes in order, an element's text after its children.
+    /// Reading it back gives the same tree if names are names and no text begins with white space,
+    /// which a reader skips. False, and nothing changed, without a root.
+    bool ToXML(std::wstring& wsOut) const;
+    bool ToUTF8(std::string& strOut) const;
+    /// The units that ToXML() writes, at most INT_MAX.
+    int ToXMLLength() const;
+    /// A UTF-8 file with a byte-order mark.
+    bool ToFile(const wchar_t* wszPath) const;
+
+private:
+    friend class CVariablesSubTree;
+    template <class TChar>
+    friend class CDocumentParser;
+
+    template <class TChar>
+    bool Parse(const TChar* pText, std::size_t uLength);
+    void AdoptForeign(CVariablesSubTree* pParent, CVariablesSubTree* pNode);
+
+    CVariablesSubTree* m_pRoot = nullptr;
+    std::unique_ptr<CTreeArena> m_pArena; // of the elements that the parser made
+    bool m_bHeaderEnabled = false;
+    bool m_bHeapContent = false; // some element of the tree lies, or owns memory, outside the arena
+};
+
+#endif

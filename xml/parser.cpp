@@ -1,0 +1,390 @@
+#include <algorithm>
+#include <cstring>
+#include <cwchar>
+#include <limits>
+#include <memory>
+#include <new>
+#include <utility>
+#include <vector>
+
+#include "diagnostics/function_state.h"
+#include "io/file_access.h"
+#include "logging/logger.h"
+#include "mu/text.h"
+#include "mu/unicode.h"
+#include "xml/element_tree.h"
+#include "xml/tag_scanner.h"
+#include "xml/text_scanner.h"
+#include "xml/tree_arena.h"
+
+namespace
+{
+
+bool IsWellFormedUTF8(const char* p, const char* pEnd)
+{
+    while (p != pEnd)
+    {
+        std::uint32_t uCode = 0;
+        if (static_cast<unsigned char>(*p) < 0x80)
+        {
+            ++p;
+        }
+        else if (!xml_scan::TakeSequence(p, pEnd, uCode))
+        {
+            return false;
+        }
+    }
+    return true;
+}
+
+} // namespace
+
+/// Builds the elements of one text in an arena. Nothing is attached to the document before the
+/// whole text is read, so that a failure only drops the arena.
+template <class TChar>
+class CDocumentParser
+{
+public:
+    CDocumentParser(CVariablesTree& tree, CTreeArena& arena, const TChar* pText,
+                    std::size_t uLength)
+        : m_tree(tree), m_arena(arena), m_scan(arena, pText, pText + uLength)
+    {
+    }
+
+    /// The root, or null where the text is not a document.
+    CVariablesSubTree* Run()
+    {
+        while (m_scan.SkipSpace())
+        {
+            if (!(*m_scan.m_p == TChar('<') ? ReadTag() : ReadText()))
+            {
+                return nullptr;
+            }
+        }
+        return m_vecOpen.empty() ? m_pRoot : nullptr;
+    }
+
+private:
+    /// An element whose closing tag is to come. What was found inside it so far are the tops of
+    /// the stacks of children and texts.
+    struct SOpenElement
+    {
+        CVariablesSubTree* m_pElement;
+        const TChar* m_pName;
+        std::size_t m_uNameLength;
+        std::size_t m_uFirstChild;
+        std::size_t m_uFirstText;
+    };
+
+    bool ReadText()
+    {
+        if (m_vecOpen.empty())
+        {
+            return false;
+        }
+        STreeText text;
+        if (!m_scan.Read(xml_scan::SCharEnd{'<'}, text))
+        {
+            return false;
+        }
+        m_vecTexts.push_back(text);
+        return true;
+    }
+
+    bool ReadTag()
+    {
+        ++m_scan.m_p;
+        if (m_scan.m_p == m_scan.m_pEnd)
+        {
+            return false;
+        }
+        switch (*m_scan.m_p)
+        {
+        case TChar('/'):
+            return ReadClosingTag();
+        case TChar('?'):
+            return ReadDeclaration();
+        default:
+            return ReadOpeningTag();
+        }
+    }
+
+    bool ReadDeclaration()
+    {
+        m_scan.m_p =
+            std::find_if(m_scan.m_p, m_scan.m_pEnd,
+                         [](TChar ch) { return xml_scan::IsIn(ch, xml_scan::kTagNameEnd); });
+        if (!m_scan.ReadAttributes(TChar('?')))
+        {
+            return false;
+        }
+        m_tree.EnableXMLHeaderTag(true);
+        if (m_scan.m_pEnd - m_scan.m_p < 2 || m_scan.m_p[0] != TChar('?') ||
+            m_scan.m_p[1] != TChar('>'))
+        {
+            return false;
+        }
+        m_scan.m_p += 2;
+        return true;
+    }
+
+    bool ReadOpeningTag()
+    {
+        const TChar* const pName = m_scan.m_p;
+        STreeText name;
+        if (!m_scan.Read(xml_scan::STagNameEnd{}, name) || name.m_uLength == 0 ||
+            (m_vecOpen.empty() && m_pRoot != nullptr))
+        {
+            return false;
+        }
+        const auto uNameLength = static_cast<std::size_t>(m_scan.m_p - pName);
+
+        CVariablesSubTree* const pElement = NewElement();
+        pElement->m_name = name;
+        if (!m_scan.ReadAttributes(TChar(0)))
+        {
+            return false;
+        }
+        StoreAttributes(*pElement);
+
+        if (*m_scan.m_p == TChar('/'))
+        {
+            ++m_scan.m_p;
+            if (m_scan.m_p == m_scan.m_pEnd || *m_scan.m_p != TChar('>'))
+            {
+                return false;
+            }
+        }
+        else if (*m_scan.m_p == TChar('>'))
+        {
+            m_vecOpen.push_back(
+                {pElement, pName, uNameLength, m_vecChildren.size(), m_vecTexts.size()});
+        }
+        else
+        {
+            return false;
+        }
+        ++m_scan.m_p;
+        return true;
+    }
+
+    CVariablesSubTree* NewElement()
+    {
+        void* const pMemory = m_arena.Allocate(sizeof(CVariablesSubTree));
+        using SInArena = CVariablesSubTree::SInArena;
+        if (m_vecOpen.empty())
+        {
+            m_pRoot = ::new (pMemory) CVariablesSubTree(SInArena{}, &m_tree, nullptr, 0);
+            return m_pRoot;
+        }
+        const SOpenElement& parent = m_vecOpen.back();
+        const auto iIndex = static_cast<int>(m_vecChildren.size() - parent.m_uFirstChild);
+        auto* const pElement =
+            ::new (pMemory) CVariablesSubTree(SInArena{}, &m_tree, parent.m_pElement, iIndex);
+        m_vecChildren.push_back(pElement);
+        return pElement;
+    }
+
+    void StoreAttributes(CVariablesSubTree& element)
+    {
+        const std::size_t uCount = m_scan.m_vecAttributes.size();
+        if (uCount != 0)
+        {
+            CNodeAttributesMap& attributes = element.m_attributes;
+            attributes.m_pItems =
+                static_cast<SNodeAttribute*>(m_arena.Allocate(uCount * sizeof(SNodeAttribute)));
+            std::uninitialized_copy_n(m_scan.m_vecAttributes.data(), uCount, attributes.m_pItems);
+            attributes.m_uCount = static_cast<std::uint32_t>(uCount);
+        }
+    }
+
+    bool ReadClosingTag()
+    {
+        if (m_vecOpen.empty())
+        {
+            return false;
+        }
+        const SOpenElement open = m_vecOpen.back();
+        const TChar* const pName = m_scan.m_p + 1;
+        if (static_cast<std::size_t>(m_scan.m_pEnd - pName) <= open.m_uNameLength ||
+            std::memcmp(pName, open.m_pName, open.m_uNameLength * sizeof(TChar)) != 0 ||
+            pName[open.m_uNameLength] != TChar('>'))
+        {
+            return false;
+        }
+        m_scan.m_p = pName + open.m_uNameLength + 1;
+        StoreChildren(open);
+        StoreText(open);
+        m_vecOpen.pop_back();
+        return true;
+    }
+
+    void StoreChildren(const SOpenElement& open)
+    {
+        const std::size_t uCount = m_vecChildren.size() - open.m_uFirstChild;
+        if (uCount != 0)
+        {
+            CVariablesSubTreesVector& children = open.m_pElement->m_children;
+            children.m_ppItems = static_cast<CVariablesSubTree**>(
+                m_arena.Allocate(uCount * sizeof(CVariablesSubTree*)));
+            std::uninitialized_copy_n(m_vecChildren.data() + open.m_uFirstChild, uCount,
+                                      children.m_ppItems);
+            children.m_uCount = static_cast<std::uint32_t>(uCount);
+            m_vecChildren.resize(open.m_uFirstChild);
+        }
+    }
+
+    void StoreText(const SOpenElement& open)
+    {
+        const std::size_t uTexts = m_vecTexts.size() - open.m_uFirstText;
+        if (uTexts == 0)
+        {
+            return;
+        }
+        if (uTexts == 1)
+        {
+            open.m_pElement->m_text = m_vecTexts.back();
+        }
+        else
+        {
+            JoinTexts(open);
+        }
+        m_vecTexts.resize(open.m_uFirstText);
+    }
+
+    void JoinTexts(const SOpenElement& open)
+    {
+        std::size_t uLength = 0;
+        for (std::size_t i = open.m_uFirstText; i < m_vecTexts.size(); ++i)
+        {
+            uLength += m_vecTexts[i].m_uLength;
+        }
+        auto* const pJoined = static_cast<wchar_t*>(m_arena.Allocate(uLength * sizeof(wchar_t)));
+        wchar_t* pWrite = pJoined;
+        for (std::size_t i = open.m_uFirstText; i < m_vecTexts.size(); ++i)
+        {
+            pWrite = std::copy_n(m_vecTexts[i].m_pText, m_vecTexts[i].m_uLength, pWrite);
+        }
+        open.m_pElement->m_text = {pJoined, static_cast<std::uint32_t>(uLength), 0};
+    }
+
+    CVariablesTree& m_tree;
+    CTreeArena& m_arena;
+    CTagScanner<TChar> m_scan;
+    CVariablesSubTree* m_pRoot = nullptr;
+    std::vector<SOpenElement> m_vecOpen;
+    std::vector<CVariablesSubTree*> m_vecChildren;
+    std::vector<STreeText> m_vecTexts;
+};
+
+template <class TChar>
+bool CVariablesTree::Parse(const TChar* pText, std::size_t uLength)
+{
+    if (uLength > std::numeric_limits<std::uint32_t>::max())
+    {
+        return false; // a text's length has 32 bits
+    }
+    auto pArena = std::make_unique<CTreeArena>(uLength * sizeof(wchar_t));
+    CVariablesSubTree* const pRoot = CDocumentParser<TChar>(*this, *pArena, pText, uLength).Run();
+    if (pRoot == nullptr)
+    {
+        return false;
+    }
+    DeleteTree();
+    m_pRoot = pRoot;
+    m_pArena = std::move(pArena);
+    return true;
+}
+
+bool CVariablesTree::FromXML(const wchar_t* wszXML)
+{
+    CFunctionSwitch fsFromXML("VT::FXML");
+    CFunctionParam fpXML(fsFromXML, "wszXML", wszXML);
+
+    return wszXML != nullptr && Parse(wszXML, std::wcslen(wszXML));
+}
+
+bool CVariablesTree::FromUTF8(const char* szXML, int iLength)
+{
+    CFunctionSwitch fsFromXML("VT::FXML");
+    CFunctionParam fpXML(fsFromXML, "szXML", szXML);
+
+    if (szXML == nullptr || iLength <= 0)
+    {
+        return false;
+    }
+    // As in wide text, a NUL ends it.
+    const std::size_t uLength = strnlen(szXML, static_cast<std::size_t>(iLength));
+    if (Parse(szXML, uLength))
+    {
+        return true;
+    }
+    // Either the text is no document, or it takes the lenient conversion to tell.
+    if (IsWellFormedUTF8(szXML, szXML + uLength))
+    {
+        return false;
+    }
+    std::wstring wsXML;
+    mu::ConvertString(szXML, iLength, wsXML);
+    fsFromXML.Leave();
+    return FromXML(wsXML.c_str());
+}
+
+bool CVariablesTree::FromFile(const wchar_t* wszPath)
+{
+    std::wstring wsText;
+    if (!CFileAccess::ToString(wszPath, wsText))
+    {
+        if (ITextLogger* const ptlLogger = mu::TextLoggerFor(IBaseLogger::Warning))
+        {
+            ptlLogger->LogMessageF(IBaseLogger::Warning, "Cannot read XML file \"%s\"",
+                                   mu::WideStringToNarrow(wszPath).c_str());
+        }
+        return false;
+    }
+    ReplaceNullsWithSpaces(wsText);
+    if (!FromXML(wsText.c_str()))
+    {
+        if (ITextLogger* const ptlLogger = mu::TextLoggerFor(IBaseLogger::Warning))
+        {
+            ptlLogger->LogMessageF(IBaseLogger::Warning, "Invalid XML file \"%s\": \"%s\"",
+                                   mu::WideStringToNarrow(wszPath).c_str(),
+                                   mu::WideStringToNarrow(wsText).c_str());
+        }
+        return false;
+    }
+    return true;
+}
+
+int CVariablesTree::ReplaceNullsWithSpaces(std::wstring& wsText)
+{
+    return mu::ReplaceNullsWithSpaces(wsText.data(), static_cast<int>(wsText.size()));
+}
+
+bool CNodeAttributesMap::Parse(const wchar_t** ppos, wchar_t chEnd)
+{
+    // A list is short and the text behind it may be long: look at a window, and at a larger one
+    // as long as the list fails in a window that is not the whole text.
+    constexpr std::size_t kFirstWindow = 1024;
+    for (std::size_t uWindow = kFirstWindow;; uWindow *= 2)
+    {
+        const std::size_t uLength = wcsnlen(*ppos, uWindow);
+        CTreeArena arena(uLength * sizeof(wchar_t));
+        CTagScanner<wchar_t> scan(arena, *ppos, *ppos + uLength);
+        if (scan.ReadAttributes(chEnd))
+        {
+            CNodeAttributesMap parsed;
+            for (const SNodeAttribute& attribute : scan.m_vecAttributes)
+            {
+                parsed.Set(attribute.m_name.View(), attribute.m_value.View());
+            }
+            Add(parsed, false);
+            *ppos = scan.m_p;
+            return true;
+        }
+        if (uLength < uWindow)
+        {
+            return false;
+        }
+    }
+}

@@ -1,0 +1,66 @@
+#include "xml/tree_text.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <cwchar>
+#include <new>
+#include <stdexcept>
+
+namespace
+{
+
+constexpr std::size_t kMaxLength = (std::size_t{1} << 30) - 1; // in bytes it fits 32 bits
+
+} // namespace
+
+bool STreeText::Assign(std::wstring_view wsText)
+{
+    if (wsText.size() > std::max(m_uLength, m_uHeapCapacity))
+    {
+        if (wsText.size() > kMaxLength)
+        {
+            throw std::length_error("STreeText::Assign");
+        }
+        const bool bGrown = m_uHeapCapacity != 0;
+        const std::size_t uCapacity =
+            bGrown ? std::min(kMaxLength, std::max(wsText.size(), std::size_t{m_uHeapCapacity} * 2))
+                   : wsText.size();
+        auto* const pNew = static_cast<wchar_t*>(std::malloc(uCapacity * sizeof(wchar_t)));
+        if (pNew == nullptr)
+        {
+            throw std::bad_alloc();
+        }
+        std::wmemcpy(pNew, wsText.data(), wsText.size()); // before the source may be freed
+        Release();
+        m_pText = pNew;
+        m_uHeapCapacity = static_cast<std::uint32_t>(uCapacity);
+    }
+    else if (!wsText.empty())
+    {
+        std::wmemmove(m_pText, wsText.data(), wsText.size());
+    }
+    m_uLength = static_cast<std::uint32_t>(wsText.size());
+    return m_uHeapCapacity != 0;
+}
+
+void STreeText::Release()
+{
+    if (m_uHeapCapacity != 0)
+    {
+        std::free(m_pText);
+    }
+    *this = {};
+}
+
+bool IsTextBefore(std::wstring_view wsA, std::wstring_view wsB)
+{
+    const std::size_t uCommon = std::min(wsA.size(), wsB.size());
+    for (std::size_t i = 0; i < uCommon; ++i)
+    {
+        if (wsA[i] != wsB[i])
+        {
+            return static_cast<std::uint32_t>(wsA[i]) < static_cast<std::uint32_t>(wsB[i]);
+        }
+    }
+    return wsA.size() < wsB.size();
+}
