@@ -1,5 +1,204 @@
 #include "diagnostics/function_state.h"
 
+#include <cstdlib>
+#include <new>
+
+#include "logging/logger.h"
+
 pthread_key_t g_pkFuncStateEntryThreadKey;
 int g_bAllocatedFuncStateEntryThreadKey = 0;
 constinit thread_local SPosixThreadExceptionVars* g_pThreadExceptionVars = nullptr;
+
+namespace
+{
+
+// Guards the key's creation and the pointer to the map, for the life of the process; the map's
+// own mutex goes with the map. Where both are held, this one was taken first.
+pthread_mutex_t g_mutexOfMap = PTHREAD_MUTEX_INITIALIZER;
+CThreadStatesMap* g_pThreadStatesMap = nullptr;
+InstallCrashSignals g_pCrashSignalInstaller = nullptr;
+
+class CPosixLock
+{
+public:
+    explicit CPosixLock(pthread_mutex_t& mutex) : m_mutex(mutex) { pthread_mutex_lock(&m_mutex); }
+    ~CPosixLock() { pthread_mutex_unlock(&m_mutex); }
+
+    CPosixLock(const CPosixLock&) = delete;
+    CPosixLock& operator=(const CPosixLock&) = delete;
+
+private:
+    pthread_mutex_t& m_mutex;
+};
+
+unsigned long GetThreadID()
+{
+    return static_cast<unsigned long>(pthread_self());
+}
+
+bool MakeKey()
+{
+    const CPosixLock lock(g_mutexOfMap);
+    if (g_bAllocatedFuncStateEntryThreadKey == 0 &&
+        pthread_key_create(&g_pkFuncStateEntryThreadKey, nullptr) == 0)
+    {
+        g_bAllocatedFuncStateEntryThreadKey = 1;
+    }
+    return g_bAllocatedFuncStateEntryThreadKey != 0;
+}
+
+// Under g_mutexOfMap. Null without memory.
+CThreadStatesMap* GetOrMakeMap()
+{
+    if (g_pThreadStatesMap == nullptr)
+    {
+        g_pThreadStatesMap = new (std::nothrow) CThreadStatesMap;
+    }
+    return g_pThreadStatesMap;
+}
+
+// A thread that finds no memory for its place in the map still traces, but no report lists it.
+void RegisterThread(SPosixThreadExceptionVars* pVars)
+{
+    const CPosixLock lock(g_mutexOfMap);
+    if (CThreadStatesMap* const pMap = GetOrMakeMap())
+    {
+        const CPosixLock lockMap(pMap->m_mutex);
+        try
+        {
+            pMap->m_mapThreads.try_emplace(GetThreadID(), pVars);
+        }
+        catch (const std::bad_alloc&)
+        {
+        }
+    }
+}
+
+void UnregisterThread()
+{
+    const CPosixLock lock(g_mutexOfMap);
+    if (g_pThreadStatesMap == nullptr)
+    {
+        return;
+    }
+    bool bEmpty = false;
+    {
+        const CPosixLock lockMap(g_pThreadStatesMap->m_mutex);
+        g_pThreadStatesMap->m_mapThreads.erase(GetThreadID());
+        bEmpty = g_pThreadStatesMap->m_mapThreads.empty();
+    }
+    if (bEmpty)
+    {
+        delete g_pThreadStatesMap;
+        g_pThreadStatesMap = nullptr;
+    }
+}
+
+} // namespace
+
+CThreadStatesMap::CThreadStatesMap()
+{
+    pthread_mutex_init(&m_mutex, nullptr);
+}
+
+CThreadStatesMap::~CThreadStatesMap()
+{
+    pthread_mutex_destroy(&m_mutex);
+}
+
+CThreadStatesMapScope::CThreadStatesMapScope()
+{
+    // A thread that traced for the first time inside the scope would wait for itself.
+    GetAllocExVarsStorage();
+    pthread_mutex_lock(&g_mutexOfMap);
+}
+
+CThreadStatesMapScope::~CThreadStatesMapScope()
+{
+    pthread_mutex_unlock(&g_mutexOfMap);
+}
+
+CThreadStatesMap* CThreadStatesMapScope::GetMap() const
+{
+    return g_pThreadExceptionVars != nullptr ? g_pThreadStatesMap : nullptr;
+}
+
+SPosixThreadExceptionVars* AllocExVarsStorage()
+{
+    if (!MakeKey())
+    {
+        return nullptr;
+    }
+    void* const pMemory = std::malloc(sizeof(SPosixThreadExceptionVars));
+    if (pMemory == nullptr)
+    {
+        return nullptr;
+    }
+    auto* const pVars = new (pMemory) SPosixThreadExceptionVars;
+    InitThreadExceptionVars(pVars);
+    if (pthread_setspecific(g_pkFuncStateEntryThreadKey, pVars) != 0)
+    {
+        std::free(pVars);
+        return nullptr;
+    }
+    g_pThreadExceptionVars = pVars;
+    RegisterThread(pVars);
+    return pVars;
+}
+
+void FreeThreadExVarsStorage()
+{
+    SPosixThreadExceptionVars* const pVars = g_pThreadExceptionVars;
+    if (pVars == nullptr)
+    {
+        return;
+    }
+    // Out of the map first: a report must not meet freed storage.
+    UnregisterThread();
+    g_pThreadExceptionVars = nullptr;
+    pthread_setspecific(g_pkFuncStateEntryThreadKey, nullptr);
+    ReleaseThreadExceptionVars(pVars);
+    std::free(pVars);
+}
+
+void InitThreadExceptionVars(SPosixThreadExceptionVars* pVars)
+{
+    pVars->m_pCurrentEntry.store(nullptr, std::memory_order_relaxed);
+    pVars->m_pMemoryTestJump = nullptr;
+}
+
+void ReleaseThreadExceptionVars(SPosixThreadExceptionVars*) {}
+
+void SetCrashSignalInstaller(InstallCrashSignals pInstaller)
+{
+    g_pCrashSignalInstaller = pInstaller;
+}
+
+void InitExceptions_Once()
+{
+    MakeKey();
+    {
+        const CPosixLock lock(g_mutexOfMap);
+        GetOrMakeMap();
+    }
+    if (g_pCrashSignalInstaller != nullptr)
+    {
+        g_pCrashSignalInstaller();
+    }
+}
+
+CStickyScope::CStickyScope(ISticky* pSticky) : m_pSticky(pSticky)
+{
+    if (m_pSticky != nullptr)
+    {
+        m_pSticky->AddRef();
+    }
+}
+
+CStickyScope::~CStickyScope()
+{
+    if (m_pSticky != nullptr)
+    {
+        m_pSticky->Release();
+    }
+}

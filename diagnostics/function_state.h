@@ -1,6 +1,7 @@
 #ifndef ZOR_DIAGNOSTICS_FUNCTION_STATE_H
 #define ZOR_DIAGNOSTICS_FUNCTION_STATE_H
 
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <map>
@@ -48,11 +49,12 @@ struct SFuncStateEntry
     SFuncStateEntry* m_pNext;
 };
 
-/// One thread's storage, on the heap.
+/// One thread's storage, on the heap. Only its thread writes it; reports on other threads read the
+/// current entry without a lock.
 struct SPosixThreadExceptionVars
 {
-    SFuncStateEntry* m_pCurrentEntry; ///< the innermost open entry, null when none is open
-    jmp_buf* m_pMemoryTestJump;       ///< of the innermost running memory test, null when none runs
+    std::atomic<SFuncStateEntry*> m_pCurrentEntry; ///< the innermost open entry, null when none is
+    jmp_buf* m_pMemoryTestJump; ///< of the innermost running memory test, null when none runs
 };
 
 // The layouts that a crash report's reader on the device relies on.
@@ -69,7 +71,8 @@ static_assert(offsetof(SFuncStateParam, m_szName) == 0 &&
               offsetof(SFuncStateParam, m_iType) == 2 * sizeof(void*) &&
               offsetof(SFuncStateParam, m_pNext) == 3 * sizeof(void*));
 
-/// The storage of every thread that traces. Its mutex guards insertion, erasure and reports.
+/// The storage of every thread that traces. Its mutex guards insertion, erasure and reports. The
+/// process has one while any thread has storage; CThreadStatesMapScope gives access to it.
 class CThreadStatesMap
 {
 public:
@@ -83,6 +86,22 @@ public:
     pthread_mutex_t m_mutex;
 };
 
+/// Keeps the process's map from being made or freed for a scope, so that a report can walk it
+/// (under the map's own mutex). Threads that register or leave wait meanwhile; do not nest.
+class CThreadStatesMapScope
+{
+public:
+    CThreadStatesMapScope();
+    ~CThreadStatesMapScope();
+
+    CThreadStatesMapScope(const CThreadStatesMapScope&) = delete;
+    CThreadStatesMapScope& operator=(const CThreadStatesMapScope&) = delete;
+
+    /// Null when the process has no map.
+    CThreadStatesMap* GetMap() const;
+};
+
+/// The key of the threads' storage. It is made once, without a destructor, and never deleted.
 extern pthread_key_t g_pkFuncStateEntryThreadKey;
 extern int g_bAllocatedFuncStateEntryThreadKey;
 
@@ -90,10 +109,11 @@ extern int g_bAllocatedFuncStateEntryThreadKey;
 /// call and this is a load.
 extern constinit thread_local SPosixThreadExceptionVars* g_pThreadExceptionVars;
 
-/// Makes the calling thread's storage. Null only if the thread key cannot be created.
-SPosixThreadExceptionVars* AllocExVarsStorage();
+/// Makes the calling thread's storage; GetAllocExVarsStorage() calls it.
+[[gnu::cold, gnu::noinline]] SPosixThreadExceptionVars* AllocExVarsStorage();
 
-/// The calling thread's storage, made on first use.
+/// The calling thread's storage, made on first use. Null if there is no key or no memory for it:
+/// the function then goes untraced, and the next one tries again.
 inline SPosixThreadExceptionVars* GetAllocExVarsStorage()
 {
     SPosixThreadExceptionVars* const pVars = g_pThreadExceptionVars;
@@ -105,6 +125,7 @@ inline SPosixThreadExceptionVars* GetAllocExVarsStorage()
 void FreeThreadExVarsStorage();
 
 void InitThreadExceptionVars(SPosixThreadExceptionVars* pVars);
+/// What must happen before a thread's storage is freed: nothing so far.
 void ReleaseThreadExceptionVars(SPosixThreadExceptionVars* pVars);
 
 /// Installs the crash handler for its signals. The crash handling hands it over before it calls
@@ -112,14 +133,15 @@ void ReleaseThreadExceptionVars(SPosixThreadExceptionVars* pVars);
 using InstallCrashSignals = void (*)();
 void SetCrashSignalInstaller(InstallCrashSignals pInstaller);
 
-/// To be called once, from the main thread, before other threads start.
+/// Makes the key and the map and calls the installer. To be called once, from the main thread,
+/// before other threads start.
 void InitExceptions_Once();
 
 /// The calling thread's innermost entry, null if it has no storage. Never allocates.
 inline SFuncStateEntry* GetCurrentFuncStateEntry()
 {
     const SPosixThreadExceptionVars* const pVars = g_pThreadExceptionVars;
-    return pVars != nullptr ? pVars->m_pCurrentEntry : nullptr;
+    return pVars != nullptr ? pVars->m_pCurrentEntry.load(std::memory_order_relaxed) : nullptr;
 }
 
 /// Fills an entry and links it after pPrevious (null for a thread's outermost). The caller makes
@@ -128,7 +150,7 @@ inline void SetNewFuncStateEntry(void* pEntry, const char* szTag, SFuncStateEntr
 {
     auto* const pNew = static_cast<SFuncStateEntry*>(pEntry);
     *pNew = {szTag, nullptr, nullptr, pPrevious, nullptr};
-    if (pPrevious != nullptr)
+    if (pPrevious != nullptr) [[likely]]
     {
         pPrevious->m_pNext = pNew;
     }
@@ -138,7 +160,7 @@ inline void SetNewFuncStateEntry(void* pEntry, const char* szTag, SFuncStateEntr
 inline void LeaveFunc(void* pEntry)
 {
     SFuncStateEntry* const pPrevious = static_cast<SFuncStateEntry*>(pEntry)->m_pPrevious;
-    if (pPrevious != nullptr)
+    if (pPrevious != nullptr) [[likely]]
     {
         pPrevious->m_pNext = nullptr;
     }
@@ -152,14 +174,8 @@ inline void SetNewFuncParam(SFuncStateParam* pParam, const char* szName, void* p
 /// Appends a parameter; reports print them in this order.
 inline void AddFuncStateParam(SFuncStateEntry* pEntry, SFuncStateParam* pParam)
 {
-    if (pEntry->m_pLastParam != nullptr)
-    {
-        pEntry->m_pLastParam->m_pNext = pParam;
-    }
-    else
-    {
-        pEntry->m_pFirstParam = pParam;
-    }
+    SFuncStateParam* const pLast = pEntry->m_pLastParam;
+    (pLast != nullptr ? pLast->m_pNext : pEntry->m_pFirstParam) = pParam;
     pEntry->m_pLastParam = pParam;
 }
 
@@ -169,14 +185,38 @@ inline char HexChar(unsigned int uValue)
     return "0123456789ABCDEF"[uValue & 15U];
 }
 
+/// A string constant; anything else does not compile. Tags and names are read long after the call
+/// that gave them, so they must never be freed.
+class CConstantText
+{
+public:
+    template <std::size_t N>
+    consteval CConstantText(const char (&szText)[N]) : m_szText(szText)
+    {
+    }
+
+    const char* m_szText;
+};
+
 /// The scope through which a function is in its thread's chain.
 class CFunctionSwitch
 {
 public:
-    explicit CFunctionSwitch(const char* szTag) : m_pVars(GetAllocExVarsStorage())
+    explicit CFunctionSwitch(CConstantText tag)
     {
-        SetNewFuncStateEntry(&m_entry, szTag, m_pVars->m_pCurrentEntry);
-        m_pVars->m_pCurrentEntry = &m_entry;
+        SPosixThreadExceptionVars* const pVars = GetAllocExVarsStorage();
+        m_pVars = pVars;
+        if (pVars == nullptr) [[unlikely]]
+        {
+            SetNewFuncStateEntry(&m_entry, tag.m_szText, nullptr);
+            return;
+        }
+        SetNewFuncStateEntry(&m_entry, tag.m_szText,
+                             pVars->m_pCurrentEntry.load(std::memory_order_relaxed));
+        pVars->m_pCurrentEntry.store(&m_entry, std::memory_order_relaxed);
+        // Costs nothing at run time: the compiler must not move the function's own work, which
+        // may fault, out of the scope.
+        std::atomic_signal_fence(std::memory_order_seq_cst);
     }
     ~CFunctionSwitch() { Leave(); }
 
@@ -186,10 +226,12 @@ public:
     /// Closes the entry early; a second call does nothing.
     void Leave()
     {
+        std::atomic_signal_fence(std::memory_order_seq_cst);
+        SPosixThreadExceptionVars* const pVars = m_pVars;
         // Storage that was freed inside this scope is no longer the thread's.
-        if (m_pVars != nullptr && m_pVars == g_pThreadExceptionVars)
+        if (pVars != nullptr && pVars == g_pThreadExceptionVars) [[likely]]
         {
-            m_pVars->m_pCurrentEntry = m_entry.m_pPrevious;
+            pVars->m_pCurrentEntry.store(m_entry.m_pPrevious, std::memory_order_relaxed);
             LeaveFunc(&m_entry);
         }
         m_pVars = nullptr;
@@ -201,8 +243,9 @@ private:
     SFuncStateEntry m_entry;
     SPosixThreadExceptionVars* m_pVars; // null once left
 };
+static_assert(sizeof(CFunctionSwitch) == sizeof(SFuncStateEntry) + sizeof(void*));
 
-/// The type code of a variable. 32-bit words that are a number print in decimal when signed and
+/// The type code of a variable, the same on every machine. Numbers print in decimal when signed and
 /// in hexadecimal when not; where another form is wanted, the caller names it.
 template <class T>
 constexpr EFuncParamType FuncParamTypeOf()
@@ -222,13 +265,26 @@ constexpr EFuncParamType FuncParamTypeOf()
     else
     {
         static_assert(std::is_integral_v<TValue>, "a state parameter is a number, bool or pointer");
-        static_assert(std::is_signed_v<TValue> || sizeof(TValue) != 8,
-                      "no report form for an unsigned 64-bit number");
-        return sizeof(TValue) == 8   ? FPT_INT64
-               : sizeof(TValue) == 1 ? FPT_BYTE
-               : sizeof(TValue) == 2 ? (std::is_signed_v<TValue> ? FPT_SHORT : FPT_WORD)
-               : std::is_signed_v<TValue> ? FPT_INT
-                                          : FPT_DWORD;
+        // As on the device: long has 32 bits (a wider host shows the low ones), and a wide
+        // character is unsigned.
+        if constexpr (std::is_same_v<TValue, unsigned long> || std::is_same_v<TValue, wchar_t>)
+        {
+            return FPT_DWORD;
+        }
+        else if constexpr (std::is_same_v<TValue, long>)
+        {
+            return FPT_INT;
+        }
+        else
+        {
+            static_assert(std::is_signed_v<TValue> || sizeof(TValue) != 8,
+                          "no report form for an unsigned 64-bit number");
+            return sizeof(TValue) == 8        ? FPT_INT64
+                   : sizeof(TValue) == 1      ? FPT_BYTE
+                   : sizeof(TValue) == 2      ? (std::is_signed_v<TValue> ? FPT_SHORT : FPT_WORD)
+                   : std::is_signed_v<TValue> ? FPT_INT
+                                              : FPT_DWORD;
+        }
     }
 }
 
@@ -240,14 +296,14 @@ class CFunctionParam
 {
 public:
     template <class T>
-    CFunctionParam(CFunctionSwitch& fsFunction, const char* szName, T& value)
-        : CFunctionParam(fsFunction, szName, &value, FuncParamTypeOf<T>())
+    CFunctionParam(CFunctionSwitch& fsFunction, CConstantText name, T& value)
+        : CFunctionParam(fsFunction, name, &value, FuncParamTypeOf<T>())
     {
     }
-    CFunctionParam(CFunctionSwitch& fsFunction, const char* szName, const void* pValue,
+    CFunctionParam(CFunctionSwitch& fsFunction, CConstantText name, const void* pValue,
                    EFuncParamType eType)
     {
-        SetNewFuncParam(&m_param, szName, const_cast<void*>(pValue), eType);
+        SetNewFuncParam(&m_param, name.m_szText, const_cast<void*>(pValue), eType);
         AddFuncStateParam(fsFunction.GetEntry(), &m_param);
     }
 
@@ -258,11 +314,13 @@ private:
     SFuncStateParam m_param;
 };
 
-/// Holds a reference on an object for a scope. Null is allowed.
+/// Holds a reference on an object for a scope: of anything that has ISticky as a base, virtual or
+/// not. Null is allowed.
 class CStickyScope
 {
 public:
     explicit CStickyScope(ISticky* pSticky);
+    explicit CStickyScope(ISticky& sticky) : CStickyScope(&sticky) {}
     ~CStickyScope();
 
     CStickyScope(const CStickyScope&) = delete;

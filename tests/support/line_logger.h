@@ -1,0 +1,74 @@
+#ifndef ZOR_TESTS_SUPPORT_LINE_LOGGER_H
+#define ZOR_TESTS_SUPPORT_LINE_LOGGER_H
+
+#include <atomic>
+#include <cstdarg>
+#include <cstdio>
+#include <mutex>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "logging/logger.h"
+
+/// The process's text logger for its own lifetime. It keeps each message as the severity's number,
+/// a blank and the text.
+class CLineLogger final : public ITextLogger
+{
+public:
+    explicit CLineLogger(Severity eLowest = Undefined)
+        : m_eLowest(eLowest), m_ptlPrevious(std::exchange(mu::g_ptlTextLogger, this))
+    {
+    }
+    ~CLineLogger() { mu::g_ptlTextLogger = m_ptlPrevious; }
+
+    CLineLogger(const CLineLogger&) = delete;
+    CLineLogger& operator=(const CLineLogger&) = delete;
+
+    /// The messages since the last call.
+    std::vector<std::string> TakeLines()
+    {
+        const std::scoped_lock lock(m_mutex);
+        return std::exchange(m_vLines, {});
+    }
+
+    // Counted, but the object belongs to its scope.
+    int AddRef() override { return ++m_iReferences; }
+    int Release() override { return --m_iReferences; }
+
+    Severity GetLowestLoggerServerity() override { return m_eLowest; }
+    void LogMessage(Severity eSeverity, const char* szText) override
+    {
+        const std::scoped_lock lock(m_mutex);
+        m_vLines.push_back(std::to_string(eSeverity) + " " + szText);
+    }
+    void LogMessageF(Severity eSeverity, const char* szFormat, ...) override
+        __attribute__((format(printf, 3, 4)))
+    {
+        va_list args;
+        va_start(args, szFormat);
+        LogMessageV(eSeverity, szFormat, args);
+        va_end(args);
+    }
+    void LogMessageV(Severity eSeverity, const char* szFormat, va_list args) override
+        __attribute__((format(printf, 3, 0)))
+    {
+        va_list argsForLength;
+        va_copy(argsForLength, args);
+        const int iLength = std::vsnprintf(nullptr, 0, szFormat, argsForLength);
+        va_end(argsForLength);
+        std::string strText(static_cast<std::size_t>(iLength) + 1, '\0');
+        std::vsnprintf(strText.data(), strText.size(), szFormat, args);
+        LogMessage(eSeverity, strText.c_str());
+    }
+
+    const Severity m_eLowest;
+    std::atomic<int> m_iReferences{0};
+
+private:
+    ITextLogger* const m_ptlPrevious;
+    std::mutex m_mutex;
+    std::vector<std::string> m_vLines;
+};
+
+#endif
