@@ -11,28 +11,32 @@ namespace mu
 // vanish. Decoding stops at the first malformed sequence, accepts overlong forms and values beyond
 // the range, and takes a stray continuation byte as the lead of a two-byte sequence.
 //
-// Lengths and capacities are counted in units, not bytes. Nothing throws but the strings' own
-// errors. Buffers are the caller's.
+// Lengths and capacities are counted in units, not bytes; those below 0 are as good as 0. Buffers
+// are the caller's, and must not overlap. Nothing throws: a string that finds no memory is left
+// empty.
 
-/// The bytes that the encoding of a text takes, without a terminator.
+/// The bytes that the encoding of a text takes, without a terminator; at most INT_MAX - 1.
 int GetConvertedStringLength(const wchar_t* wszText, int iLength);
 int GetConvertedStringLength32(const unsigned long* pText, int iLength);
 int GetConvertedStringLength16(const unsigned short* pText, int iLength);
 
 /// Wide text to UTF-8. Returns the bytes written without the NUL that always follows them.
 /// The buffer must hold GetConvertedStringLength() + 1 bytes: the capacity guards only buffers
-/// that are too small for any sequence (0 and 1 give an empty text; 2, 3 and 4 stop before the
-/// first sequence of as many bytes). Nothing is written if the capacity is 0 or less.
+/// that are too small for any sequence (1 gives an empty text; 2, 3 and 4 stop before the first
+/// sequence of as many bytes). Nothing is written if the capacity is 0 or less. A text whose
+/// encoding an int cannot count ends before the character that is too much.
 int ConvertString(const wchar_t* wszText, int iLength, char* szOut, int iCapacity);
 int ConvertString32(const unsigned long* pText, int iLength, char* szOut, int iCapacity);
 int ConvertString16(const unsigned short* pText, int iLength, char* szOut, int iCapacity);
+/// The same into a string, which gets the whole text; the result is at most INT_MAX - 1.
 int ConvertString(const wchar_t* wszText, int iLength, std::string& strOut);
 std::string WideStringToNarrow(const std::wstring& wsText);
 
 /// UTF-8 to wide text. Returns the units written without the 0 that follows them: the buffer must
-/// hold iCapacity + 1 units. *pszErrorPosition becomes null, or the byte after the lead byte of
-/// the first malformed sequence; a sequence cut off by the end of the text is no error.
+/// hold iCapacity + 1 units.
 int ConvertString(const char* szText, int iLength, wchar_t* wszOut, int iCapacity);
+/// The same into a string. *pszErrorPosition becomes null, or the byte after the lead byte of the
+/// first malformed sequence; a sequence cut off by the end of the text is no error.
 int ConvertString(const char* szText, int iLength, std::wstring& wsOut,
                   const char** pszErrorPosition);
 int ConvertString(const char* szText, int iLength, std::wstring& wsOut);

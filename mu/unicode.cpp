@@ -1,0 +1,392 @@
+#include "mu/unicode.h"
+
+#include <algorithm>
+#include <climits>
+#include <cstdint>
+#include <exception>
+
+#include "mu/ascii_runs.h"
+
+namespace
+{
+
+constexpr std::uint32_t kLastEncoded = 0x10FFFE;
+
+/// What an int can count, a terminator included.
+constexpr std::size_t kMostBytes = INT_MAX - 1;
+
+/// Spare units that are not worth a smaller allocation.
+constexpr std::size_t kShortText = 64;
+
+/// Units that are encoded at a time on their way into a string.
+constexpr std::size_t kPiece = 256;
+
+std::size_t UnitCount(int iLength)
+{
+    return iLength > 0 ? static_cast<std::size_t>(iLength) : 0;
+}
+
+int ByteCount(std::size_t uBytes)
+{
+    return static_cast<int>(std::min(uBytes, kMostBytes));
+}
+
+/// A unit as a code point on every machine. What is beyond 32 bits is as little a code point as
+/// 0xFFFFFFFF is.
+template <typename TUnit>
+std::uint32_t CodePoint(TUnit unit)
+{
+    if constexpr (sizeof(TUnit) > sizeof(std::uint32_t))
+        return unit > kLastEncoded ? UINT32_MAX : static_cast<std::uint32_t>(unit);
+    else
+        return static_cast<std::uint32_t>(unit);
+}
+
+template <typename TUnit>
+std::size_t CountAbove(const TUnit* pText, std::size_t uLength, std::uint32_t uLimit)
+{
+    std::uint32_t uCount = 0; // as wide as the units, so that they share vectors
+    for (std::size_t i = 0; i < uLength; ++i)
+        uCount += CodePoint(pText[i]) > uLimit ? 1U : 0U;
+    return uCount;
+}
+
+template <typename TUnit>
+std::size_t EncodedLength(const TUnit* pText, std::size_t uLength)
+{
+    // Whole blocks mostly need one or two of the four counts.
+    constexpr std::size_t kBlock = 256;
+
+    std::size_t uBytes = uLength;
+    while (uLength > 0)
+    {
+        const std::size_t uBlock = std::min(uLength, kBlock);
+        std::uint32_t uAll = 0;
+        for (std::size_t i = 0; i < uBlock; ++i)
+            uAll |= CodePoint(pText[i]);
+        if (uAll > 0x7F)
+            uBytes += CountAbove(pText, uBlock, 0x7F);
+        if (uAll > 0x7FF)
+            uBytes += CountAbove(pText, uBlock, 0x7FF);
+        if (uAll > 0xFFFF)
+            uBytes +=
+                CountAbove(pText, uBlock, 0xFFFF) - 4 * CountAbove(pText, uBlock, kLastEncoded);
+        pText += uBlock;
+        uLength -= uBlock;
+    }
+    return uBytes;
+}
+
+char ContinuationByte(std::uint32_t uBits)
+{
+    return static_cast<char>(0x80 | (uBits & 0x3F));
+}
+
+/// Encodes without a terminator; the first sequence of more than iLongest bytes ends the text.
+/// Returns the end of the output.
+template <typename TUnit>
+char* Encode(const TUnit* pText, std::size_t uLength, char* szOut, int iLongest)
+{
+    const TUnit* const pEnd = pText + uLength;
+    while (pText != pEnd)
+    {
+        const std::uint32_t u = CodePoint(*pText);
+        if (u <= 0x7F)
+        {
+            const std::size_t uRun =
+                mu::CopyAsciiRun(pText, static_cast<std::size_t>(pEnd - pText), szOut);
+            pText += uRun;
+            szOut += uRun;
+            continue;
+        }
+        if (u <= 0x7FF)
+        {
+            if (iLongest < 2)
+                break;
+            szOut[0] = static_cast<char>(0xC0 | u >> 6);
+            szOut[1] = ContinuationByte(u);
+            szOut += 2;
+        }
+        else if (u <= 0xFFFF)
+        {
+            if (iLongest < 3)
+                break;
+            szOut[0] = static_cast<char>(0xE0 | u >> 12);
+            szOut[1] = ContinuationByte(u >> 6);
+            szOut[2] = ContinuationByte(u);
+            szOut += 3;
+        }
+        else if (u <= kLastEncoded)
+        {
+            if (iLongest < 4)
+                break;
+            szOut[0] = static_cast<char>(0xF0 | u >> 18);
+            szOut[1] = ContinuationByte(u >> 12);
+            szOut[2] = ContinuationByte(u >> 6);
+            szOut[3] = ContinuationByte(u);
+            szOut += 4;
+        }
+        ++pText;
+    }
+    return szOut;
+}
+
+/// The units that can be encoded so that their bytes and the terminator are counted in an int.
+template <typename TUnit>
+std::size_t CountableUnits(const TUnit* pText, std::size_t uLength)
+{
+    if (uLength <= kMostBytes / 4)
+        return uLength;
+    std::size_t uUnits = 0;
+    std::size_t uBytes = 0;
+    std::size_t uStep = 4096;
+    while (uUnits < uLength)
+    {
+        uStep = std::min(uStep, uLength - uUnits);
+        const std::size_t uMore = EncodedLength(pText + uUnits, uStep);
+        if (uMore <= kMostBytes - uBytes)
+        {
+            uUnits += uStep;
+            uBytes += uMore;
+        }
+        else if (uStep > 1)
+        {
+            uStep = 1;
+        }
+        else
+        {
+            break;
+        }
+    }
+    return uUnits;
+}
+
+/// A string that had to grow for a text keeps no more than a quarter above what the text takes.
+template <typename TString>
+void ReturnSpareMemory(TString& text, std::size_t uCapacityBefore)
+{
+    if (text.capacity() > uCapacityBefore &&
+        text.capacity() - text.size() > kShortText + text.size() / 4)
+        text.shrink_to_fit();
+}
+
+template <typename TUnit>
+int EncodeIntoBuffer(const TUnit* pText, int iLength, char* szOut, int iCapacity)
+{
+    if (iCapacity < 1)
+        return 0;
+    char* szEnd = szOut;
+    if (iCapacity > 1)
+        szEnd = Encode(pText, CountableUnits(pText, UnitCount(iLength)), szOut,
+                       std::min(iCapacity - 1, 4));
+    *szEnd = '\0';
+    return static_cast<int>(szEnd - szOut);
+}
+
+void EncodeIntoString(const wchar_t* wszText, std::size_t uLength, std::string& strOut)
+try
+{
+    const std::size_t uCapacity = strOut.capacity();
+    strOut.resize(uLength);
+    std::size_t uDone = mu::CopyAsciiRun(wszText, uLength, strOut.data());
+    strOut.resize(uDone); // often all of it
+
+    // Measuring the rest first, or growing the string by what it may take at most, is slower.
+    char szPiece[4 * kPiece];
+    while (uDone < uLength)
+    {
+        const std::size_t uPiece = std::min(uLength - uDone, kPiece);
+        strOut.append(szPiece, Encode(wszText + uDone, uPiece, szPiece, 4));
+        uDone += uPiece;
+    }
+    ReturnSpareMemory(strOut, uCapacity);
+}
+catch (const std::exception&) // no memory
+{
+    strOut.clear();
+}
+
+bool IsContinuation(unsigned char uByte)
+{
+    return (uByte & 0xC0) == 0x80;
+}
+
+std::ptrdiff_t SequenceLength(unsigned char uLead)
+{
+    return uLead < 0x80 ? 1 : uLead <= 0xDF ? 2 : uLead <= 0xEF ? 3 : 4;
+}
+
+/// How far a conversion came.
+struct SProgress
+{
+    const unsigned char* pText;
+    wchar_t* wszOut;
+};
+
+/// Text of most scripts is runs of three-byte sequences, which one comparison tells. It takes in
+/// the byte behind the sequence, so the last one of a text is not for this.
+SProgress DecodeThreeByteRun(const unsigned char* pText, const unsigned char* pEnd, wchar_t* wszOut,
+                             const wchar_t* wszOutEnd)
+{
+    const std::ptrdiff_t iMost = std::min((pEnd - pText - 1) / 3, wszOutEnd - wszOut);
+    for (std::ptrdiff_t i = 0; i < iMost; ++i, pText += 3)
+    {
+        const std::uint32_t u = std::uint32_t{pText[0]} | std::uint32_t{pText[1]} << 8 |
+                                std::uint32_t{pText[2]} << 16 | std::uint32_t{pText[3]} << 24;
+        if ((u & 0xC0C0F0) != 0x8080E0)
+            break;
+        *wszOut++ = static_cast<wchar_t>((u & 0x0F) << 12 | (u >> 2 & 0x0FC0) | (u >> 16 & 0x3F));
+    }
+    return {pText, wszOut};
+}
+
+/// Stops where the text is used up, cut off or malformed, or the room is used up.
+SProgress Decode(const unsigned char* p, const unsigned char* pEnd, wchar_t* wszOut,
+                 wchar_t* wszOutEnd)
+{
+    while (p != pEnd && wszOut != wszOutEnd)
+    {
+        const std::uint32_t uLead = *p;
+        const auto uLeft = static_cast<std::size_t>(pEnd - p);
+        if (uLead < 0x80)
+        {
+            const auto uRoom = static_cast<std::size_t>(wszOutEnd - wszOut);
+            const std::size_t uRun =
+                mu::CopyAsciiRun(reinterpret_cast<const char*>(p), std::min(uLeft, uRoom), wszOut);
+            p += uRun;
+            wszOut += uRun;
+        }
+        else if (uLead <= 0xDF)
+        {
+            if (uLeft < 2 || !IsContinuation(p[1]))
+                break;
+            *wszOut++ = static_cast<wchar_t>((uLead & 0x1F) << 6 | (p[1] & 0x3FU));
+            p += 2;
+        }
+        else if (uLead <= 0xEF)
+        {
+            if (uLeft < 3 || !IsContinuation(p[1]) || !IsContinuation(p[2]))
+                break;
+            *wszOut++ =
+                static_cast<wchar_t>((uLead & 0x0F) << 12 | (p[1] & 0x3FU) << 6 | (p[2] & 0x3FU));
+            const SProgress run = DecodeThreeByteRun(p + 3, pEnd, wszOut, wszOutEnd);
+            p = run.pText;
+            wszOut = run.wszOut;
+        }
+        else
+        {
+            if (uLeft < 4 || !IsContinuation(p[1]) || !IsContinuation(p[2]) ||
+                !IsContinuation(p[3]))
+                break;
+            *wszOut++ = static_cast<wchar_t>((uLead & 0x07) << 18 | (p[1] & 0x3FU) << 12 |
+                                             (p[2] & 0x3FU) << 6 | (p[3] & 0x3FU));
+            p += 4;
+        }
+    }
+    return {p, wszOut};
+}
+
+/// Where a conversion met a malformed sequence; null where the text is used up or cut off.
+const char* ErrorPosition(const unsigned char* pText, const unsigned char* pEnd)
+{
+    if (pText == pEnd || pEnd - pText < SequenceLength(*pText))
+        return nullptr;
+    return reinterpret_cast<const char*>(pText) + 1;
+}
+
+/// Returns where the conversion stopped.
+const unsigned char* DecodeIntoString(const unsigned char* pText, const unsigned char* pEnd,
+                                      std::wstring& wsOut)
+{
+    const std::size_t uCapacity = wsOut.capacity();
+    wsOut.resize(static_cast<std::size_t>(pEnd - pText)); // no unit takes less than a byte
+    const SProgress progress = Decode(pText, pEnd, wsOut.data(), wsOut.data() + wsOut.size());
+    wsOut.resize(static_cast<std::size_t>(progress.wszOut - wsOut.data()));
+    ReturnSpareMemory(wsOut, uCapacity);
+    return progress.pText;
+}
+
+} // namespace
+
+namespace mu
+{
+
+int GetConvertedStringLength(const wchar_t* wszText, int iLength)
+{
+    return ByteCount(EncodedLength(wszText, UnitCount(iLength)));
+}
+
+int GetConvertedStringLength32(const unsigned long* pText, int iLength)
+{
+    return ByteCount(EncodedLength(pText, UnitCount(iLength)));
+}
+
+int GetConvertedStringLength16(const unsigned short* pText, int iLength)
+{
+    return ByteCount(EncodedLength(pText, UnitCount(iLength)));
+}
+
+int ConvertString(const wchar_t* wszText, int iLength, char* szOut, int iCapacity)
+{
+    return EncodeIntoBuffer(wszText, iLength, szOut, iCapacity);
+}
+
+int ConvertString32(const unsigned long* pText, int iLength, char* szOut, int iCapacity)
+{
+    return EncodeIntoBuffer(pText, iLength, szOut, iCapacity);
+}
+
+int ConvertString16(const unsigned short* pText, int iLength, char* szOut, int iCapacity)
+{
+    return EncodeIntoBuffer(pText, iLength, szOut, iCapacity);
+}
+
+int ConvertString(const wchar_t* wszText, int iLength, std::string& strOut)
+{
+    EncodeIntoString(wszText, UnitCount(iLength), strOut);
+    return ByteCount(strOut.size());
+}
+
+std::string WideStringToNarrow(const std::wstring& wsText)
+{
+    std::string strOut;
+    EncodeIntoString(wsText.data(), wsText.size(), strOut);
+    return strOut;
+}
+
+int ConvertString(const char* szText, int iLength, wchar_t* wszOut, int iCapacity)
+{
+    if (iCapacity < 0)
+        return 0;
+    const auto* const pText = reinterpret_cast<const unsigned char*>(szText);
+    wchar_t* const wszEnd =
+        Decode(pText, pText + UnitCount(iLength), wszOut, wszOut + iCapacity).wszOut;
+    *wszEnd = L'\0';
+    return static_cast<int>(wszEnd - wszOut);
+}
+
+int ConvertString(const char* szText, int iLength, std::wstring& wsOut,
+                  const char** pszErrorPosition)
+{
+    const auto* const pText = reinterpret_cast<const unsigned char*>(szText);
+    const auto* const pEnd = pText + UnitCount(iLength);
+    const unsigned char* pStop = pEnd;
+    try
+    {
+        pStop = DecodeIntoString(pText, pEnd, wsOut);
+    }
+    catch (const std::exception&) // no memory
+    {
+        wsOut.clear();
+    }
+    if (pszErrorPosition != nullptr)
+        *pszErrorPosition = ErrorPosition(pStop, pEnd);
+    return static_cast<int>(wsOut.size());
+}
+
+int ConvertString(const char* szText, int iLength, std::wstring& wsOut)
+{
+    return ConvertString(szText, iLength, wsOut, nullptr);
+}
+
+} // namespace mu
