@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <climits>
 #include <cstring>
 #include <cwchar>
 #include <limits>
@@ -16,28 +17,6 @@
 #include "xml/tag_scanner.h"
 #include "xml/text_scanner.h"
 #include "xml/tree_arena.h"
-
-namespace
-{
-
-bool IsWellFormedUTF8(const char* p, const char* pEnd)
-{
-    while (p != pEnd)
-    {
-        std::uint32_t uCode = 0;
-        if (static_cast<unsigned char>(*p) < 0x80)
-        {
-            ++p;
-        }
-        else if (!xml_scan::TakeSequence(p, pEnd, uCode))
-        {
-            return false;
-        }
-    }
-    return true;
-}
-
-} // namespace
 
 /// Builds the elements of one text in an arena. Nothing is attached to the document before the
 /// whole text is read, so that a failure only drops the arena.
@@ -320,7 +299,7 @@ bool CVariablesTree::FromUTF8(const char* szXML, int iLength)
         return true;
     }
     // Either the text is no document, or it takes the lenient conversion to tell.
-    if (IsWellFormedUTF8(szXML, szXML + uLength))
+    if (xml_scan::IsWellFormedUTF8(szXML, szXML + uLength))
     {
         return false;
     }
@@ -358,7 +337,8 @@ bool CVariablesTree::FromFile(const wchar_t* wszPath)
 
 int CVariablesTree::ReplaceNullsWithSpaces(std::wstring& wsText)
 {
-    return mu::ReplaceNullsWithSpaces(wsText.data(), static_cast<int>(wsText.size()));
+    return mu::ReplaceNullsWithSpaces(
+        wsText.data(), static_cast<int>(std::min<std::size_t>(wsText.size(), INT_MAX)));
 }
 
 bool CNodeAttributesMap::Parse(const wchar_t** ppos, wchar_t chEnd)

@@ -201,11 +201,26 @@ inline bool TakeSequence(const char*& p, const char* pEnd, std::uint32_t& uCode)
     return false;
 }
 
-template <class TChar>
-bool IsASCII(const TChar* pText, const TChar* pEnd)
+inline bool IsWellFormedUTF8(const char* p, const char* pEnd)
 {
-    return std::all_of(
-        pText, pEnd, [](TChar ch) { return static_cast<std::make_unsigned_t<TChar>>(ch) < 0x80; });
+    while (p != pEnd)
+    {
+        std::uint32_t uCode = 0;
+        if (static_cast<unsigned char>(*p) < 0x80)
+        {
+            ++p;
+        }
+        else if (!TakeSequence(p, pEnd, uCode))
+        {
+            return false;
+        }
+    }
+    return true;
+}
+
+inline bool IsWellFormedUTF8(const wchar_t*, const wchar_t*)
+{
+    return true;
 }
 
 /// Goes on where ReadPiece() met something that is not copied as it is.
@@ -243,7 +258,7 @@ template <class TChar, class TEnd>
                 pPieceEnd =
                     pPieceEnd != nullptr ? pPieceEnd : std::find(p, pEnd, TChar(end.m_chEnd));
                 uTaken = std::max<std::size_t>(references.Decode(p, pPieceEnd, uUnit), 1);
-                if (pPieceEnd == pEnd || (sizeof(TChar) == 1 && !IsASCII(p, p + uTaken)))
+                if (pPieceEnd == pEnd || !IsWellFormedUTF8(p, p + uTaken))
                 {
                     return false;
                 }

@@ -1,0 +1,103 @@
+#include "tests/support/failing_heap.h"
+
+#include <cerrno>
+#include <climits>
+#include <cstddef>
+
+namespace
+{
+
+thread_local int g_iAllowed = INT_MAX;
+thread_local bool g_bFailed = false;
+thread_local long g_iBlocks = 0;
+
+} // namespace
+
+CFailingHeap::CFailingHeap(int iAllowed)
+{
+    g_bFailed = false;
+    g_iAllowed = iAllowed;
+}
+
+CFailingHeap::~CFailingHeap()
+{
+    g_iAllowed = INT_MAX;
+}
+
+bool CFailingHeap::HasFailed()
+{
+    return g_bFailed;
+}
+
+long CFailingHeap::BlocksInUse()
+{
+    return g_iBlocks;
+}
+
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
+
+extern "C"
+{
+    void* __libc_malloc(std::size_t);
+    void* __libc_calloc(std::size_t, std::size_t);
+    void* __libc_realloc(void*, std::size_t);
+    void __libc_free(void*);
+}
+
+namespace
+{
+
+bool IsRefused()
+{
+    if (g_iAllowed == INT_MAX)
+    {
+        return false;
+    }
+    if (g_iAllowed == 0)
+    {
+        g_bFailed = true;
+        errno = ENOMEM;
+        return true;
+    }
+    --g_iAllowed;
+    return false;
+}
+
+void* Counted(void* pMemory)
+{
+    g_iBlocks += pMemory != nullptr ? 1 : 0;
+    return pMemory;
+}
+
+} // namespace
+
+// The C library's allocator behind a gate.
+extern "C"
+{
+    void* malloc(std::size_t uBytes)
+    {
+        return IsRefused() ? nullptr : Counted(__libc_malloc(uBytes));
+    }
+
+    void* calloc(std::size_t uCount, std::size_t uBytes)
+    {
+        return IsRefused() ? nullptr : Counted(__libc_calloc(uCount, uBytes));
+    }
+
+    void* realloc(void* pOld, std::size_t uBytes)
+    {
+        if (pOld == nullptr)
+        {
+            return malloc(uBytes);
+        }
+        return IsRefused() ? nullptr : __libc_realloc(pOld, uBytes);
+    }
+
+    void free(void* pMemory)
+    {
+        g_iBlocks -= pMemory != nullptr ? 1 : 0;
+        __libc_free(pMemory);
+    }
+}
+
+#endif

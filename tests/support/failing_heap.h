@@ -1,0 +1,29 @@
+#ifndef ZOR_TESTS_SUPPORT_FAILING_HEAP_H
+#define ZOR_TESTS_SUPPORT_FAILING_HEAP_H
+
+/// The process's allocator, made to fail. Tests that use it link failing_heap.cpp; where a
+/// sanitizer brings its own allocator, kAvailable is false.
+class CFailingHeap
+{
+public:
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+    static constexpr bool kAvailable = false;
+#else
+    static constexpr bool kAvailable = true;
+#endif
+
+    /// From now on, this thread's next iAllowed allocations succeed and all later ones fail, to the
+    /// end of the scope.
+    explicit CFailingHeap(int iAllowed);
+    ~CFailingHeap();
+
+    CFailingHeap(const CFailingHeap&) = delete;
+    CFailingHeap& operator=(const CFailingHeap&) = delete;
+
+    /// Whether an allocation was refused.
+    static bool HasFailed();
+    /// Blocks that this thread allocated and nobody freed, up to a constant.
+    static long BlocksInUse();
+};
+
+#endif

@@ -1,0 +1,310 @@
+#include "xml/easy_xml.h"
+
+#include <climits>
+#include <clocale>
+#include <cmath>
+#include <string>
+
+#include <gtest/gtest.h>
+
+#include "logging/logger.h"
+
+namespace
+{
+
+using namespace std::string_literals;
+
+CEasyXML Document(const wchar_t* wszXML)
+{
+    CEasyXML exml;
+    EXPECT_TRUE(exml.LoadFromText(wszXML).IsValid());
+    return exml;
+}
+
+std::wstring Written(const CEasyXML& exml)
+{
+    std::wstring wsXML = L"(none)";
+    exml.GetXML(wsXML);
+    return wsXML;
+}
+
+TEST(EasyXml, CopiesShareTheDocument)
+{
+    CEasyXML first;
+    EXPECT_FALSE(first.GetRoot().IsValid());
+    {
+        CEasyXML second(first);
+        CEasyXML third;
+        third = second;
+        third = *&third;
+        third = first;
+        EXPECT_TRUE(third.LoadFromText("<a>\xC3\xA9</a>", 9).IsValid());
+        second.EnableXMLHeaderTag(true);
+    }
+    EXPECT_TRUE(first.IsXMLHeaderTagEnabled());
+    EXPECT_EQ(Written(first), L"<?xml version='1.0' encoding='UTF-8'?><a>\xE9</a>");
+    EXPECT_FALSE(first.LoadFromText(L"<b>").IsValid());
+    EXPECT_FALSE(first.LoadFromText(nullptr).IsValid());
+    EXPECT_FALSE(first.LoadFromText(nullptr, 5).IsValid());
+    EXPECT_FALSE(first.LoadFromText("<b/>", -1).IsValid());
+    first.EnableXMLHeaderTag(false);
+    EXPECT_EQ(Written(first), L"<a>\xE9</a>");
+    EXPECT_EQ(Written(CEasyXML(first)), L"<a>\xE9</a>");
+    EXPECT_TRUE(first.AddRoot(L"n:r", L"urn:n").IsValid());
+    EXPECT_EQ(Written(first), L"<n:r xmlns:n=\"urn:n\"/>");
+}
+
+TEST(EasyXml, ABufferGetsWhatFitsCutAtACharacter)
+{
+    const CEasyXML exml = Document(L"<a>\xE9\x20AC\x10FFFE</a>");
+    std::string strXML;
+    ASSERT_TRUE(exml.GetXML(strXML));
+    for (int iSize = 0; iSize <= static_cast<int>(strXML.size()) + 3; ++iSize)
+    {
+        std::string strBuffer(strXML.size() + 4, '#');
+        const int iLength = exml.GetXML(strBuffer.data(), iSize);
+        int iExpected = std::min(iSize - 1, static_cast<int>(strXML.size()));
+        iExpected = iSize == 5                 ? 3
+                    : iSize == 7 || iSize == 8 ? 5
+                    : iSize > 8 && iSize < 13  ? 8
+                                               : iExpected;
+        EXPECT_EQ(iLength, std::max(iExpected, 0)) << iSize;
+        const auto uLength = static_cast<std::size_t>(iLength);
+        EXPECT_EQ(strBuffer.substr(0, uLength), strXML.substr(0, uLength));
+        EXPECT_EQ(strBuffer.substr(uLength),
+                  (iSize > 0 ? "\0"s : "") +
+                      std::string(strBuffer.size() - uLength - (iSize > 0 ? 1 : 0), '#'));
+    }
+    char szBuffer[4] = "abc";
+    EXPECT_EQ(exml.GetXML(szBuffer, -1), 0);
+    EXPECT_EQ(CEasyXML().GetXML(szBuffer, 4), 0);
+    EXPECT_STREQ(szBuffer, "");
+}
+
+TEST(EasyXml, InvalidHandlesAreHarmlessEverywhere)
+{
+    CEasyXML exml = Document(L"<r a='1'>x<c/></r>");
+    CEasyXMLNode none;
+    CEasyXMLNode root = exml.GetRoot();
+    std::wstring ws = L"old";
+    std::string str = "old";
+    int i = 7;
+    long long ll = 7;
+    double d = 7;
+    bool b = true;
+    CNamespacesPrefixesMap map;
+
+    EXPECT_FALSE(none.GetFirstChild().IsValid() || none.GetNextSibling().IsValid() ||
+                 none.GetChildByName(L"c").IsValid() || none.GetChildByName(L"c", L"").IsValid() ||
+                 none.SyncChild(L"c", L"", true).IsValid() ||
+                 none.AppendChild(L"c"s, nullptr).IsValid() || none.AppendChild(root).IsValid() ||
+                 none.AppendChild(none).IsValid() || root.AppendChild(none).IsValid());
+    none.RemoveChildrenByName(L"c");
+    none.MergeWith(root);
+    none.MergeWith(none);
+    root.MergeWith(none);
+    none.SetNamespacePrefix(L"p", L"u");
+    EXPECT_FALSE(none.SetTextValue(1) || none.SetTextValue("x") ||
+                 none.SetAttributeValue(L"a", nullptr, true) ||
+                 none.SetAttributesFromText(L"a='1'") || none.GetNamespacePrefixes(map, true));
+    EXPECT_FALSE(none.GetTextValue(ws) || none.GetTextValue(str) || none.GetTextValue(i) ||
+                 none.GetTextValue(ll) || none.GetTextValue(d) || none.GetTextValue(b) ||
+                 none.GetAttributesText(ws) || none.GetAttributesTextWithoutNS(ws));
+    EXPECT_FALSE(root.GetAttributeValue(L"b", ws) || root.GetAttributeValue(L"b", str) ||
+                 root.GetAttributeValue(L"b", i) || root.GetAttributeValue(L"b", ll) ||
+                 root.GetAttributeValue(L"b", d) || root.GetAttributeValue(nullptr, b) ||
+                 root.GetAttributeValue(L"b", L"", ws));
+    EXPECT_TRUE(ws == L"old" && str == "old" && i == 7 && ll == 7 && d == 7 && b);
+    EXPECT_FALSE(none.GetName(ws));
+    EXPECT_EQ(ws, L"");
+    EXPECT_EQ(Written(exml), L"<r a=\"1\"><c/>x</r>");
+    root.Invalidate();
+    EXPECT_FALSE(root.IsValid());
+}
+
+struct SValueCase
+{
+    const wchar_t* wszText;
+    int iValue;
+    long long llValue;
+    double dValue;
+    bool bValue;
+};
+
+TEST(EasyXml, ValuesReadByTheSameRulesInTextsAndAttributes)
+{
+    const SValueCase aCases[] = {
+        {L"True", 0, 0, 0, true},
+        {L"yes", 0, 0, 0, true},
+        {L"1", 1, 1, 1, false},
+        {L"", 0, 0, 0, false},
+        {L" -12.5kg", -12, -12, -12.5, false},
+        {L"0.1", 0, 0, 0.1, false},
+        {L"0,1", 0, 0, 0, false},
+        {L"1e20", 1, 1, 1e20, false},
+        {L"4294967297", INT_MAX, 4294967297, 4294967297.0, false},
+        {L"-99999999999999999999", INT_MIN, LLONG_MIN, -1e20, false},
+        {L"\xFF11", 0, 0, 0, false},
+    };
+    for (const SValueCase& row : aCases)
+    {
+        CEasyXML exml;
+        CEasyXMLNode node = exml.AddRoot(L"r", nullptr);
+        node.SetTextValue(row.wszText);
+        node.SetAttributeValue(L"a", nullptr, row.wszText);
+        int i[2] = {-1, -2};
+        long long ll[2] = {-1, -2};
+        double d[2] = {-1, -2};
+        bool b[2] = {!row.bValue, !row.bValue};
+        ASSERT_TRUE(node.GetTextValue(i[0]) && node.GetAttributeValue(L"a", i[1]));
+        ASSERT_TRUE(node.GetTextValue(ll[0]) && node.GetAttributeValue(L"a", ll[1]));
+        ASSERT_TRUE(node.GetTextValue(d[0]) && node.GetAttributeValue(L"a", d[1]));
+        ASSERT_TRUE(node.GetTextValue(b[0]) && node.GetAttributeValue(L"a", b[1]));
+        for (const int k : {0, 1})
+        {
+            EXPECT_EQ(i[k], row.iValue);
+            EXPECT_EQ(ll[k], row.llValue);
+            EXPECT_EQ(d[k], row.dValue);
+            EXPECT_EQ(b[k], row.bValue);
+        }
+    }
+}
+
+TEST(EasyXml, ValuesAreWrittenAsTheirTypeSays)
+{
+    const char* const szOldLocale = std::setlocale(LC_ALL, "de_DE.UTF-8"); // where it is installed
+    CEasyXML exml;
+    CEasyXMLNode node = exml.AddRoot(L"r", nullptr);
+    std::wstring ws;
+    const auto Text = [&]
+    {
+        node.GetTextValue(ws);
+        return ws;
+    };
+    const auto Check = [&](auto value, const wchar_t* wszText)
+    {
+        EXPECT_TRUE(node.SetTextValue(value) && node.SetAttributeValue(L"a", L"unused", value));
+        EXPECT_EQ(Text(), wszText);
+        node.GetAttributeValue(L"a", ws);
+        EXPECT_EQ(ws, wszText);
+    };
+    const char* szNull = nullptr;
+    Check(true, L"True");
+    Check(false, L"False");
+    Check(INT_MIN, L"-2147483648");
+    Check(LLONG_MAX, L"9223372036854775807");
+    Check(0.1, L"0.1");
+    Check(1e20, L"1e+20");
+    Check(-1234567.0, L"-1.23457e+06");
+    Check(HUGE_VAL, L"inf");
+    Check("True", L"True");
+    Check("\xC3\xA9", L"\xE9");
+    Check("\xE2\x82\xAC"s, L"\x20AC");
+    Check(L"\x20AC", L"\x20AC");
+    Check(L"w"s, L"w");
+    Check(szNull, L"");
+    std::string str;
+    node.SetTextValue(L"\xE9\x10FFFE"s);
+    ASSERT_TRUE(node.GetTextValue(str));
+    EXPECT_EQ(str, "\xC3\xA9\xF4\x8F\xBF\xBE");
+    std::setlocale(LC_ALL, szOldLocale != nullptr ? "C" : "C");
+}
+
+TEST(EasyXml, NamesResolveByNamespaceOrExactly)
+{
+    CEasyXML exml =
+        Document(L"<z:r xmlns:z='urn:z' xmlns='urn:d'><z:a/><y:a xmlns:y='urn:z' k='1'/>"
+                 L"<a/><q:a/><z:a xmlns:z='urn:other' z:k='2' k='3'/></z:r>");
+    const CEasyXMLNode root = exml.GetRoot();
+    const auto Index = [&root](const CEasyXMLNode& node)
+    {
+        int i = 0;
+        std::wstring wsSought;
+        std::wstring wsName;
+        CEasyXMLNode child = root.GetFirstChild();
+        node.GetAttributesText(wsSought);
+        for (; child.IsValid(); child = child.GetNextSibling(), ++i)
+        {
+            std::wstring wsAttributes;
+            std::wstring wsOther;
+            child.GetAttributesText(wsAttributes);
+            child.GetName(wsName);
+            if (node.GetName(wsOther) && wsOther == wsName && wsAttributes == wsSought)
+            {
+                return i;
+            }
+        }
+        return -1;
+    };
+    EXPECT_EQ(Index(root.GetChildByName(L"z:a")), 0);
+    EXPECT_EQ(Index(root.GetChildByName(L"Z:a")), -1);
+    EXPECT_EQ(Index(root.GetChildByName(L"a", L"urn:z")), 0);
+    EXPECT_EQ(Index(root.GetChildByName(L"a", L"urn:d")), 2);
+    EXPECT_EQ(Index(root.GetChildByName(L"a", L"")), 3);
+    EXPECT_EQ(Index(root.GetChildByName(L"a", L"urn:other")), 4);
+    EXPECT_EQ(Index(root.GetChildByName(L"z:a", L"urn:z")), -1);
+
+    std::wstring wsLocal;
+    std::wstring wsURI;
+    ASSERT_TRUE(root.GetFirstChild().GetNextSibling().GetName(wsLocal, wsURI));
+    EXPECT_EQ(wsLocal + L"|" + wsURI, L"a|urn:z");
+    const CEasyXMLNode last = root.GetChildByName(L"a", L"urn:other");
+    std::wstring wsValue;
+    EXPECT_TRUE(last.GetAttributeValue(L"k", L"urn:other", wsValue) && wsValue == L"2");
+    EXPECT_TRUE(last.GetAttributeValue(L"k", L"urn:d", wsValue) && wsValue == L"3");
+    EXPECT_FALSE(last.GetAttributeValue(L"z", L"", wsValue));
+
+    CNamespacesPrefixesMap mapAll;
+    exml.GetNamespacePrefixes(mapAll);
+    EXPECT_EQ(mapAll,
+              (CNamespacesPrefixesMap{{L"", L"urn:d"}, {L"y", L"urn:z"}, {L"z", L"urn:z"}}));
+    CNamespacesPrefixesMap mapOwn{{L"kept", L"urn:kept"}};
+    CNamespacesPrefixesMap mapInherited;
+    EXPECT_TRUE(last.GetNamespacePrefixes(mapOwn, false) &&
+                last.GetNamespacePrefixes(mapInherited, true));
+    EXPECT_EQ(mapOwn, (CNamespacesPrefixesMap{{L"kept", L"urn:kept"}, {L"z", L"urn:other"}}));
+    EXPECT_EQ(mapInherited, (CNamespacesPrefixesMap{{L"", L"urn:d"}, {L"z", L"urn:other"}}));
+}
+
+TEST(EasyXml, ChildrenAreSyncedAppendedAndRemoved)
+{
+    CEasyXML exml = Document(L"<r><a/></r>");
+    CEasyXMLNode root = exml.GetRoot();
+    EXPECT_FALSE(root.SyncChild(L"b", L"urn:b", false).IsValid());
+    EXPECT_TRUE(root.SyncChild(L"a", L"urn:a", true).IsValid());
+    root.SyncChild(L"z:b", L"urn:b", true).SetTextValue(5);
+    EXPECT_EQ(Written(exml), L"<r><a/><z:b xmlns:z=\"urn:b\">5</z:b></r>");
+    EXPECT_TRUE(root.GetFirstChild().AppendChild(root).IsValid());
+    EXPECT_TRUE(root.AppendChild(Document(L"<o>other</o>").GetRoot()).IsValid());
+    EXPECT_EQ(Written(exml), L"<r><a><r><a/><z:b xmlns:z=\"urn:b\">5</z:b></r></a>"
+                             L"<z:b xmlns:z=\"urn:b\">5</z:b><o>other</o></r>");
+    root.RemoveChildrenByName(L"a");
+    EXPECT_TRUE(root.GetFirstChild().GetNextSibling().IsValid());
+    EXPECT_FALSE(root.GetFirstChild().GetNextSibling().GetNextSibling().IsValid());
+    CEasyXMLNode merged = root.GetChildByName(L"o");
+    merged.MergeWith(Document(L"<m k='v'/>").GetRoot());
+    EXPECT_EQ(Written(exml), L"<r><z:b xmlns:z=\"urn:b\">5</z:b><o k=\"v\">other</o></r>");
+}
+
+TEST(EasyXml, AttributesAsTextGoThereAndBack)
+{
+    CEasyXML exml = Document(L"<r b='&quot;' xmlns:p='u' xmlns='d' xmlnsx='1'/>");
+    CEasyXMLNode root = exml.GetRoot();
+    root.SetNamespacePrefix(L"q", L"v");
+    root.SetNamespacePrefix(L"", L"e");
+    std::wstring wsAll;
+    std::wstring wsOwn;
+    ASSERT_TRUE(root.GetAttributesText(wsAll) && root.GetAttributesTextWithoutNS(wsOwn));
+    EXPECT_EQ(wsAll, L" b=\"&quot;\" xmlns=\"e\" xmlns:p=\"u\" xmlns:q=\"v\" xmlnsx=\"1\"");
+    EXPECT_EQ(wsOwn, L" b=\"&quot;\" xmlnsx=\"1\"");
+
+    CEasyXML other = Document(L"<o b='kept'/>");
+    EXPECT_TRUE(other.GetRoot().SetAttributesFromText(wsAll));
+    EXPECT_TRUE(other.GetRoot().SetAttributesFromText(L""));
+    EXPECT_TRUE(other.GetRoot().SetAttributesFromText(L"c='1' / d='2'"));
+    EXPECT_FALSE(other.GetRoot().SetAttributesFromText(L"x='1' y=2"));
+    EXPECT_EQ(Written(other), L"<o b=\"kept\" c=\"1\" xmlns=\"e\" xmlns:p=\"u\" xmlns:q=\"v\" "
+                              L"xmlnsx=\"1\"/>");
+}
+
+} // namespace

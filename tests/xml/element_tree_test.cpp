@@ -1,0 +1,226 @@
+#include "xml/element_tree.h"
+
+#include <stdexcept>
+#include <string>
+
+#include <gtest/gtest.h>
+
+namespace
+{
+
+std::wstring Written(const CVariablesTree& tree)
+{
+    std::wstring wsXML = L"(none)";
+    tree.ToXML(wsXML);
+    return wsXML;
+}
+
+CVariablesSubTree* Child(const CVariablesSubTree* pParent, int iPosition)
+{
+    return pParent->GetChildren()[iPosition];
+}
+
+TEST(ElementTree, CountsAndWalksWhatWasAppended)
+{
+    CVariablesTree tree;
+    EXPECT_EQ(tree.GetNodeCount(), 0);
+    CVariablesSubTree* const pRoot = tree.AppendNode(L"r", nullptr, nullptr);
+    CVariablesSubTree* const pA = tree.AppendNode(L"a", L"", pRoot);
+    CVariablesSubTree* const pB = tree.AppendNode(L"b", nullptr, pRoot);
+    tree.AppendNode(L"c", nullptr, pA);
+    EXPECT_EQ(tree.GetNodeCount(), 4);
+    EXPECT_EQ(pRoot->GetChildren().GetNodeCount(), 3);
+    EXPECT_EQ(pRoot->GetNextSibling(), nullptr);
+    EXPECT_EQ(pA->GetNextSibling(), pB);
+    EXPECT_EQ(pB->GetNextSibling(), nullptr);
+    EXPECT_EQ(Written(tree), L"<r><a><c/></a><b/></r>");
+
+    tree.AppendNode(L"p:new", L"urn:x", nullptr);
+    EXPECT_EQ(Written(tree), L"<p:new xmlns:p=\"urn:x\"/>");
+    tree.AppendNode(L":new", L"urn:y", tree.GetRoot());
+    EXPECT_EQ(Written(tree), L"<p:new xmlns:p=\"urn:x\"><:new xmlns=\"urn:y\"/></p:new>");
+    tree.DeleteTree();
+    EXPECT_EQ(Written(tree), L"(none)");
+}
+
+TEST(ElementTree, SplitsANameAtItsFirstColon)
+{
+    struct SCase
+    {
+        const wchar_t* wszName;
+        const wchar_t* wszPrefix;
+        int iLocalStart;
+    };
+    for (const SCase& row : {SCase{L"zor:LogSeverity", L"zor", 4}, SCase{L"a:b:c", L"a", 2},
+                             SCase{L":x", L"", 1}, SCase{L"x", L"", 0}, SCase{L"", L"", 0}})
+    {
+        std::wstring wsPrefix = L"old";
+        int iLocalStart = -1;
+        NSPrefixFromName(row.wszName, wsPrefix, iLocalStart);
+        EXPECT_EQ(wsPrefix, row.wszPrefix);
+        EXPECT_EQ(iLocalStart, row.iLocalStart);
+    }
+}
+
+TEST(ElementTree, SearchGoesRoundAndIsRangeChecked)
+{
+    CVariablesTree tree;
+    ASSERT_TRUE(tree.FromXML(L"<r><b/><a/><c/><a/></r>"));
+    const CVariablesSubTreesVector& children = tree.GetRoot()->GetChildren();
+    EXPECT_EQ(children.FindSubTreeEx(L"a", 2, 4), 3);
+    EXPECT_EQ(children.FindSubTreeEx(L"a", 2, 3), 1);
+    EXPECT_EQ(children.FindSubTreeEx(L"a", 4, 4), 1);
+    EXPECT_EQ(children.FindSubTreeEx(L"x", 0, 4), -1);
+    EXPECT_EQ(children.FindSubTreeEx(L"b", 0, 9), 0);
+    EXPECT_EQ(children.FindSubTreeEx(L"A", 3, 1), -1);
+    EXPECT_THROW(children.FindSubTreeEx(L"x", 0, 5), std::out_of_range);
+    EXPECT_THROW(children.FindSubTreeEx(L"x", -1, 1), std::out_of_range);
+    EXPECT_THROW(children.FindSubTreeEx(L"x", 6, 4), std::out_of_range);
+
+    CVariablesSubTreesVector list;
+    list.Append(nullptr);
+    list.Append(new CVariablesSubTree(nullptr, nullptr, L"x"));
+    EXPECT_EQ(list.FindSubTreeEx(L"x", 0, 2), 1);
+    EXPECT_EQ(list.GetNodeCount(), 1);
+    list.Clear();
+    EXPECT_EQ(list.size(), 0);
+}
+
+TEST(ElementTree, ElementsMadeWithNewFindTheirPlace)
+{
+    for (const bool bParsed : {false, true})
+    {
+        CVariablesTree tree;
+        ASSERT_TRUE(tree.FromXML(bParsed ? L"<r><a><b>x</b></a><c/></r>" : L"<r/>"));
+        auto* const pFirst = new CVariablesSubTree(&tree, tree.GetRoot(), L"n1");
+        auto* const pSecond = new CVariablesSubTree(&tree, tree.GetRoot(), L"n2");
+        EXPECT_EQ(pFirst->GetIndex(), pSecond->GetIndex());
+        tree.AddNodeToTree(tree.GetRoot(), pFirst);
+        tree.AddNodeToTree(tree.GetRoot(), pSecond);
+        EXPECT_EQ(pFirst->GetNextSibling(), pSecond);
+        tree.AddNodeToTree(pSecond, pFirst); // moved
+        EXPECT_EQ(Written(tree),
+                  bParsed ? L"<r><a><b>x</b></a><c/><n2><n1/></n2></r>" : L"<r><n2><n1/></n2></r>");
+        tree.AddNodeToTree(pFirst, pSecond); // under itself
+        tree.AddNodeToTree(pFirst, tree.GetRoot());
+        tree.AddNodeToTree(pFirst, pFirst);
+        tree.AddNodeToTree(nullptr, tree.GetRoot());
+        EXPECT_EQ(tree.GetNodeCount(), bParsed ? 6 : 3);
+
+        if (bParsed)
+        {
+            tree.AddNodeToTree(nullptr, Child(tree.GetRoot(), 0)); // something under the root
+            EXPECT_EQ(Written(tree), L"<a><b>x</b></a>");
+            EXPECT_EQ(tree.GetRoot()->GetParent(), nullptr);
+        }
+        tree.AddNodeToTree(nullptr, new CVariablesSubTree(&tree, nullptr, L"last"));
+        EXPECT_EQ(Written(tree), L"<last/>");
+    }
+}
+
+TEST(ElementTree, ElementsOfOtherDocumentsAreCopiedIn)
+{
+    CVariablesTree tree;
+    CVariablesTree other;
+    ASSERT_TRUE(tree.FromXML(L"<r/>"));
+    ASSERT_TRUE(other.FromXML(L"<o><a k='v'><b>x</b></a><c/></o>"));
+    tree.AppendClone(Child(other.GetRoot(), 0), tree.GetRoot());
+    EXPECT_EQ(Written(other), L"<o><a k=\"v\"><b>x</b></a><c/></o>");
+    tree.AddNodeToTree(tree.GetRoot(), Child(other.GetRoot(), 0));
+    EXPECT_EQ(Written(other), L"<o><c/></o>");
+    tree.AddNodeToTree(tree.GetRoot(), other.GetRoot());
+    EXPECT_EQ(Written(other), L"(none)");
+    tree.AddNodeToTree(nullptr, new CVariablesSubTree(nullptr, nullptr, *tree.GetRoot()));
+    EXPECT_EQ(Written(tree), L"<r><a k=\"v\"><b>x</b></a><a k=\"v\"><b>x</b></a><o><c/></o></r>");
+    EXPECT_EQ(Child(tree.GetRoot(), 2)->GetTree(), &tree);
+}
+
+TEST(ElementTree, CloningAnElementIntoItselfCopiesWhatWasThere)
+{
+    CVariablesTree tree;
+    ASSERT_TRUE(tree.FromXML(L"<r><a><b/></a><c/></r>"));
+    CVariablesSubTree* const pRoot = tree.GetRoot();
+    pRoot->CloneChildrenFrom(*pRoot);
+    EXPECT_EQ(Written(tree), L"<r><a><b/></a><c/><a><b/></a><c/></r>");
+    Child(pRoot, 0)->CloneChildrenFrom(*pRoot);
+    EXPECT_EQ(Written(tree),
+              L"<r><a><b/><a><b/></a><c/><a><b/></a><c/></a><c/><a><b/></a><c/></r>");
+    tree.AppendClone(pRoot, Child(pRoot, 1));
+    EXPECT_EQ(tree.GetNodeCount(), 13 + 13);
+    EXPECT_EQ(Child(Child(pRoot, 1), 0)->GetNodeCount(), 13);
+}
+
+TEST(ElementTree, RemovedChildrenLeaveTheOthersInOrder)
+{
+    CVariablesTree tree;
+    ASSERT_TRUE(tree.FromXML(L"<r><a>1</a><b/><a/><c/><a/></r>"));
+    tree.GetRoot()->RemoveChildrenByName(L"a");
+    EXPECT_EQ(Written(tree), L"<r><b/><c/></r>");
+    EXPECT_EQ(Child(tree.GetRoot(), 0)->GetNextSibling(), Child(tree.GetRoot(), 1));
+    EXPECT_EQ(Child(tree.GetRoot(), 1)->GetNextSibling(), nullptr);
+    tree.AppendNode(L"d", nullptr, tree.GetRoot());
+    EXPECT_EQ(Child(tree.GetRoot(), 1)->GetNextSibling()->GetName(), L"d");
+}
+
+TEST(ElementTree, AttributesAreSetSortedAndReplaced)
+{
+    CVariablesTree tree;
+    ASSERT_TRUE(tree.FromXML(L"<r b='1' d='2'/>"));
+    CVariablesSubTree* const pRoot = tree.GetRoot();
+    for (const wchar_t* const wszName : {L"c", L"a", L"b", L"\xE9", L"e", L""})
+    {
+        pRoot->SetAttribute(wszName, L"new");
+    }
+    pRoot->SetAttribute(L"b", std::wstring(100, L'x'));
+    pRoot->SetAttribute(L"b", pRoot->GetAttributes().Find(L"b")->m_value.View().substr(97));
+    EXPECT_EQ(Written(tree), L"<r =\"new\" a=\"new\" b=\"xxx\" c=\"new\" d=\"2\" e=\"new\" "
+                             L"\xE9=\"new\"/>");
+    EXPECT_EQ(pRoot->GetAttributes().Find(L"f"), nullptr);
+}
+
+TEST(ElementTree, MergingTakesOverWhatTheOtherSays)
+{
+    struct SCase
+    {
+        const char* szRule;
+        const wchar_t* wszInto;
+        const wchar_t* wszFrom;
+        const wchar_t* wszMerged;
+    };
+    constexpr SCase aCases[] = {
+        {"attributes and text replace", L"<r a='1' b='2'>x</r>", L"<o b='3' c='4'>y</o>",
+         L"<r a=\"1\" b=\"3\" c=\"4\">y</r>"},
+        {"no text leaves the text", L"<r>x</r>", L"<o/>", L"<r>x</r>"},
+        {"like-named by rank", L"<r><i>1</i><j/><i>2</i></r>",
+         L"<o><i k='a'/><i>b</i><i>c</i><n><m/></n></o>",
+         L"<r><i k=\"a\">1</i><j/><i>b</i><i>c</i><n><m/></n></r>"},
+        {"deep", L"<r><i><k>1</k></i></r>", L"<o><i><k>2</k><l/></i></o>",
+         L"<r><i><k>2</k><l/></i></r>"},
+        {"erasing by attribute", L"<r z='1'><i/><j/></r>", L"<o erase_children='true'><k/></o>",
+         L"<r z=\"1\"><k/></r>"},
+        {"erasing by option, deeper", L"<r><i><a/></i></r>",
+         L"<o><i __merge_options='keep, erase_children'><b/></i></o>", L"<r><i><b/></i></r>"},
+        {"not erasing", L"<r><i/></r>",
+         L"<o erase_children='false' __merge_options='no_erase_children'/>", L"<r><i/></r>"},
+    };
+    for (const SCase& row : aCases)
+    {
+        SCOPED_TRACE(row.szRule);
+        CVariablesTree into;
+        CVariablesTree from;
+        ASSERT_TRUE(into.FromXML(row.wszInto) && from.FromXML(row.wszFrom));
+        const std::wstring wsFrom = Written(from);
+        into.GetRoot()->MergeWith(*from.GetRoot());
+        EXPECT_EQ(Written(into), row.wszMerged);
+        EXPECT_EQ(Written(from), wsFrom);
+    }
+
+    CVariablesTree tree;
+    ASSERT_TRUE(tree.FromXML(L"<r><a><a/></a></r>"));
+    tree.GetRoot()->MergeWith(*tree.GetRoot());
+    tree.GetRoot()->MergeWith(*Child(tree.GetRoot(), 0));
+    Child(tree.GetRoot(), 0)->MergeWith(*tree.GetRoot());
+    EXPECT_EQ(Written(tree), L"<r><a><a><a/></a></a></r>");
+}
+
+} // namespace

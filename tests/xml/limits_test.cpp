@@ -1,0 +1,204 @@
+// Sizes and depths at which recursion, quadratic time or growing memory show: each test ends in a
+// moment, or not before its time-out.
+
+#include <functional>
+#include <string>
+
+#include <gtest/gtest.h>
+#include <malloc.h>
+#include <pthread.h>
+
+#include "diagnostics/function_state.h"
+#include "xml/easy_xml.h"
+
+namespace
+{
+
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+constexpr bool kSanitized = true;
+#else
+constexpr bool kSanitized = false;
+#endif
+
+/// Runs on a thread whose stack holds a few frames, not a thousand.
+void RunOnASmallStack(std::function<void()> function)
+{
+    pthread_attr_t attributes;
+    ASSERT_EQ(pthread_attr_init(&attributes), 0);
+    ASSERT_EQ(pthread_attr_setstacksize(&attributes, 128 * 1024), 0);
+    pthread_t thread;
+    ASSERT_EQ(pthread_create(
+                  &thread, &attributes,
+                  [](void* p) -> void*
+                  {
+                      (*static_cast<std::function<void()>*>(p))();
+                      FreeThreadExVarsStorage();
+                      return nullptr;
+                  },
+                  &function),
+              0);
+    pthread_attr_destroy(&attributes);
+    ASSERT_EQ(pthread_join(thread, nullptr), 0);
+}
+
+std::wstring Repeated(const std::wstring& wsPiece, int iTimes)
+{
+    std::wstring wsAll;
+    wsAll.reserve(wsPiece.size() * static_cast<std::size_t>(iTimes));
+    for (int i = 0; i < iTimes; ++i)
+    {
+        wsAll += wsPiece;
+    }
+    return wsAll;
+}
+
+TEST(XmlLimits, NothingRecursesOverTheDepthOfADocument)
+{
+    static constexpr int kDepth = 1000000;
+    const std::wstring wsDeep = Repeated(L"<a>", kDepth) + Repeated(L"</a>", kDepth);
+    RunOnASmallStack(
+        [&]
+        {
+            CVariablesTree tree;
+            ASSERT_TRUE(tree.FromXML(wsDeep.c_str()));
+            EXPECT_EQ(tree.GetNodeCount(), kDepth);
+            CVariablesTree copy;
+            copy.AppendClone(tree.GetRoot(), nullptr);
+            copy.GetRoot()->SetAttribute(L"k", L"v");
+            copy.GetRoot()->MergeWith(*tree.GetRoot());
+            EXPECT_EQ(copy.GetNodeCount(), kDepth);
+            std::string strXML;
+            ASSERT_TRUE(copy.ToUTF8(strXML));
+            EXPECT_EQ(strXML.size(), wsDeep.size() + 6 - 3);
+            CEasyXML exml;
+            CEasyXMLNode root = exml.LoadFromText(strXML.data(), static_cast<int>(strXML.size()));
+            CNamespacesPrefixesMap map;
+            exml.GetNamespacePrefixes(map);
+            root.RemoveChildrenByName(L"a");
+            EXPECT_FALSE(root.GetFirstChild().IsValid());
+            EXPECT_FALSE(tree.FromXML((wsDeep + L"x").c_str()));
+        });
+}
+
+TEST(XmlLimits, EveryInputTakesLinearTime)
+{
+    constexpr int kTimes = 1000000;
+    const auto aWide = [](const std::wstring& wsXML)
+    { return CEasyXML().LoadFromText(wsXML.c_str()); };
+    EXPECT_FALSE(aWide(L"<a>" + Repeated(L"&#", kTimes)).IsValid());
+    EXPECT_FALSE(aWide(Repeated(L"<", kTimes)).IsValid());
+    EXPECT_FALSE(aWide(Repeated(L"<a ", kTimes)).IsValid());
+    EXPECT_FALSE(aWide(Repeated(L"<a>", kTimes)).IsValid());
+    EXPECT_FALSE(aWide(Repeated(L"<a b='", kTimes)).IsValid());
+    EXPECT_FALSE(aWide(L"<a " + Repeated(L"b=''", kTimes)).IsValid());
+
+    CEasyXML exml;
+    std::wstring wsText;
+    for (const wchar_t* const wszReference : {L"&#", L"&#x", L"&#1", L"&", L"&amp"})
+    {
+        const std::wstring wsReferences = Repeated(wszReference, kTimes);
+        ASSERT_TRUE(exml.LoadFromText((L"<a>" + wsReferences + L"</a>").c_str()).IsValid());
+        ASSERT_TRUE(exml.GetRoot().GetTextValue(wsText));
+        EXPECT_TRUE(wsText == wsReferences);
+    }
+    EXPECT_TRUE(aWide(L"<a b='" + Repeated(L"&#", kTimes) + L";'/>").IsValid());
+
+    ASSERT_TRUE(
+        exml.LoadFromText((L"<a>" + Repeated(L"x<b/>", kTimes) + L"</a>").c_str()).IsValid());
+    ASSERT_TRUE(exml.GetRoot().GetTextValue(wsText));
+    EXPECT_EQ(wsText.size(), static_cast<std::size_t>(kTimes));
+    exml.GetRoot().RemoveChildrenByName(L"b");
+    EXPECT_TRUE(exml.LoadFromText((Repeated(L"<?x y='z' ?>", kTimes) + L"<a/>").c_str()).IsValid());
+
+    std::wstring wsDescending = L"<a";
+    constexpr int kNames = 200000;
+    for (int i = kNames; i > 0; --i)
+    {
+        wsDescending += L" n" + std::to_wstring(1000000 + i) + L"=''";
+    }
+    EXPECT_TRUE(exml.LoadFromText((wsDescending + L"/>").c_str()).IsValid());
+    CEasyXML other;
+    EXPECT_TRUE(other.AddRoot(L"r", nullptr).SetAttributesFromText(wsDescending.substr(2)));
+    other.GetRoot().MergeWith(exml.GetRoot());
+}
+
+TEST(XmlLimits, MatchingChildrenOfManyNamesTakesLinearTime)
+{
+    std::wstring wsInto = L"<r>";
+    std::wstring wsFrom = L"<r>";
+    constexpr int kChildren = 100000;
+    for (int i = 0; i < kChildren; ++i)
+    {
+        wsInto += L"<a" + std::to_wstring(i) + L"/>";
+        wsFrom += L"<b" + std::to_wstring(i) + L"/>";
+    }
+    CEasyXML into;
+    CEasyXML from;
+    CEasyXMLNode root = into.LoadFromText((wsInto + L"</r>").c_str());
+    root.MergeWith(from.LoadFromText((wsFrom + L"</r>").c_str()));
+    root.MergeWith(from.GetRoot());
+    EXPECT_FALSE(root.GetChildByName(L"none", L"urn:none").IsValid());
+    CVariablesTree counted;
+    counted.AppendNode(L"x", nullptr, nullptr);
+    std::wstring wsXML;
+    into.GetXML(wsXML);
+    ASSERT_TRUE(counted.FromXML(wsXML.c_str()));
+    EXPECT_EQ(counted.GetNodeCount(), 2 * kChildren + 1);
+}
+
+std::size_t HeapInUse()
+{
+    return mallinfo2().uordblks + mallinfo2().hblkhd;
+}
+
+TEST(XmlLimits, ChangingADocumentDoesNotGrowIt)
+{
+    if (kSanitized)
+    {
+        GTEST_SKIP() << "the sanitizer's allocator keeps no such counts";
+    }
+    CEasyXML exml;
+    CEasyXMLNode root = exml.LoadFromText(L"<r a='1'>text</r>");
+    std::size_t uBefore = 0;
+    for (int i = 0; i < 1000000; ++i)
+    {
+        root.SetTextValue(i);
+        root.SetAttributeValue(L"a", nullptr, i);
+        if (i % 16 == 0)
+        {
+            root.AppendChild(L"child", nullptr).SetTextValue(i);
+            root.RemoveChildrenByName(L"child");
+        }
+        uBefore = i == 1000 ? HeapInUse() : uBefore;
+    }
+    EXPECT_LE(HeapInUse(), uBefore + 64);
+}
+
+TEST(XmlLimits, ADocumentOfOneElementIsSmall)
+{
+    if (kSanitized)
+    {
+        GTEST_SKIP() << "the sanitizer's allocator keeps no such counts";
+    }
+    constexpr std::size_t kDocuments = 100;
+    CEasyXML aDocuments[kDocuments];
+    for (const bool bParsed : {false, true})
+    {
+        const std::size_t uBefore = HeapInUse();
+        for (CEasyXML& exml : aDocuments)
+        {
+            exml = CEasyXML();
+            CEasyXMLNode root = bParsed ? exml.LoadFromText(L"<zor:Message/>")
+                                        : exml.AddRoot(L"zor:Message", L"http://zor.example/zor");
+            root.SetAttributeValue(L"zor:Text", nullptr,
+                                   "A message of some forty characters length");
+        }
+        EXPECT_LE((HeapInUse() - uBefore) / kDocuments, 1024U);
+        for (CEasyXML& exml : aDocuments)
+        {
+            exml = CEasyXML();
+        }
+    }
+}
+
+} // namespace

@@ -1,0 +1,121 @@
+#include <cstdio>
+#include <random>
+#include <string>
+
+#include <gtest/gtest.h>
+
+#include "mu/unicode.h"
+#include "tests/support/temporary_folder.h"
+#include "xml/element_tree.h"
+
+namespace
+{
+
+using namespace std::string_literals;
+
+TEST(XmlWriter, WritesTheCompactForm)
+{
+    CVariablesTree tree;
+    std::wstring wsXML = L"kept";
+    std::string strXML = "kept";
+    EXPECT_FALSE(tree.ToXML(wsXML));
+    EXPECT_FALSE(tree.ToUTF8(strXML));
+    EXPECT_EQ(wsXML, L"kept");
+    EXPECT_EQ(strXML, "kept");
+    EXPECT_EQ(tree.ToXMLLength(), 0);
+
+    CVariablesSubTree* const pRoot = tree.AppendNode(L"a", nullptr, nullptr);
+    tree.AppendNode(L"b", nullptr, pRoot);
+    pRoot->SetText(L"x'<>\"&\0\n\xE9"s);
+    pRoot->SetAttribute(L"b", L"'<>\"&\0\t\x20AC"s);
+    pRoot->SetAttribute(L"a&", L"");
+    tree.EnableXMLHeaderTag(true);
+    const std::wstring wsExpected =
+        L"<?xml version='1.0' encoding='UTF-8'?><a a&=\"\" b=\"&apos;&lt;&gt;&quot;&amp;&null;\t"
+        L"\x20AC\"><b/>x&apos;&lt;&gt;&quot;&amp;&null;\n\xE9</a>";
+    ASSERT_TRUE(tree.ToXML(wsXML));
+    EXPECT_EQ(wsXML, wsExpected);
+    ASSERT_TRUE(tree.ToUTF8(strXML));
+    EXPECT_EQ(strXML, mu::WideStringToNarrow(wsExpected));
+    EXPECT_EQ(tree.ToXMLLength(), static_cast<int>(wsExpected.size()));
+}
+
+/// A tree of random shape, whose texts hold whatever a text can.
+void AppendRandom(std::mt19937& random, CVariablesTree& tree, int iElements)
+{
+    const auto RandomText = [&random](bool bText)
+    {
+        std::wstring wsText;
+        for (std::size_t i = random() % 3 != 0 ? random() % 40 : 0; i > 0; --i)
+        {
+            constexpr wchar_t aUnits[] = L"abc 0123456789 some words &<>'\"\n\xE9\x20AC\x10FFFE";
+            wsText += aUnits[random() % std::size(aUnits)]; // the terminator, too
+        }
+        return wsText.substr(bText ? std::min(wsText.find_first_not_of(L" \n"), wsText.size()) : 0);
+    };
+    const auto RandomName = [&random]
+    {
+        constexpr const wchar_t* aNames[] = {L"n", L"zor:RecordIfMotionDetected", L"\xE9t\xE9",
+                                             L"sixteen-letters:", L"zor:Name"};
+        return aNames[random() % std::size(aNames)];
+    };
+    CVariablesSubTree* pElement = tree.AppendNode(L"root", nullptr, nullptr);
+    for (int i = 0; i < iElements; ++i)
+    {
+        pElement = tree.AppendNode(RandomName(), nullptr, pElement);
+        pElement->SetText(RandomText(true));
+        for (std::size_t j = random() % 3; j > 0; --j)
+        {
+            pElement->SetAttribute(RandomName(), RandomText(false));
+        }
+        for (std::size_t j = random() % 3; j > 0 && pElement->GetParent() != nullptr; --j)
+        {
+            pElement = pElement->GetParent();
+        }
+    }
+}
+
+TEST(XmlWriter, WhatIsWrittenReadsBackTheSame)
+{
+    std::mt19937 random(7);
+    for (int i = 0; i < 300; ++i)
+    {
+        CVariablesTree tree;
+        AppendRandom(random, tree, i % 40);
+        std::wstring wsXML;
+        std::string strXML;
+        ASSERT_TRUE(tree.ToXML(wsXML) && tree.ToUTF8(strXML));
+        ASSERT_EQ(strXML, mu::WideStringToNarrow(wsXML));
+
+        CVariablesTree fromWide;
+        CVariablesTree fromNarrow;
+        std::wstring wsAgain;
+        ASSERT_TRUE(fromWide.FromXML(wsXML.c_str()) && fromWide.ToXML(wsAgain));
+        EXPECT_TRUE(wsAgain == wsXML);
+        ASSERT_TRUE(fromNarrow.FromUTF8(strXML.data(), static_cast<int>(strXML.size())) &&
+                    fromNarrow.ToXML(wsAgain));
+        EXPECT_TRUE(wsAgain == wsXML);
+        EXPECT_EQ(fromNarrow.GetNodeCount(), tree.GetNodeCount());
+    }
+}
+
+TEST(XmlWriter, SavesAFileWithAMark)
+{
+    CTemporaryFolder folder;
+    CVariablesTree tree;
+    EXPECT_FALSE(tree.ToFile(folder.WidePath(L"empty").c_str()));
+    ASSERT_TRUE(tree.FromXML(L"<a>\xE9</a>"));
+    ASSERT_TRUE(tree.ToFile(folder.WidePath(L"a.xml").c_str()));
+    EXPECT_FALSE(tree.ToFile(folder.WidePath(L"no/a.xml").c_str()));
+    EXPECT_FALSE(tree.ToFile(L"/dev/full"));
+
+    std::FILE* const pFile = std::fopen(folder.Path("a.xml").c_str(), "rb");
+    char szBytes[32] = {};
+    EXPECT_EQ(std::fread(szBytes, 1, sizeof szBytes, pFile), 12U);
+    std::fclose(pFile);
+    EXPECT_STREQ(szBytes, "\xEF\xBB\xBF<a>\xC3\xA9</a>");
+    CVariablesTree again;
+    EXPECT_TRUE(again.FromFile(folder.WidePath(L"a.xml").c_str()));
+}
+
+} // namespace
