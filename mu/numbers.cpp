@@ -6,6 +6,8 @@
 #include <locale.h>
 #include <wchar.h>
 
+#include "mu/lengths.h"
+
 namespace
 {
 
@@ -43,12 +45,6 @@ SInteger ReadInteger(const TChar* pText, const TChar* pEnd, unsigned long long u
         integer.m_ullMagnitude = integer.m_ullMagnitude * 10 + ullDigit;
     }
     return integer;
-}
-
-template <typename TChar>
-const TChar* TextEnd(const TChar* pText, int iLength)
-{
-    return iLength > 0 ? pText + iLength : pText;
 }
 
 template <typename TSigned, typename TChar>
@@ -93,22 +89,22 @@ namespace mu
 
 int ParseInt32(const char* szText, int iLength)
 {
-    return ReadSigned(szText, TextEnd(szText, iLength), INT_MAX);
+    return ReadSigned(szText, szText + UnitCount(iLength), INT_MAX);
 }
 
 int ParseInt32(const wchar_t* wszText, int iLength)
 {
-    return ReadSigned(wszText, TextEnd(wszText, iLength), INT_MAX);
+    return ReadSigned(wszText, wszText + UnitCount(iLength), INT_MAX);
 }
 
 unsigned int ParseUInt32(const char* szText, int iLength)
 {
-    return ReadUnsigned(szText, TextEnd(szText, iLength));
+    return ReadUnsigned(szText, szText + UnitCount(iLength));
 }
 
 unsigned int ParseUInt32(const wchar_t* wszText, int iLength)
 {
-    return ReadUnsigned(wszText, TextEnd(wszText, iLength));
+    return ReadUnsigned(wszText, wszText + UnitCount(iLength));
 }
 
 int StringToInt(const std::wstring& wsText)

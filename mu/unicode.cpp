@@ -6,6 +6,7 @@
 #include <exception>
 
 #include "mu/ascii_runs.h"
+#include "mu/lengths.h"
 
 namespace
 {
@@ -13,23 +14,13 @@ namespace
 constexpr std::uint32_t kLastEncoded = 0x10FFFE;
 
 /// What an int can count, a terminator included.
-constexpr std::size_t kMostBytes = INT_MAX - 1;
+constexpr int kMostBytes = INT_MAX - 1;
 
 /// Spare units that are not worth a smaller allocation.
 constexpr std::size_t kShortText = 64;
 
 /// Units that are encoded at a time on their way into a string.
 constexpr std::size_t kPiece = 256;
-
-std::size_t UnitCount(int iLength)
-{
-    return iLength > 0 ? static_cast<std::size_t>(iLength) : 0;
-}
-
-int ByteCount(std::size_t uBytes)
-{
-    return static_cast<int>(std::min(uBytes, kMostBytes));
-}
 
 /// A unit as a code point on every machine. What is beyond 32 bits is as little a code point as
 /// 0xFFFFFFFF is.
@@ -135,7 +126,7 @@ char* Encode(const TUnit* pText, std::size_t uLength, char* szOut, int iLongest)
 template <typename TUnit>
 std::size_t CountableUnits(const TUnit* pText, std::size_t uLength)
 {
-    if (uLength <= kMostBytes / 4)
+    if (uLength <= std::size_t{kMostBytes} / 4)
         return uLength;
     std::size_t uUnits = 0;
     std::size_t uBytes = 0;
@@ -144,7 +135,7 @@ std::size_t CountableUnits(const TUnit* pText, std::size_t uLength)
     {
         uStep = std::min(uStep, uLength - uUnits);
         const std::size_t uMore = EncodedLength(pText + uUnits, uStep);
-        if (uMore <= kMostBytes - uBytes)
+        if (uMore <= std::size_t{kMostBytes} - uBytes)
         {
             uUnits += uStep;
             uBytes += uMore;
@@ -177,7 +168,7 @@ int EncodeIntoBuffer(const TUnit* pText, int iLength, char* szOut, int iCapacity
         return 0;
     char* szEnd = szOut;
     if (iCapacity > 1)
-        szEnd = Encode(pText, CountableUnits(pText, UnitCount(iLength)), szOut,
+        szEnd = Encode(pText, CountableUnits(pText, mu::UnitCount(iLength)), szOut,
                        std::min(iCapacity - 1, 4));
     *szEnd = '\0';
     return static_cast<int>(szEnd - szOut);
@@ -313,17 +304,17 @@ namespace mu
 
 int GetConvertedStringLength(const wchar_t* wszText, int iLength)
 {
-    return ByteCount(EncodedLength(wszText, UnitCount(iLength)));
+    return IntCount(EncodedLength(wszText, UnitCount(iLength)), kMostBytes);
 }
 
 int GetConvertedStringLength32(const unsigned long* pText, int iLength)
 {
-    return ByteCount(EncodedLength(pText, UnitCount(iLength)));
+    return IntCount(EncodedLength(pText, UnitCount(iLength)), kMostBytes);
 }
 
 int GetConvertedStringLength16(const unsigned short* pText, int iLength)
 {
-    return ByteCount(EncodedLength(pText, UnitCount(iLength)));
+    return IntCount(EncodedLength(pText, UnitCount(iLength)), kMostBytes);
 }
 
 int ConvertString(const wchar_t* wszText, int iLength, char* szOut, int iCapacity)
@@ -344,7 +335,7 @@ int ConvertString16(const unsigned short* pText, int iLength, char* szOut, int i
 int ConvertString(const wchar_t* wszText, int iLength, std::string& strOut)
 {
     EncodeIntoString(wszText, UnitCount(iLength), strOut);
-    return ByteCount(strOut.size());
+    return IntCount(strOut.size(), kMostBytes);
 }
 
 std::string WideStringToNarrow(const std::wstring& wsText)

@@ -4,6 +4,8 @@
 
 #include <gtest/gtest.h>
 
+#include "tests/mu/wide.h"
+
 namespace
 {
 
@@ -43,10 +45,7 @@ TEST(Hex, ReadsDigitsInThirtyTwoBits)
     {
         SCOPED_TRACE(row.szRule);
         EXPECT_EQ(mu::HexCharsToInt(row.strText.c_str(), row.iMaxLength), row.iValue);
-        std::wstring wsText;
-        for (const char ch : row.strText)
-            wsText += static_cast<wchar_t>(static_cast<unsigned char>(ch));
-        EXPECT_EQ(mu::HexCharsToInt(wsText.c_str(), row.iMaxLength), row.iValue);
+        EXPECT_EQ(mu::HexCharsToInt(Wide(row.strText).c_str(), row.iMaxLength), row.iValue);
     }
 }
 
