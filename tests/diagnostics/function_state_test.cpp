@@ -7,6 +7,7 @@
 
 #include <gtest/gtest.h>
 
+#include "tests/support/function_chain.h"
 #include "tests/support/line_logger.h"
 
 namespace
@@ -33,25 +34,6 @@ static_assert(FuncParamTypeOf<unsigned short>() == FPT_WORD);
 const SPosixThreadExceptionVars* Storage()
 {
     return g_pThreadExceptionVars;
-}
-
-std::string Chain()
-{
-    std::string strTags;
-    const SFuncStateEntry* pInner = nullptr;
-    for (const SFuncStateEntry* p = GetCurrentFuncStateEntry(); p != nullptr; p = p->m_pPrevious)
-    {
-        strTags += p->m_szTag;
-        for (const SFuncStateParam* q = p->m_pFirstParam; q != nullptr; q = q->m_pNext)
-        {
-            strTags += std::string(" ") + q->m_szName + ":" + std::to_string(q->m_iType);
-            EXPECT_TRUE(q->m_pNext != nullptr || q == p->m_pLastParam);
-        }
-        strTags += ";";
-        EXPECT_EQ(p->m_pNext, pInner) << strTags;
-        pInner = p;
-    }
-    return strTags;
 }
 
 // Whether the map lists the calling thread under its own storage, and how many threads in all.
@@ -96,7 +78,7 @@ TEST(FunctionState, ChainFollowsTheCallsWithParametersInOrder)
                 int iLength = 1;
                 CFunctionSwitch fsOuter("T::Out");
                 CFunctionParam fpText(fsOuter, "wszText", wszText);
-                EXPECT_EQ(Chain(), "T::Out wszText:7;");
+                EXPECT_EQ(FunctionChain(), "T::Out wszText:7;");
                 CFunctionParam fpLength(fsOuter, "iLength", iLength);
                 CFunctionParam fpMask(fsOuter, "iMask", &iLength, FPT_BINARY);
                 const std::string strOuter = "T::Out wszText:7 iLength:2 iMask:4;";
@@ -107,21 +89,21 @@ TEST(FunctionState, ChainFollowsTheCallsWithParametersInOrder)
                 {
                     CFunctionSwitch fsThrows("T::Thr");
                     CFunctionSwitch fsInnermost("T::In");
-                    EXPECT_EQ(Chain(), "T::In;T::Thr;" + strOuter);
+                    EXPECT_EQ(FunctionChain(), "T::In;T::Thr;" + strOuter);
                     throw std::runtime_error("passes both");
                 }
                 catch (const std::runtime_error&)
                 {
-                    EXPECT_EQ(Chain(), strOuter);
+                    EXPECT_EQ(FunctionChain(), strOuter);
                 }
 
                 CFunctionSwitch fsEarly("T::Ea");
                 fsEarly.Leave();
                 CFunctionSwitch fsAfter("T::Af");
                 fsEarly.Leave(); // nothing more
-                EXPECT_EQ(Chain(), "T::Af;" + strOuter);
+                EXPECT_EQ(FunctionChain(), "T::Af;" + strOuter);
             }
-            EXPECT_EQ(Chain(), "");
+            EXPECT_EQ(FunctionChain(), "");
             FreeThreadExVarsStorage();
         });
 }
@@ -139,11 +121,11 @@ TEST(FunctionState, ScopesThatOutliveTheStorageAreHarmless)
                 FreeThreadExVarsStorage();
                 {
                     CFunctionSwitch fsNew("T::New"); // may get the same memory again
-                    EXPECT_EQ(Chain(), "T::New;");
+                    EXPECT_EQ(FunctionChain(), "T::New;");
                 }
-                EXPECT_EQ(Chain(), "");
+                EXPECT_EQ(FunctionChain(), "");
             }
-            EXPECT_EQ(Chain(), "");
+            EXPECT_EQ(FunctionChain(), "");
             FreeThreadExVarsStorage();
         });
 }

@@ -4,12 +4,20 @@
 #include <atomic>
 #include <cstdarg>
 #include <cstdio>
+#include <cstring>
+#include <functional>
 #include <mutex>
 #include <string>
 #include <utility>
 #include <vector>
 
 #include "logging/logger.h"
+
+/// A system error as messages end with it.
+inline std::string ErrorText(int iError)
+{
+    return std::string(1, '(') + std::to_string(iError) + ") " + std::strerror(iError);
+}
 
 /// The process's text logger for its own lifetime. It keeps each message as the severity's number,
 /// a blank and the text.
@@ -41,6 +49,10 @@ public:
     {
         const std::scoped_lock lock(m_mutex);
         m_vLines.push_back(std::to_string(eSeverity) + " " + szText);
+        if (m_onMessage)
+        {
+            m_onMessage();
+        }
     }
     void LogMessageF(Severity eSeverity, const char* szFormat, ...) override
         __attribute__((format(printf, 3, 4)))
@@ -64,6 +76,7 @@ public:
 
     const Severity m_eLowest;
     std::atomic<int> m_iReferences{0};
+    std::function<void()> m_onMessage; ///< called on the thread that logs
 
 private:
     ITextLogger* const m_ptlPrevious;
