@@ -6,7 +6,6 @@
 #include "mu/file_interfaces.h"
 
 class CMemBlockPtr;
-class ITextLogger;
 
 /// A file: a POSIX descriptor that it owns, closed on exec, with 64-bit positions everywhere.
 ///
@@ -115,8 +114,10 @@ public:
     static bool SetStrFileContent(const char* szFileName, const char* szValue);
 
 private:
+    static int OpenDescriptor(const char* szPath, FileMode eMode);
+    static void WarnShortWrite(int iWritten, int iRequested);
     bool OpenPath(const char* szPath, FileMode eMode);
-    ITextLogger* LoggerForError(int iError);
+    bool IsNewError(int iError);
     void ReportReadError(int iError);
 
     int m_iDescriptor = -1;

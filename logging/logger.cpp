@@ -1,5 +1,10 @@
 #include "logging/logger.h"
 
+#include <cstdarg>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
 namespace mu
 {
 
@@ -10,6 +15,26 @@ ITextLogger* TextLoggerFor(IBaseLogger::Severity eSeverity)
     ITextLogger* const ptlLogger = g_ptlTextLogger;
     return ptlLogger != nullptr && ptlLogger->GetLowestLoggerServerity() <= eSeverity ? ptlLogger
                                                                                       : nullptr;
+}
+
+void LogSystemError(int iError, const char* szFormat, ...)
+{
+    ITextLogger* const ptlLogger = TextLoggerFor(IBaseLogger::Error);
+    if (ptlLogger == nullptr)
+    {
+        return;
+    }
+    char* szText = nullptr;
+    va_list args;
+    va_start(args, szFormat);
+    const int iLength = ::vasprintf(&szText, szFormat, args);
+    va_end(args);
+    if (iLength >= 0)
+    {
+        ptlLogger->LogMessageF(IBaseLogger::Error, "%s: (%d) %s", szText, iError,
+                               std::strerror(iError));
+        std::free(szText);
+    }
 }
 
 } // namespace mu

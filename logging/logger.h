@@ -70,6 +70,9 @@ extern ITextLogger* g_ptlTextLogger;
 /// The process's logger if it is installed and wants messages of this severity, else null.
 ITextLogger* TextLoggerFor(IBaseLogger::Severity eSeverity);
 
+/// Logs what failed, at severity Error, with the system's error: "<text>: (<errno>) <strerror>".
+void LogSystemError(int iError, const char* szFormat, ...) __attribute__((format(printf, 2, 3)));
+
 } // namespace mu
 
 #endif

@@ -54,12 +54,10 @@ bool MakeDirectory(const char* szPath)
         g_iCreateDirError.store(0, std::memory_order_relaxed);
         return true;
     }
-    ITextLogger* const ptlLogger = mu::TextLoggerFor(IBaseLogger::Error);
-    if (ptlLogger != nullptr && g_iCreateDirError.load(std::memory_order_relaxed) != iError)
+    if (mu::TextLoggerFor(IBaseLogger::Error) != nullptr &&
+        g_iCreateDirError.exchange(iError, std::memory_order_relaxed) != iError)
     {
-        g_iCreateDirError.store(iError, std::memory_order_relaxed);
-        ptlLogger->LogMessageF(IBaseLogger::Error, "Failed to create directory %s: (%d) %s", szPath,
-                               iError, std::strerror(iError));
+        mu::LogSystemError(iError, "Failed to create directory %s", szPath);
     }
     return false;
 }
@@ -168,13 +166,7 @@ unsigned long long FileSize(const char* pszFileName)
     struct stat status = {};
     if (::stat(pszFileName, &status) != 0)
     {
-        const int iError = errno;
-        if (ITextLogger* const ptlLogger = TextLoggerFor(IBaseLogger::Error))
-        {
-            ptlLogger->LogMessageF(IBaseLogger::Error,
-                                   "Failed to acquire file size of file %s: (%d) %s", pszFileName,
-                                   iError, std::strerror(iError));
-        }
+        LogSystemError(errno, "Failed to acquire file size of file %s", pszFileName);
         return 0;
     }
     return static_cast<unsigned long long>(status.st_size);
@@ -232,12 +224,7 @@ bool DeleteDirectory(const wchar_t* pwszDir)
     {
         return true;
     }
-    const int iError = errno;
-    if (ITextLogger* const ptlLogger = TextLoggerFor(IBaseLogger::Error))
-    {
-        ptlLogger->LogMessageF(IBaseLogger::Error, "Failed to remove directory %s: (%d) %s",
-                               strDirectory.c_str(), iError, std::strerror(iError));
-    }
+    LogSystemError(errno, "Failed to remove directory %s", strDirectory.c_str());
     return false;
 }
 
@@ -253,13 +240,8 @@ bool RenameFilePath(const wchar_t* wszOriginalName, const wchar_t* wszNewName)
     {
         return true;
     }
-    const int iError = errno;
-    if (ITextLogger* const ptlLogger = TextLoggerFor(IBaseLogger::Error))
-    {
-        ptlLogger->LogMessageF(
-            IBaseLogger::Error, "Failed to rename file \"%s\" to \"%s\": (%d) %s",
-            strOriginalName.c_str(), strNewName.c_str(), iError, std::strerror(iError));
-    }
+    LogSystemError(errno, "Failed to rename file \"%s\" to \"%s\"", strOriginalName.c_str(),
+                   strNewName.c_str());
     return false;
 }
 
@@ -273,12 +255,7 @@ bool DeleteFilePath(const wchar_t* pwszFileName)
     {
         return true;
     }
-    const int iError = errno;
-    if (ITextLogger* const ptlLogger = TextLoggerFor(IBaseLogger::Error))
-    {
-        ptlLogger->LogMessageF(IBaseLogger::Error, "Failed to delete file \"%s\": (%d) %s",
-                               strFileName.c_str(), iError, std::strerror(iError));
-    }
+    LogSystemError(errno, "Failed to delete file \"%s\"", strFileName.c_str());
     return false;
 }
 
@@ -319,15 +296,9 @@ bool GetDiskSpaceAvailable(const wchar_t* pwszDirectory, unsigned long long& llT
     struct statvfs status = {};
     if (::statvfs(WideStringToNarrow(pwszDirectory).c_str(), &status) != 0)
     {
-        const int iError = errno;
+        LogSystemError(errno, "Failed to acquire disk space available size");
         llTotalBytes = 0;
         llFreeBytes = 0;
-        if (ITextLogger* const ptlLogger = TextLoggerFor(IBaseLogger::Error))
-        {
-            ptlLogger->LogMessageF(IBaseLogger::Error,
-                                   "Failed to acquire disk space available size: (%d) %s", iError,
-                                   std::strerror(iError));
-        }
         return false;
     }
     llTotalBytes = static_cast<unsigned long long>(status.f_blocks) * status.f_frsize;
