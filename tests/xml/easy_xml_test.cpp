@@ -71,9 +71,9 @@ TEST(EasyXml, ABufferGetsWhatFitsCutAtACharacter)
         EXPECT_EQ(iLength, std::max(iExpected, 0)) << iSize;
         const auto uLength = static_cast<std::size_t>(iLength);
         EXPECT_EQ(strBuffer.substr(0, uLength), strXML.substr(0, uLength));
-        EXPECT_EQ(strBuffer.substr(uLength),
-                  (iSize > 0 ? "\0"s : "") +
-                      std::string(strBuffer.size() - uLength - (iSize > 0 ? 1 : 0), '#'));
+        std::string strRest(strBuffer.size() - uLength, '#');
+        strRest[0] = iSize > 0 ? '\0' : '#';
+        EXPECT_EQ(strBuffer.substr(uLength), strRest);
     }
     char szBuffer[4] = "abc";
     EXPECT_EQ(exml.GetXML(szBuffer, -1), 0);
