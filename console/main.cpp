@@ -1,4 +1,6 @@
+#include "console/session.h"
+
 int main()
 {
-    return 0;
+    return RunSession();
 }

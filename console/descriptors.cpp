@@ -1,0 +1,30 @@
+#include "console/descriptors.h"
+
+#include <fcntl.h>
+#include <sys/select.h>
+#include <unistd.h>
+
+void OpenStandardDescriptors()
+{
+    int iDescriptor = 0;
+    do
+    {
+        iDescriptor = ::open("/dev/null", O_RDWR); // takes the lowest free number
+    } while (iDescriptor >= 0 && iDescriptor <= STDERR_FILENO);
+    if (iDescriptor >= 0)
+    {
+        ::close(iDescriptor);
+    }
+}
+
+int MoveIntoSelectRange(int iDescriptor, int iKept)
+{
+    if (iDescriptor < FD_SETSIZE)
+    {
+        return iDescriptor;
+    }
+    const int iHighest = FD_SETSIZE - 1;
+    const int iMoved = ::dup3(iDescriptor, iHighest == iKept ? iHighest - 1 : iHighest, O_CLOEXEC);
+    ::close(iDescriptor);
+    return iMoved;
+}

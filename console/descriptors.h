@@ -1,0 +1,12 @@
+#ifndef ZOR_CONSOLE_DESCRIPTORS_H
+#define ZOR_CONSOLE_DESCRIPTORS_H
+
+/// Opens /dev/null for standard descriptors that are closed, so that no pipe takes their place.
+void OpenStandardDescriptors();
+
+/// Moves a descriptor to a number that select() can hold and returns the new number. A program
+/// may inherit so many descriptors that those it opens lie beyond: then one of the inherited ones,
+/// never iKept, gives way.
+int MoveIntoSelectRange(int iDescriptor, int iKept);
+
+#endif

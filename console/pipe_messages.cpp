@@ -1,0 +1,137 @@
+#include "console/pipe_messages.h"
+
+#include <algorithm>
+#include <climits>
+#include <cstdint>
+#include <cstdio>
+#include <new>
+
+#include <sys/ioctl.h>
+#include <unistd.h>
+
+#include "console/pipe_protocol.h"
+#include "mu/text.h"
+
+CMemBlockPtr g_mbReceiveBuffer;
+CEasyXML g_exmlParams;
+
+namespace
+{
+
+// Takes what one read of a payload would, for want of a buffer: waits for its first bytes and goes
+// on to what has arrived.
+int DropPayload(int fd, std::uint32_t dwLength)
+{
+    char szDropped[4096];
+    int iWaiting = 0;
+    int iRead = 0;
+    do
+    {
+        iRead = static_cast<int>(
+            ::read(fd, szDropped, std::min<std::size_t>(dwLength, sizeof(szDropped))));
+        dwLength -= static_cast<std::uint32_t>(std::max(iRead, 0));
+    } while (iRead > 0 && dwLength > 0 && ::ioctl(fd, FIONREAD, &iWaiting) == 0 && iWaiting > 0);
+    return iRead;
+}
+
+void LoadParameters(const char* szText, int iLength)
+{
+    bool bLoaded = false;
+    try
+    {
+        bLoaded = g_exmlParams.LoadFromText(szText, iLength).IsValid();
+    }
+    catch (const std::bad_alloc&)
+    {
+        // What does not fit into memory is no better than what does not parse.
+    }
+    std::puts(bLoaded ? "Parameters Loaded.\r" : "Invalid parameters.\r");
+}
+
+// A text that may hold anything. With its NULs gone it is what "%.*s" would print, which has no
+// precision for lengths beyond int.
+void PrintText(const char* szText, std::uint32_t dwLength)
+{
+    std::fwrite(szText, 1, dwLength, stdout);
+}
+
+void PrintCircularText(const char* szText, std::uint32_t dwLength, std::uint32_t dwSplit)
+{
+    if (static_cast<std::int32_t>(dwSplit) > 0 && dwSplit < dwLength - 1)
+    {
+        PrintText(szText + dwSplit, dwLength - dwSplit);
+        PrintText(szText, dwSplit);
+    }
+    else
+    {
+        PrintText(szText, dwLength);
+    }
+}
+
+} // namespace
+
+int SendStructuredData(int fd, unsigned long type, unsigned long length, unsigned long argument,
+                       const void* payload)
+{
+    const SPipeMessageHeader header{static_cast<std::uint32_t>(type),
+                                    static_cast<std::uint32_t>(argument),
+                                    static_cast<std::uint32_t>(length)};
+    if (::write(fd, &header, sizeof(header)) != static_cast<ssize_t>(sizeof(header)))
+    {
+        return 0;
+    }
+    if (length == 0)
+    {
+        return 1;
+    }
+    return ::write(fd, payload, length) == static_cast<ssize_t>(length) ? 1 : 0;
+}
+
+int ReadZORInput(int fd)
+{
+    SPipeMessageHeader header;
+    int iRead = static_cast<int>(::read(fd, &header, sizeof(header)));
+    if (iRead != static_cast<int>(sizeof(header)))
+    {
+        return iRead;
+    }
+
+    char* szPayload = nullptr;
+    const std::uint32_t dwLength = header.m_dwLength;
+    if (dwLength != 0)
+    {
+        // No read delivers more than INT_MAX bytes.
+        if (dwLength <= INT_MAX)
+        {
+            szPayload = reinterpret_cast<char*>(g_mbReceiveBuffer.ResizeIfNeeded(dwLength));
+        }
+        if (szPayload == nullptr)
+        {
+            return DropPayload(fd, dwLength);
+        }
+        iRead = static_cast<int>(::read(fd, szPayload, dwLength));
+        if (iRead != static_cast<int>(dwLength))
+        {
+            return iRead;
+        }
+    }
+
+    switch (header.m_dwType)
+    {
+    case PM_PARAMETERS:
+        LoadParameters(szPayload, static_cast<int>(dwLength));
+        break;
+    case PM_TEXT:
+    case PM_CIRCULAR_TEXT:
+        if (dwLength != 0)
+        {
+            mu::ReplaceNullsWithSpaces(szPayload, static_cast<int>(dwLength));
+            PrintCircularText(szPayload, dwLength,
+                              header.m_dwType == PM_CIRCULAR_TEXT ? header.m_dwArgument : 0);
+        }
+        break;
+    default:
+        break;
+    }
+    return iRead;
+}
