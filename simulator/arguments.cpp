@@ -1,0 +1,122 @@
+#include "simulator/arguments.h"
+
+#include <cstdio>
+#include <string_view>
+
+#include <getopt.h>
+
+namespace
+{
+
+constexpr char kProgram[] = "zor-recorder-sim";
+
+enum EOption
+{
+    OPTION_PARAMS = 256,
+    OPTION_FAULTS,
+    OPTION_VERBOSE,
+    OPTION_HELP,
+    OPTION_VERSION,
+};
+
+constexpr option kOptions[] = {
+    {"params", required_argument, nullptr, OPTION_PARAMS},
+    {"faults", required_argument, nullptr, OPTION_FAULTS},
+    {"verbose", no_argument, nullptr, OPTION_VERBOSE},
+    {"help", no_argument, nullptr, OPTION_HELP},
+    {"version", no_argument, nullptr, OPTION_VERSION},
+    {},
+};
+
+void PrintHelp()
+{
+    std::printf("Usage: %s [OPTION]...\n"
+                "Plays the recorder application for zor-console until it gets SIGINT or SIGTERM.\n"
+                "\n"
+                "  --params FILE   the device parameters to send (XML in UTF-8)\n"
+                "  --faults LIST   spoil one reply after the other, separated by commas:\n",
+                kProgram);
+    for (const SFaultName& fault : g_aFaultNames)
+    {
+        std::printf("                    %-20s%s\n", fault.m_szName, fault.m_szEffect);
+    }
+    std::printf(
+        "                  malformed-document spoils the reply to a parameters request, the\n"
+        "                  others those to log and diagnostic requests. Each console gets\n"
+        "                  the whole list once; further replies are good.\n"
+        "  --verbose       show each frame, in hexadecimal and its meaning, on stderr\n"
+        "  --help          show this text\n"
+        "  --version       show the version\n");
+}
+
+bool ParseFaults(std::string_view svList, std::vector<EFault>& vecFaults)
+{
+    for (;;)
+    {
+        const std::size_t uEnd = svList.find(',');
+        const std::string_view svName = svList.substr(0, uEnd);
+        const std::optional<EFault> eFault = FaultByName(svName);
+        if (!eFault)
+        {
+            std::fprintf(stderr, "%s: unknown fault '%.*s'\n", kProgram,
+                         static_cast<int>(svName.size()), svName.data());
+            return false;
+        }
+        vecFaults.push_back(*eFault);
+        if (uEnd == std::string_view::npos)
+        {
+            return true;
+        }
+        svList.remove_prefix(uEnd + 1);
+    }
+}
+
+int Complain()
+{
+    std::fprintf(stderr, "Try '%s --help'.\n", kProgram);
+    return kExitBadArguments;
+}
+
+} // namespace
+
+std::optional<int> ParseArguments(int argc, char* argv[], SArguments& arguments)
+{
+    for (;;)
+    {
+        switch (getopt_long(argc, argv, "", kOptions, nullptr))
+        {
+        case -1:
+            if (optind < argc)
+            {
+                std::fprintf(stderr, "%s: unexpected argument '%s'\n", kProgram, argv[optind]);
+                return Complain();
+            }
+            return std::nullopt;
+        case OPTION_PARAMS:
+            arguments.m_strParamsPath = optarg;
+            if (arguments.m_strParamsPath.empty())
+            {
+                std::fprintf(stderr, "%s: --params needs a file\n", kProgram);
+                return Complain();
+            }
+            break;
+        case OPTION_FAULTS:
+            if (!ParseFaults(optarg, arguments.m_vecFaults))
+            {
+                return Complain();
+            }
+            break;
+        case OPTION_VERBOSE:
+            arguments.m_bVerbose = true;
+            break;
+        case OPTION_HELP:
+            PrintHelp();
+            return 0;
+        case OPTION_VERSION:
+            std::printf("%s %s\n", kProgram, ZOR_VERSION);
+            return 0;
+        default: // getopt_long() has told what is wrong
+            return Complain();
+        }
+    }
+}

@@ -1,0 +1,50 @@
+#ifndef ZOR_SIMULATOR_RECORDER_SERVER_H
+#define ZOR_SIMULATOR_RECORDER_SERVER_H
+
+#include <chrono>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "console/pipe_protocol.h"
+#include "simulator/circular_log.h"
+#include "simulator/faults.h"
+#include "simulator/parameters_document.h"
+#include "simulator/recorder_pipes.h"
+
+/// Answers the requests of one console after the other.
+class CRecorderServer
+{
+public:
+    CRecorderServer(CRecorderPipes& pipes, SParametersDocument document, CFaultPlan faults,
+                    bool bVerbose);
+
+    /// Serves until the descriptor is readable.
+    void ServeUntil(int iStopDescriptor);
+
+private:
+    void ReadRequest();
+    void Answer(EPipeMessage eRequest, std::uint32_t dwArgument);
+    void Send(std::string strFrame, std::optional<EFault> eFault);
+    void HangUp(const char* szEvent);
+    void Log(std::string_view svEvent);
+    void Trace(const char* szDirection, std::string_view svFrame) const;
+    void TraceEvent(const char* szEvent) const;
+    std::chrono::milliseconds GetUptime() const;
+
+    CRecorderPipes& m_pipes;
+    const SParametersDocument m_document;
+    CFaultPlan m_faults;
+    const bool m_bVerbose;
+    const std::chrono::steady_clock::time_point m_tpStart;
+    CCircularLog m_log;
+
+    // Of the connected console:
+    bool m_bAsked = false;         // it has sent a request
+    bool m_bInputEnded = false;    // it does not have the input open
+    bool m_bReplyWaiting = false;  // it has not yet taken all of the last reply
+    std::uint32_t m_dwPayload = 0; // bytes to come of a request's payload
+};
+
+#endif
