@@ -142,6 +142,7 @@ TEST(Search, TokensInABuffer)
         {"abc", 3, "a", -1, -1, {}},
         {"abc", 3, "a", 0, 0, {}},
         {"", 0, "", 0, 0, {}},
+        {"abc", -1, "a", 0, 0, {}},
     };
     for (const SCase& row : kCases)
     {
