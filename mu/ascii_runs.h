@@ -26,11 +26,15 @@ inline std::size_t CopyAsciiRun(const char* szText, std::size_t uLength, wchar_t
         std::uint64_t uWords[kBlock / 8];
         std::memcpy(uWords, szText + uDone, kBlock);
         if (((uWords[0] | uWords[1]) & kHighBits) != 0)
+        {
             break;
+        }
         unsigned char block[kBlock];
         std::memcpy(block, szText + uDone, kBlock);
         for (std::size_t i = 0; i < kBlock; ++i)
+        {
             wszOut[uDone + i] = static_cast<wchar_t>(block[i]);
+        }
     }
     for (; uLength - uDone >= 4; uDone += 4)
     {
@@ -39,16 +43,22 @@ inline std::size_t CopyAsciiRun(const char* szText, std::size_t uLength, wchar_t
         if ((uWord & 0x80808080) != 0)
         {
             for (; static_cast<unsigned char>(szText[uDone]) < 0x80; ++uDone)
+            {
                 wszOut[uDone] = static_cast<wchar_t>(szText[uDone]);
+            }
             return uDone;
         }
         unsigned char block[4];
         std::memcpy(block, szText + uDone, 4);
         for (std::size_t i = 0; i < 4; ++i)
+        {
             wszOut[uDone + i] = static_cast<wchar_t>(block[i]);
+        }
     }
     for (; uDone < uLength && static_cast<unsigned char>(szText[uDone]) < 0x80; ++uDone)
+    {
         wszOut[uDone] = static_cast<wchar_t>(szText[uDone]);
+    }
     return uDone;
 }
 
@@ -65,12 +75,18 @@ std::size_t CopyAsciiRun(const TUnit* pText, std::size_t uLength, char* szOut)
     {
         TBits uAll = 0;
         for (std::size_t i = 0; i < kBlock; ++i)
+        {
             uAll = static_cast<TBits>(uAll | static_cast<TBits>(pText[uDone + i]));
+        }
         if (uAll >= 0x80)
+        {
             break;
+        }
         char block[kBlock];
         for (std::size_t i = 0; i < kBlock; ++i)
+        {
             block[i] = static_cast<char>(pText[uDone + i]);
+        }
         std::memcpy(szOut + uDone, block, kBlock);
     }
     for (; uLength - uDone >= 4; uDone += 4)
@@ -79,12 +95,18 @@ std::size_t CopyAsciiRun(const TUnit* pText, std::size_t uLength, char* szOut)
             static_cast<TBits>(pText[uDone]) | static_cast<TBits>(pText[uDone + 1]) |
             static_cast<TBits>(pText[uDone + 2]) | static_cast<TBits>(pText[uDone + 3]));
         if (uAll >= 0x80)
+        {
             break;
+        }
         for (std::size_t i = 0; i < 4; ++i)
+        {
             szOut[uDone + i] = static_cast<char>(pText[uDone + i]);
+        }
     }
     for (; uDone < uLength && static_cast<TBits>(pText[uDone]) < 0x80; ++uDone)
+    {
         szOut[uDone] = static_cast<char>(pText[uDone]);
+    }
     return uDone;
 }
 

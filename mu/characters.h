@@ -50,7 +50,9 @@ constexpr bool AreDigits(const wchar_t* wszText, int iLength)
     for (int i = 0; i < iLength; ++i)
     {
         if (!IsDigit(wszText[i]))
+        {
             return false;
+        }
     }
     return true;
 }
@@ -60,7 +62,9 @@ constexpr bool AreDigits(const char* szText, int iLength)
     for (int i = 0; i < iLength; ++i)
     {
         if (!IsDigit(static_cast<wchar_t>(szText[i])))
+        {
             return false;
+        }
     }
     return true;
 }

@@ -11,7 +11,9 @@ int ReadHex(const TChar* pText, int iMaxLength)
     {
         const int iDigit = mu::HexCharToInt(pText[i]);
         if (iDigit < 0)
+        {
             return -1;
+        }
         uValue = uValue << 4 | static_cast<unsigned int>(iDigit);
     }
     return static_cast<int>(uValue);

@@ -8,7 +8,9 @@ namespace mu
 constexpr int HexCharToInt(wchar_t wcDigit)
 {
     if (wcDigit >= L'0' && wcDigit <= L'9')
+    {
         return static_cast<int>(wcDigit - L'0');
+    }
     const auto uLetter = static_cast<unsigned int>(wcDigit) | 0x20U;
     return uLetter >= 'a' && uLetter <= 'f' ? static_cast<int>(uLetter - 'a') + 10 : -1;
 }

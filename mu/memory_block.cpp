@@ -20,7 +20,9 @@ CMemBlockPtr::CMemBlockPtr(unsigned int uSize)
 CMemBlockPtr::CMemBlockPtr(const void* pData, unsigned int uSize)
 {
     if (Create(uSize) && uSize > 0)
+    {
         std::memcpy(m_pData, pData, uSize);
+    }
 }
 
 CMemBlockPtr::CMemBlockPtr(const CMemBlockPtr& other)
@@ -38,12 +40,17 @@ CMemBlockPtr::CMemBlockPtr(const CMemBlockPtr& other)
     }
 }
 
+// NOLINTNEXTLINE(bugprone-unhandled-self-assignment): either way bears the block itself
 CMemBlockPtr& CMemBlockPtr::operator=(const CMemBlockPtr& other)
 {
     if (other.m_bStatic)
+    {
         AssignStaticBlock(other.m_pData, other.m_uSize);
+    }
     else
+    {
         AssignData(other.m_pData, other.m_uSize);
+    }
     return *this;
 }
 
@@ -55,9 +62,13 @@ CMemBlockPtr::~CMemBlockPtr()
 bool CMemBlockPtr::WriteBlock(unsigned long long llPosition, unsigned int uSize, const void* pData)
 {
     if (uSize > m_uSize || llPosition > m_uSize - uSize)
+    {
         return false;
+    }
     if (uSize > 0)
+    {
         std::memmove(m_pData + llPosition, pData, uSize);
+    }
     return true;
 }
 
@@ -65,14 +76,18 @@ int CMemBlockPtr::Read(void* pBuffer, int iCount)
 {
     const long long llCount = std::min<long long>(iCount, GetRoom());
     if (llCount > 0)
+    {
         std::memmove(pBuffer, m_pData + m_uPosition, static_cast<std::size_t>(llCount));
+    }
     return static_cast<int>(std::max<long long>(llCount, INT_MIN));
 }
 
 bool CMemBlockPtr::SetPosition(unsigned long long llPosition)
 {
     if (llPosition > m_uSize)
+    {
         return false;
+    }
     m_uPosition = static_cast<unsigned int>(llPosition);
     return true;
 }
@@ -80,7 +95,9 @@ bool CMemBlockPtr::SetPosition(unsigned long long llPosition)
 int CMemBlockPtr::Write(const void* pData, int iCount)
 {
     if (iCount < 0)
+    {
         return 0;
+    }
 
     if (iCount > GetRoom() && !m_bStatic)
     {
@@ -90,12 +107,16 @@ int CMemBlockPtr::Write(const void* pData, int iCount)
         const unsigned int uNeeded = m_uPosition + uCount;
         const unsigned int uDoubled = m_uSize == 0 ? 32 : m_uSize * 2; // the less, if it wraps
         if (uNeeded >= uCount && Resize(std::max(uNeeded, uDoubled)) != nullptr && iOwnOffset >= 0)
+        {
             pData = m_pData + iOwnOffset; // it moved along
+        }
     }
 
     const long long llRoom = GetRoom();
     if (llRoom < 0)
+    {
         return static_cast<int>(std::max<long long>(llRoom, INT_MIN));
+    }
     const int iTaken = static_cast<int>(std::min<long long>(iCount, llRoom));
     if (iTaken > 0)
     {
@@ -111,7 +132,9 @@ bool CMemBlockPtr::Create(unsigned int uSize)
     m_pData = uSize > 0 ? static_cast<char*>(std::malloc(uSize)) : nullptr;
     m_uSize = m_pData != nullptr ? uSize : 0;
     if (m_uSize != uSize)
+    {
         m_uPosition = 0;
+    }
     return m_uSize == uSize;
 }
 
@@ -127,7 +150,9 @@ char* CMemBlockPtr::Resize(unsigned int uSize)
     {
         pResized = static_cast<char*>(std::realloc(pOwned, uSize));
         if (pResized == nullptr)
+        {
             return nullptr;
+        }
     }
     m_bStatic = false;
     m_pData = pResized;
@@ -143,12 +168,18 @@ char* CMemBlockPtr::ResizeIfNeeded(unsigned int uSize)
 bool CMemBlockPtr::AssignData(const void* pData, unsigned int uSize)
 {
     const bool bOwn = Owns(pData) && uSize > 0;
-    if (bOwn) // the block shrinks to these
+    if (bOwn)
+    { // the block shrinks to these
         std::memmove(m_pData, pData, uSize);
+    }
     if (Resize(uSize) == nullptr)
+    {
         return uSize == 0;
+    }
     if (!bOwn)
+    {
         std::memcpy(m_pData, pData, uSize);
+    }
     return true;
 }
 
@@ -163,7 +194,9 @@ void CMemBlockPtr::AssignStaticBlock(void* pBuffer, unsigned int uSize)
 void CMemBlockPtr::Destroy()
 {
     if (!m_bStatic)
+    {
         std::free(m_pData);
+    }
     m_pData = nullptr;
     m_uSize = 0;
     m_uPosition = 0;

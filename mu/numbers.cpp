@@ -2,9 +2,9 @@
 
 #include <charconv>
 #include <climits>
-
-#include <locale.h>
-#include <wchar.h>
+#include <clocale>
+#include <cwchar>
+#include <string_view>
 
 #include "mu/lengths.h"
 
@@ -28,11 +28,15 @@ template <typename TChar>
 SInteger ReadInteger(const TChar* pText, const TChar* pEnd, unsigned long long ullLimit)
 {
     while (pText != pEnd && IsWhiteSpace(*pText))
+    {
         ++pText;
+    }
 
     SInteger integer = {false, 0};
     if (pText != pEnd && (*pText == '-' || *pText == '+'))
+    {
         integer.m_bNegative = *pText++ == '-';
+    }
 
     for (; pText != pEnd && *pText >= '0' && *pText <= '9'; ++pText)
     {
@@ -54,7 +58,9 @@ TSigned ReadSigned(const TChar* pText, const TChar* pEnd, TSigned maximum)
     const auto ullMaximum = static_cast<unsigned long long>(maximum);
     const SInteger integer = ReadInteger(pText, pEnd, ullMaximum + 1);
     if (integer.m_bNegative)
+    {
         return static_cast<TSigned>(0 - integer.m_ullMagnitude);
+    }
     return integer.m_ullMagnitude > ullMaximum ? maximum
                                                : static_cast<TSigned>(integer.m_ullMagnitude);
 }
@@ -65,7 +71,9 @@ unsigned int ReadUnsigned(const TChar* pText, const TChar* pEnd)
     constexpr unsigned long long kBeyond = UINT_MAX + 1ULL;
     const SInteger integer = ReadInteger(pText, pEnd, kBeyond);
     if (integer.m_ullMagnitude == kBeyond)
+    {
         return UINT_MAX; // also where there is a minus sign
+    }
     const auto uMagnitude = static_cast<unsigned int>(integer.m_ullMagnitude);
     return integer.m_bNegative ? 0 - uMagnitude : uMagnitude;
 }

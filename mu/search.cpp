@@ -1,9 +1,8 @@
 #include "mu/search.h"
 
+#include <cstring>
 #include <cwchar>
 #include <string>
-
-#include <string.h>
 
 #include "mu/lengths.h"
 
@@ -23,7 +22,9 @@ const TChar* FindByMembership(const TChar* pText, int iLength, const TChar* pSet
     for (int i = 0; i < iLength; ++i)
     {
         if ((Find(pSet, iSetLength, pText[i]) != nullptr) == bMember)
+        {
             return pText + i;
+        }
     }
     return nullptr;
 }
@@ -37,7 +38,9 @@ int FindPositions(const TChar* pText, int iLength, TChar ch, int iMaxPositions, 
     {
         const TChar* const pFound = Find(pText + iFrom, iLength - iFrom, ch);
         if (pFound == nullptr)
+        {
             break;
+        }
         const auto iPosition = static_cast<int>(pFound - pText);
         piPositions[iFound++] = iPosition;
         iFrom = iPosition + 1;
@@ -88,7 +91,9 @@ const wchar_t* FindNextOf(const wchar_t* wszText, const wchar_t* wszSet, bool bI
     for (; *wszText != L'\0'; ++wszText)
     {
         if ((std::wcschr(wszSet, *wszText) != nullptr) != bInSet)
+        {
             return wszText;
+        }
     }
     return nullptr;
 }
@@ -98,7 +103,9 @@ int FindStringPrefix(const wchar_t* wszText, const wchar_t* const* pPrefixes)
     for (int i = 0; pPrefixes[i] != nullptr; ++i)
     {
         if (std::wcsncmp(wszText, pPrefixes[i], std::wcslen(pPrefixes[i])) == 0)
+        {
             return i;
+        }
     }
     return -1;
 }
@@ -106,9 +113,13 @@ int FindStringPrefix(const wchar_t* wszText, const wchar_t* const* pPrefixes)
 int FindTokenInBuffer(const void* pBuffer, int iLength, const void* pToken, int iTokenLength)
 {
     if (iTokenLength == 0)
+    {
         return 0;
+    }
     if (iLength < 0 || iTokenLength < 0 || iTokenLength > iLength)
+    {
         return -1;
+    }
     const void* const pFound =
         ::memmem(pBuffer, UnitCount(iLength), pToken, UnitCount(iTokenLength));
     return pFound == nullptr ? -1
@@ -120,7 +131,9 @@ int FindTokensInBuffer(const void* pBuffer, int iLength, const void* pToken, int
                        int* piPositions, int iMaxPositions)
 {
     if (iTokenLength < 1)
+    {
         return 0;
+    }
     int iFound = 0;
     int iFrom = 0;
     while (iFound < iMaxPositions)
@@ -128,7 +141,9 @@ int FindTokensInBuffer(const void* pBuffer, int iLength, const void* pToken, int
         const int iOffset = FindTokenInBuffer(static_cast<const char*>(pBuffer) + iFrom,
                                               iLength - iFrom, pToken, iTokenLength);
         if (iOffset < 0)
+        {
             break;
+        }
         piPositions[iFound++] = iFrom + iOffset;
         iFrom += iOffset + iTokenLength;
     }

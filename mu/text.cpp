@@ -26,17 +26,26 @@ TChar LowerCase(TChar ch)
 }
 
 template <typename TChar>
+std::make_unsigned_t<TChar> Unsigned(TChar ch)
+{
+    return static_cast<std::make_unsigned_t<TChar>>(ch);
+}
+
+template <typename TChar>
 int Compare(const TChar* pFirst, const TChar* pSecond)
 {
-    using TUnit = std::make_unsigned_t<TChar>;
     for (std::size_t i = 0;; ++i)
     {
-        const auto first = static_cast<TUnit>(UpperCase(pFirst[i]));
-        const auto second = static_cast<TUnit>(UpperCase(pSecond[i]));
+        const auto first = Unsigned(UpperCase(pFirst[i]));
+        const auto second = Unsigned(UpperCase(pSecond[i]));
         if (first != second)
+        {
             return first < second ? -mu::IntCount(i + 1) : mu::IntCount(i + 1);
+        }
         if (first == 0)
+        {
             return 0;
+        }
     }
 }
 
@@ -44,14 +53,18 @@ template <typename TString>
 void MakeUpperCase(TString& text)
 {
     for (auto& ch : text)
+    {
         ch = UpperCase(ch);
+    }
 }
 
 template <typename TString>
 void MakeLowerCase(TString& text)
 {
     for (auto& ch : text)
+    {
         ch = LowerCase(ch);
+    }
 }
 
 template <typename TChar>
@@ -79,7 +92,9 @@ void ReplaceLineBreaks(std::basic_string_view<TChar> text, std::basic_string_vie
     {
         const std::size_t uLine = text.find_first_of(kPair, 0, 2);
         if (!take(text.substr(0, uLine)) || uLine == text.npos || !take(newLine))
+        {
             return;
+        }
         text.remove_prefix(uLine);
         text.remove_prefix(text.starts_with(std::basic_string_view<TChar>(kPair, 2)) ? 2 : 1);
     }
@@ -104,8 +119,7 @@ int ReplaceLineBreaksInString(const TString& in, TString& out, const TString& ne
 template <typename TString>
 void Trim(TString& text)
 {
-    using TUnit = std::make_unsigned_t<typename TString::value_type>;
-    const auto isText = [](auto ch) { return static_cast<TUnit>(ch) > ' '; };
+    const auto isText = [](auto ch) { return Unsigned(ch) > ' '; };
     text.erase(std::find_if(text.rbegin(), text.rend(), isText).base(), text.end());
     text.erase(text.begin(), std::find_if(text.begin(), text.end(), isText));
 }
@@ -134,7 +148,9 @@ int StringToUpperCase(char* szText)
 {
     char* pEnd = szText;
     for (; *pEnd != '\0'; ++pEnd)
+    {
         *pEnd = UpperCase(*pEnd);
+    }
     return IntCount(static_cast<std::size_t>(pEnd - szText));
 }
 
@@ -205,7 +221,9 @@ int ReplaceNewLines(const char* szIn, char* szOut, const char* szNewLine, int iI
                           return uWritten < uCapacity;
                       });
     if (uWritten < uCapacity)
+    {
         szOut[uWritten] = '\0';
+    }
     return static_cast<int>(uWritten);
 }
 
@@ -242,20 +260,26 @@ void AddFolderSeparator(wchar_t* wszPath)
 void AddFolderSeparator(std::wstring& wsPath)
 {
     if (!wsPath.empty() && !EndsInSeparator(wsPath))
+    {
         wsPath += GetFolderSeparator();
+    }
 }
 
 void RemoveLastFolderSeparator(wchar_t* wszPath)
 {
     const std::wstring_view path = wszPath;
     if (EndsInSeparator(path))
+    {
         wszPath[path.size() - 1] = L'\0';
+    }
 }
 
 void RemoveLastFolderSeparator(std::wstring& wsPath)
 {
     if (EndsInSeparator(wsPath))
+    {
         wsPath.pop_back();
+    }
 }
 
 int SNPrintF(char* szOut, int iCapacity, const char* szFormat, ...)

@@ -28,9 +28,13 @@ template <typename TUnit>
 std::uint32_t CodePoint(TUnit unit)
 {
     if constexpr (sizeof(TUnit) > sizeof(std::uint32_t))
+    {
         return unit > kLastEncoded ? UINT32_MAX : static_cast<std::uint32_t>(unit);
+    }
     else
+    {
         return static_cast<std::uint32_t>(unit);
+    }
 }
 
 template <typename TUnit>
@@ -38,7 +42,9 @@ std::size_t CountAbove(const TUnit* pText, std::size_t uLength, std::uint32_t uL
 {
     std::uint32_t uCount = 0; // as wide as the units, so that they share vectors
     for (std::size_t i = 0; i < uLength; ++i)
+    {
         uCount += CodePoint(pText[i]) > uLimit ? 1U : 0U;
+    }
     return uCount;
 }
 
@@ -54,14 +60,22 @@ std::size_t EncodedLength(const TUnit* pText, std::size_t uLength)
         const std::size_t uBlock = std::min(uLength, kBlock);
         std::uint32_t uAll = 0;
         for (std::size_t i = 0; i < uBlock; ++i)
+        {
             uAll |= CodePoint(pText[i]);
+        }
         if (uAll > 0x7F)
+        {
             uBytes += CountAbove(pText, uBlock, 0x7F);
+        }
         if (uAll > 0x7FF)
+        {
             uBytes += CountAbove(pText, uBlock, 0x7FF);
+        }
         if (uAll > 0xFFFF)
+        {
             uBytes +=
                 CountAbove(pText, uBlock, 0xFFFF) - 4 * CountAbove(pText, uBlock, kLastEncoded);
+        }
         pText += uBlock;
         uLength -= uBlock;
     }
@@ -93,7 +107,9 @@ char* Encode(const TUnit* pText, std::size_t uLength, char* szOut, int iLongest)
         if (u <= 0x7FF)
         {
             if (iLongest < 2)
+            {
                 break;
+            }
             szOut[0] = static_cast<char>(0xC0 | u >> 6);
             szOut[1] = ContinuationByte(u);
             szOut += 2;
@@ -101,7 +117,9 @@ char* Encode(const TUnit* pText, std::size_t uLength, char* szOut, int iLongest)
         else if (u <= 0xFFFF)
         {
             if (iLongest < 3)
+            {
                 break;
+            }
             szOut[0] = static_cast<char>(0xE0 | u >> 12);
             szOut[1] = ContinuationByte(u >> 6);
             szOut[2] = ContinuationByte(u);
@@ -110,7 +128,9 @@ char* Encode(const TUnit* pText, std::size_t uLength, char* szOut, int iLongest)
         else if (u <= kLastEncoded)
         {
             if (iLongest < 4)
+            {
                 break;
+            }
             szOut[0] = static_cast<char>(0xF0 | u >> 18);
             szOut[1] = ContinuationByte(u >> 12);
             szOut[2] = ContinuationByte(u >> 6);
@@ -127,7 +147,9 @@ template <typename TUnit>
 std::size_t CountableUnits(const TUnit* pText, std::size_t uLength)
 {
     if (uLength <= std::size_t{kMostBytes} / 4)
+    {
         return uLength;
+    }
     std::size_t uUnits = 0;
     std::size_t uBytes = 0;
     std::size_t uStep = 4096;
@@ -158,18 +180,24 @@ void ReturnSpareMemory(TString& text, std::size_t uCapacityBefore)
 {
     if (text.capacity() > uCapacityBefore &&
         text.capacity() - text.size() > kShortText + text.size() / 4)
+    {
         text.shrink_to_fit();
+    }
 }
 
 template <typename TUnit>
 int EncodeIntoBuffer(const TUnit* pText, int iLength, char* szOut, int iCapacity)
 {
     if (iCapacity < 1)
+    {
         return 0;
+    }
     char* szEnd = szOut;
     if (iCapacity > 1)
+    {
         szEnd = Encode(pText, CountableUnits(pText, mu::UnitCount(iLength)), szOut,
                        std::min(iCapacity - 1, 4));
+    }
     *szEnd = '\0';
     return static_cast<int>(szEnd - szOut);
 }
@@ -225,7 +253,9 @@ SProgress DecodeThreeByteRun(const unsigned char* pText, const unsigned char* pE
         const std::uint32_t u = std::uint32_t{pText[0]} | std::uint32_t{pText[1]} << 8 |
                                 std::uint32_t{pText[2]} << 16 | std::uint32_t{pText[3]} << 24;
         if ((u & 0xC0C0F0) != 0x8080E0)
+        {
             break;
+        }
         *wszOut++ = static_cast<wchar_t>((u & 0x0F) << 12 | (u >> 2 & 0x0FC0) | (u >> 16 & 0x3F));
     }
     return {pText, wszOut};
@@ -250,14 +280,18 @@ SProgress Decode(const unsigned char* p, const unsigned char* pEnd, wchar_t* wsz
         else if (uLead <= 0xDF)
         {
             if (uLeft < 2 || !IsContinuation(p[1]))
+            {
                 break;
+            }
             *wszOut++ = static_cast<wchar_t>((uLead & 0x1F) << 6 | (p[1] & 0x3FU));
             p += 2;
         }
         else if (uLead <= 0xEF)
         {
             if (uLeft < 3 || !IsContinuation(p[1]) || !IsContinuation(p[2]))
+            {
                 break;
+            }
             *wszOut++ =
                 static_cast<wchar_t>((uLead & 0x0F) << 12 | (p[1] & 0x3FU) << 6 | (p[2] & 0x3FU));
             const SProgress run = DecodeThreeByteRun(p + 3, pEnd, wszOut, wszOutEnd);
@@ -268,7 +302,9 @@ SProgress Decode(const unsigned char* p, const unsigned char* pEnd, wchar_t* wsz
         {
             if (uLeft < 4 || !IsContinuation(p[1]) || !IsContinuation(p[2]) ||
                 !IsContinuation(p[3]))
+            {
                 break;
+            }
             *wszOut++ = static_cast<wchar_t>((uLead & 0x07) << 18 | (p[1] & 0x3FU) << 12 |
                                              (p[2] & 0x3FU) << 6 | (p[3] & 0x3FU));
             p += 4;
@@ -281,13 +317,16 @@ SProgress Decode(const unsigned char* p, const unsigned char* pEnd, wchar_t* wsz
 const char* ErrorPosition(const unsigned char* pText, const unsigned char* pEnd)
 {
     if (pText == pEnd || pEnd - pText < SequenceLength(*pText))
+    {
         return nullptr;
+    }
     return reinterpret_cast<const char*>(pText) + 1;
 }
 
 /// Returns where the conversion stopped.
 const unsigned char* DecodeIntoString(const unsigned char* pText, const unsigned char* pEnd,
                                       std::wstring& wsOut)
+try
 {
     const std::size_t uCapacity = wsOut.capacity();
     wsOut.resize(static_cast<std::size_t>(pEnd - pText)); // no unit takes less than a byte
@@ -295,6 +334,11 @@ const unsigned char* DecodeIntoString(const unsigned char* pText, const unsigned
     wsOut.resize(static_cast<std::size_t>(progress.wszOut - wsOut.data()));
     ReturnSpareMemory(wsOut, uCapacity);
     return progress.pText;
+}
+catch (const std::exception&) // no memory
+{
+    wsOut.clear();
+    return pEnd;
 }
 
 } // namespace
@@ -348,7 +392,9 @@ std::string WideStringToNarrow(const std::wstring& wsText)
 int ConvertString(const char* szText, int iLength, wchar_t* wszOut, int iCapacity)
 {
     if (iCapacity < 0)
+    {
         return 0;
+    }
     const auto* const pText = reinterpret_cast<const unsigned char*>(szText);
     wchar_t* const wszEnd =
         Decode(pText, pText + UnitCount(iLength), wszOut, wszOut + iCapacity).wszOut;
@@ -361,17 +407,11 @@ int ConvertString(const char* szText, int iLength, std::wstring& wsOut,
 {
     const auto* const pText = reinterpret_cast<const unsigned char*>(szText);
     const auto* const pEnd = pText + UnitCount(iLength);
-    const unsigned char* pStop = pEnd;
-    try
-    {
-        pStop = DecodeIntoString(pText, pEnd, wsOut);
-    }
-    catch (const std::exception&) // no memory
-    {
-        wsOut.clear();
-    }
+    const auto* const pStop = DecodeIntoString(pText, pEnd, wsOut);
     if (pszErrorPosition != nullptr)
+    {
         *pszErrorPosition = ErrorPosition(pStop, pEnd);
+    }
     return static_cast<int>(wsOut.size());
 }
 

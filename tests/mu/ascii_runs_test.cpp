@@ -20,7 +20,9 @@ void ExpectRuns(const std::basic_string<TIn>& ascii, TIn other, const std::basic
         {
             std::basic_string<TIn> text = ascii.substr(0, uLength);
             if (uRun < uLength)
+            {
                 text[uRun] = other;
+            }
             std::basic_string<TOut> out(uLength + 1, 'Z');
             ASSERT_EQ(mu::CopyAsciiRun(text.data(), uLength, out.data()), uRun);
             ASSERT_EQ(out.substr(0, uRun), same.substr(0, uRun));
@@ -33,7 +35,9 @@ TEST(AsciiRuns, EndAtTheFirstOtherUnit)
 {
     std::string strAscii;
     for (char ch = 0; strAscii.size() < 75; ch = static_cast<char>((ch + 7) & 0x7F))
+    {
         strAscii += ch;
+    }
     ExpectRuns(strAscii, '\x80', Wide(strAscii));
     ExpectRuns(strAscii, '\xFF', Wide(strAscii));
     ExpectRuns(Wide(strAscii), L'\x80', strAscii);

@@ -14,12 +14,16 @@ std::wstring Members(TClass isMember)
     for (wchar_t wc = 0; wc < 0x400; ++wc)
     {
         if (isMember(wc))
+        {
             wsMembers += wc;
+        }
     }
     for (const unsigned int u : {0x10030U, 0x10061U, 0x80000020U, 0xFFFFFFE1U, 0xFFFFFFFFU})
     {
         if (isMember(static_cast<wchar_t>(u)))
+        {
             wsMembers += static_cast<wchar_t>(u);
+        }
     }
     return wsMembers;
 }

@@ -20,7 +20,8 @@ CFailingMemory::~CFailingMemory()
     t_bFailing = false;
 }
 
-// The linker sends the calls of malloc and realloc here (--wrap).
+// The linker sends the calls of malloc and realloc here (--wrap), under names of its own.
+// NOLINTBEGIN(bugprone-reserved-identifier)
 extern "C"
 {
     void* __real_malloc(std::size_t uBytes);
@@ -37,10 +38,14 @@ extern "C"
     }
 }
 
+// NOLINTEND(bugprone-reserved-identifier)
+
 void* operator new(std::size_t uBytes)
 {
     if (void* const pMemory = std::malloc(uBytes))
+    {
         return pMemory;
+    }
     throw std::bad_alloc();
 }
 

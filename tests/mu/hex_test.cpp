@@ -52,7 +52,9 @@ TEST(Hex, ReadsDigitsInThirtyTwoBits)
 TEST(Hex, UnitsThatHoldADigitInTheirLowBitsAreNone)
 {
     for (const wchar_t wcDigit : {L'\x131', L'\x10061', static_cast<wchar_t>(0x80000031)})
+    {
         EXPECT_EQ(mu::HexCharToInt(wcDigit), -1);
+    }
 }
 
 } // namespace

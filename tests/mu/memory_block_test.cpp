@@ -97,8 +97,10 @@ TEST(MemoryBlock, WritesBlocksInsideOnly)
         CMemBlockPtr block("0123456789", 10);
         std::string strExpected = "0123456789";
         if (row.bFits)
+        {
             strExpected.replace(static_cast<std::size_t>(row.llPosition), row.uSize, row.uSize,
                                 'x');
+        }
         EXPECT_EQ(block.WriteBlock(row.llPosition, row.uSize, "xxxxxxxxxx"), row.bFits);
         EXPECT_EQ(State(block), (SState{strExpected, 0}));
     }

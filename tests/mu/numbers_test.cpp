@@ -60,7 +60,9 @@ TEST(Numbers, IntegersReadAsOnTheDevice)
         const std::wstring wsText = row.wszText;
         std::string strText;
         for (const wchar_t ch : wsText)
+        {
             strText += static_cast<char>(ch); // a foreign digit becomes some byte, never a digit
+        }
         const int iLength = static_cast<int>(wsText.size());
 
         EXPECT_EQ(mu::ParseInt32(wsText.c_str(), iLength), row.iSigned);
@@ -115,7 +117,9 @@ TEST(Numbers, DoublesReadInEveryLocale)
     const CCommaLocale comma;
     ASSERT_TRUE(comma.IsActive());
     for (const SDoubleCase& row : kCases)
+    {
         EXPECT_EQ(mu::StringToDouble(row.wszText), row.dValue) << row.wszText;
+    }
     EXPECT_TRUE(std::isnan(mu::StringToDouble(L"nan")));
     EXPECT_TRUE(std::isnan(mu::StringToDouble(L"NAN(12)")));
 }
@@ -142,7 +146,9 @@ TEST(Numbers, DoublesAreWrittenShortInEveryLocale)
         {L"-nan", std::copysign(std::numeric_limits<double>::quiet_NaN(), -1.0)},
     };
     for (const SDoubleCase& row : kCases)
+    {
         EXPECT_EQ(mu::DoubleToString(row.dValue), row.wszText);
+    }
 }
 
 TEST(Numbers, IntegersAreWrittenWhole)
@@ -155,9 +161,13 @@ TEST(Numbers, IntegersAreWrittenWhole)
 TEST(Numbers, TruthIsInTheFirstLetter)
 {
     for (const wchar_t* wszTrue : {L"True", L"t", L"Y", L"yes"})
+    {
         EXPECT_TRUE(mu::StringToBool(wszTrue)) << wszTrue;
+    }
     for (const wchar_t* wszFalse : {L"", L"1", L" true", L"False", L"no"})
+    {
         EXPECT_FALSE(mu::StringToBool(wszFalse)) << wszFalse;
+    }
     EXPECT_FALSE(mu::StringToBool(std::wstring(1, L'\0')));
 }
 

@@ -17,17 +17,17 @@ TEST(Search, FirstCharacterInOrOutOfASet)
     struct SCase
     {
         std::string strText;
-        int iLength;
         std::string strSet;
+        int iLength;
         int iSetLength;
         int iFirstOf; ///< -1: null
         int iFirstNotOf;
     };
     const SCase kCases[] = {
-        {"abcabc", 6, "cb", 2, 1, 0}, {"abcabc", 1, "cb", 2, -1, 0}, {"aab", 3, "ab", 2, 0, -1},
-        {"aab", 3, "ab", 1, 0, 2}, // only the set's length counts
-        {"a", 1, "a", 0, -1, 0},      {"a", 1, "a", -1, -1, 0},      {"a", 0, "a", 1, -1, -1},
-        {"a", -1, "a", 1, -1, -1},    {"a\0b"s, 3, "b\0"s, 2, 1, 0}, {"a\xE9"s, 2, "\xE9", 1, 1, 0},
+        {"abcabc", "cb", 6, 2, 1, 0}, {"abcabc", "cb", 1, 2, -1, 0}, {"aab", "ab", 3, 2, 0, -1},
+        {"aab", "ab", 3, 1, 0, 2}, // only the set's length counts
+        {"a", "a", 1, 0, -1, 0},      {"a", "a", 1, -1, -1, 0},      {"a", "a", 0, 1, -1, -1},
+        {"a", "a", -1, 1, -1, -1},    {"a\0b"s, "b\0"s, 3, 2, 1, 0}, {"a\xE9"s, "\xE9", 2, 1, 1, 0},
     };
     for (const SCase& row : kCases)
     {

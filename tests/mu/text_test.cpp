@@ -123,7 +123,9 @@ TEST(Text, LineBreaksBecomeOneNewLineEach)
             const int iWritten = std::min(std::max(iCapacity, 0), iOut);
             std::string strExpected = row.strOut.substr(0, static_cast<std::size_t>(iWritten));
             if (iCapacity > iWritten)
+            {
                 strExpected += '\0';
+            }
             std::string strBuffer(static_cast<std::size_t>(iOut) + 4, 'Z');
             strExpected.resize(strBuffer.size(), 'Z');
             EXPECT_EQ(mu::ReplaceNewLines(row.strIn.data(), strBuffer.data(),

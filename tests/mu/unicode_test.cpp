@@ -100,14 +100,18 @@ TEST(WideToUtf8, OtherUnitsGiveTheSame)
         units32[0] = 0; // leads into the block of the others, and adds no bits to it
         std::string strExpected(1, '\0');
         for (std::size_t i = 1; i < units32.size(); ++i)
+        {
             strExpected += row.strBytes;
+        }
         char szOut[200];
         EXPECT_EQ(mu::GetConvertedStringLength32(units32.data(), 40), Length(strExpected));
         EXPECT_EQ(mu::ConvertString32(units32.data(), 40, szOut, 200), Length(strExpected));
         EXPECT_EQ(std::string(szOut, strExpected.size() + 1), strExpected + '\0');
 
         if (row.uCodePoint > 0xFFFF)
+        {
             continue;
+        }
         const Units<unsigned short> units16(units32.begin(), units32.end());
         EXPECT_EQ(mu::GetConvertedStringLength16(units16.data(), 40), Length(strExpected));
         EXPECT_EQ(mu::ConvertString16(units16.data(), 40, szOut, 200), Length(strExpected));
@@ -196,8 +200,11 @@ public:
         m_pMemory =
             ::mmap(nullptr, uBytes, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
         for (std::size_t u = 0; m_pMemory != MAP_FAILED && u < uBytes; u += kPages)
-            ::mmap(static_cast<char*>(m_pMemory) + u, kPages, PROT_READ | PROT_WRITE,
-                   MAP_SHARED | MAP_FIXED, iFile, 0);
+        {
+            EXPECT_NE(::mmap(static_cast<char*>(m_pMemory) + u, kPages, PROT_READ | PROT_WRITE,
+                             MAP_SHARED | MAP_FIXED, iFile, 0),
+                      MAP_FAILED);
+        }
         ::close(iFile);
     }
     ~CRepeatedPages() { ::munmap(m_pMemory, m_uBytes); }
@@ -280,7 +287,9 @@ TEST(Utf8ToWide, DecodesEachSequenceAmongOthers)
                              << row.szRule << " after " << uBefore << (bWide ? " CJK" : " ASCII"));
                 std::string strText;
                 for (std::size_t i = 0; i < uBefore; ++i)
+                {
                     strText += bWide ? "\xE4\xBD\xA0" : "a";
+                }
                 const auto uError = strText.size() + static_cast<std::size_t>(row.iErrorPosition);
                 strText += row.strBytes;
                 const std::wstring wsExpected =

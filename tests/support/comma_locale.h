@@ -9,8 +9,6 @@
 #include <iterator>
 #include <string>
 
-#include <stdlib.h>
-
 /// A process locale that writes the decimal point as a comma, until the end of the scope. Few
 /// machines have one installed, so it is made from the one that each has.
 class CCommaLocale
@@ -20,7 +18,9 @@ public:
     {
         std::string strFolder = (std::filesystem::temp_directory_path() / "zor-XXXXXX").string();
         if (::mkdtemp(strFolder.data()) == nullptr)
+        {
             return;
+        }
         std::filesystem::create_directory(strFolder + "/comma");
 
         std::ifstream original("/usr/lib/locale/C.utf8/LC_NUMERIC", std::ios::binary);
