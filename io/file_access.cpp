@@ -11,6 +11,7 @@
 
 #include "diagnostics/function_state.h"
 #include "logging/logger.h"
+#include "mu/file_system.h"
 #include "mu/unicode.h"
 
 static_assert(sizeof(off_t) == 8, "positions beyond 4 GiB");
@@ -20,7 +21,7 @@ bool CFileAccess::Open(const wchar_t* wszFileName, FileMode eMode, bool)
     CFunctionSwitch fsOpen("FA::Op");
     CFunctionParam fpFileName(fsOpen, "wszFileName", wszFileName);
 
-    return OpenPath(mu::WideStringToNarrow(wszFileName).c_str(), eMode);
+    return OpenPath(mu::PathToUTF8(wszFileName).c_str(), eMode);
 }
 
 bool CFileAccess::Open(const char* szFileName, FileMode eMode, bool)

@@ -215,7 +215,7 @@ bool CFileAccess::Copy(const wchar_t* wszSource, const wchar_t* wszTarget)
     }
     struct stat statusOfSource = {};
     struct stat statusOfTarget = {};
-    const std::string strTarget = mu::WideStringToNarrow(wszTarget);
+    const std::string strTarget = mu::PathToUTF8(wszTarget);
     if (::fstat(source.m_iDescriptor, &statusOfSource) == 0 &&
         ::stat(strTarget.c_str(), &statusOfTarget) == 0 &&
         IsSameRegularFile(statusOfSource, statusOfTarget))
@@ -279,7 +279,7 @@ bool CFileAccess::ToString(const wchar_t* wszPath, std::wstring& wsContent)
         if (ITextLogger* const ptlLogger = mu::TextLoggerFor(IBaseLogger::Error))
         {
             ptlLogger->LogMessageF(IBaseLogger::Error, "No detection of text encoding for file: %s",
-                                   mu::WideStringToNarrow(wszPath).c_str());
+                                   mu::PathToUTF8(wszPath).c_str());
         }
         return false;
     }

@@ -6,8 +6,11 @@
 #include <cstdint>
 #include <cstring>
 #include <ctime>
+#include <cwchar>
 #include <memory>
 #include <mutex>
+#include <new>
+#include <utility>
 
 #include <dirent.h>
 #include <fcntl.h>
@@ -87,6 +90,20 @@ private:
     const locale_t m_previous;
 };
 
+// Empty if no wide name leads back to this one. Throws without memory, where the conversions of
+// strings would leave a name out.
+std::wstring WidenName(const char* szName)
+{
+    std::wstring wsName(std::strlen(szName), L'\0');
+    const auto iLength = static_cast<int>(wsName.size());
+    const int iUnits = mu::ConvertString(szName, iLength, wsName.data(), iLength);
+    wsName.resize(static_cast<std::size_t>(iUnits));
+    const int iBytes = mu::GetConvertedStringLength(wsName.data(), iUnits);
+    std::string strBack(static_cast<std::size_t>(iBytes), '\0');
+    mu::ConvertString(wsName.data(), iUnits, strBack.data(), iBytes + 1);
+    return strBack == szName ? wsName : std::wstring();
+}
+
 // Lists the entries of one type (S_IFDIR, S_IFREG) whose UTF-8 name is accepted.
 template <class TAccept>
 bool ListDirectory(const wchar_t* wszDirectory, mode_t uType, TAccept accept,
@@ -94,27 +111,34 @@ bool ListDirectory(const wchar_t* wszDirectory, mode_t uType, TAccept accept,
 {
     vNames.clear();
     const std::unique_ptr<DIR, SDirectoryCloser> pDirectory(
-        ::opendir(mu::WideStringToNarrow(wszDirectory).c_str()));
+        ::opendir(mu::PathToUTF8(wszDirectory).c_str()));
     if (pDirectory == nullptr)
     {
         return false;
     }
-    while (const dirent* const pEntry = ::readdir(pDirectory.get()))
+    try
     {
-        const char* const szName = pEntry->d_name;
-        struct stat status = {};
-        if (std::strcmp(szName, ".") == 0 || std::strcmp(szName, "..") == 0 || !accept(szName) ||
-            ::fstatat(::dirfd(pDirectory.get()), szName, &status, 0) != 0 ||
-            (status.st_mode & S_IFMT) != uType)
+        while (const dirent* const pEntry = ::readdir(pDirectory.get()))
         {
-            continue;
+            const char* const szName = pEntry->d_name;
+            struct stat status = {};
+            if (std::strcmp(szName, ".") == 0 || std::strcmp(szName, "..") == 0 ||
+                !accept(szName) || ::fstatat(::dirfd(pDirectory.get()), szName, &status, 0) != 0 ||
+                (status.st_mode & S_IFMT) != uType)
+            {
+                continue;
+            }
+            std::wstring wsName = WidenName(szName);
+            if (!wsName.empty())
+            {
+                vNames.push_back(std::move(wsName));
+            }
         }
-        std::wstring wsName;
-        mu::ConvertString(szName, static_cast<int>(std::strlen(szName)), wsName);
-        if (mu::WideStringToNarrow(wsName) == szName)
-        {
-            vNames.push_back(std::move(wsName));
-        }
+    }
+    catch (const std::bad_alloc&)
+    {
+        vNames.clear();
+        return false;
     }
     mu::SortFileNames(vNames);
     return true;
@@ -133,6 +157,13 @@ bool IsNameBefore(const std::wstring& wsA, const std::wstring& wsB)
 
 namespace mu
 {
+
+std::string PathToUTF8(const wchar_t* wszPath)
+{
+    std::string strPath;
+    ConvertString(wszPath, static_cast<int>(std::wcslen(wszPath)), strPath);
+    return strPath;
+}
 
 void GetExecutableDirectory(std::wstring& wsDirectory)
 {
@@ -155,7 +186,7 @@ bool FileExists(const char* pszFileName)
 
 bool FileExists(const wchar_t* pwszFileName)
 {
-    return FileExists(WideStringToNarrow(pwszFileName).c_str());
+    return FileExists(PathToUTF8(pwszFileName).c_str());
 }
 
 unsigned long long FileSize(const char* pszFileName)
@@ -177,12 +208,12 @@ unsigned long long GetFileSizeByPath(const wchar_t* wszFilePath)
     CFunctionSwitch fsSize("PD::GFSBP");
     CFunctionParam fpFilePath(fsSize, "wszFilePath", wszFilePath);
 
-    return FileSize(WideStringToNarrow(wszFilePath).c_str());
+    return FileSize(PathToUTF8(wszFilePath).c_str());
 }
 
 bool CreateDir(const wchar_t* pwszDirectory)
 {
-    return MakeDirectory(WideStringToNarrow(pwszDirectory).c_str());
+    return MakeDirectory(PathToUTF8(pwszDirectory).c_str());
 }
 
 bool CreateDirectoriesPath(const std::wstring& wsPath)
@@ -191,7 +222,7 @@ bool CreateDirectoriesPath(const std::wstring& wsPath)
     const char* szStep = "create directory path 1"; // look for what exists
     CFunctionParam fpStep(fsCreate, "szStep", szStep);
 
-    std::string strPath = WideStringToNarrow(wsPath);
+    std::string strPath = PathToUTF8(wsPath.c_str());
     if (IsDirectory(strPath.c_str()))
     {
         return true;
@@ -219,7 +250,7 @@ bool DeleteDirectory(const wchar_t* pwszDir)
     CFunctionSwitch fsDelete("PD::DD");
     CFunctionParam fpDir(fsDelete, "pwszDir", pwszDir);
 
-    const std::string strDirectory = WideStringToNarrow(pwszDir);
+    const std::string strDirectory = PathToUTF8(pwszDir);
     if (::rmdir(strDirectory.c_str()) == 0)
     {
         return true;
@@ -234,8 +265,8 @@ bool RenameFilePath(const wchar_t* wszOriginalName, const wchar_t* wszNewName)
     CFunctionParam fpOriginalName(fsRename, "wszOriginalName", wszOriginalName);
     CFunctionParam fpNewName(fsRename, "wszNewName", wszNewName);
 
-    const std::string strOriginalName = WideStringToNarrow(wszOriginalName);
-    const std::string strNewName = WideStringToNarrow(wszNewName);
+    const std::string strOriginalName = PathToUTF8(wszOriginalName);
+    const std::string strNewName = PathToUTF8(wszNewName);
     if (::rename(strOriginalName.c_str(), strNewName.c_str()) == 0)
     {
         return true;
@@ -250,7 +281,7 @@ bool DeleteFilePath(const wchar_t* pwszFileName)
     CFunctionSwitch fsDelete("PD::DFP");
     CFunctionParam fpFileName(fsDelete, "pwszFileName", pwszFileName);
 
-    const std::string strFileName = WideStringToNarrow(pwszFileName);
+    const std::string strFileName = PathToUTF8(pwszFileName);
     if (::unlink(strFileName.c_str()) == 0)
     {
         return true;
@@ -268,7 +299,7 @@ bool GetFileTimesByPath(const wchar_t* wszFilePath, unsigned long long& llChange
                         unsigned long long& llAccessTime, unsigned long long& llModifyTime)
 {
     struct stat status = {};
-    if (::stat(WideStringToNarrow(wszFilePath).c_str(), &status) != 0)
+    if (::stat(PathToUTF8(wszFilePath).c_str(), &status) != 0)
     {
         return false;
     }
@@ -284,7 +315,7 @@ bool SetFileTimesByPath(const wchar_t* wszFilePath, const unsigned long long&,
 {
     const utimbuf times = {static_cast<std::time_t>(llAccessTime),
                            static_cast<std::time_t>(llModifyTime)};
-    return ::utime(WideStringToNarrow(wszFilePath).c_str(), &times) == 0;
+    return ::utime(PathToUTF8(wszFilePath).c_str(), &times) == 0;
 }
 
 bool GetDiskSpaceAvailable(const wchar_t* pwszDirectory, unsigned long long& llTotalBytes,
@@ -294,7 +325,7 @@ bool GetDiskSpaceAvailable(const wchar_t* pwszDirectory, unsigned long long& llT
     CFunctionParam fpDirectory(fsSpace, "pwszDirectory", pwszDirectory);
 
     struct statvfs status = {};
-    if (::statvfs(WideStringToNarrow(pwszDirectory).c_str(), &status) != 0)
+    if (::statvfs(PathToUTF8(pwszDirectory).c_str(), &status) != 0)
     {
         LogSystemError(errno, "Failed to acquire disk space available size");
         llTotalBytes = 0;
@@ -328,7 +359,7 @@ bool FindFiles(const wchar_t* wszDirectory, const wchar_t* wszPattern,
     CFunctionParam fpDirectory(fsFind, "wszDirectory", wszDirectory);
 
     const CUTF8Locale locale;
-    const std::string strPattern = WideStringToNarrow(wszPattern);
+    const std::string strPattern = PathToUTF8(wszPattern);
     const auto matches = [&](const char* szName)
     { return ::fnmatch(strPattern.c_str(), szName, 0) == 0; };
     return ListDirectory(wszDirectory, S_IFREG, matches, vNames);
@@ -346,17 +377,24 @@ void SortFileNamesDescending(std::vector<std::wstring>& vNames)
 
 void SortFileNamesByFileTime(std::vector<std::wstring>& vNames, const std::wstring& wsDirectory)
 {
-    std::wstring wsPrefix = wsDirectory;
-    AddFolderSeparator(wsPrefix);
     std::vector<SFileAndTime> vFiles;
-    vFiles.reserve(vNames.size());
-    for (std::wstring& wsName : vNames)
+    try
     {
-        unsigned long long llChangeTime = 0;
-        unsigned long long llAccessTime = 0;
-        unsigned long long llModifyTime = 0;
-        GetFileTimesByPath((wsPrefix + wsName).c_str(), llChangeTime, llAccessTime, llModifyTime);
-        vFiles.push_back({std::move(wsName), llModifyTime});
+        std::wstring wsPrefix = wsDirectory;
+        AddFolderSeparator(wsPrefix);
+        for (const std::wstring& wsName : vNames)
+        {
+            unsigned long long llChangeTime = 0;
+            unsigned long long llAccessTime = 0;
+            unsigned long long llModifyTime = 0;
+            GetFileTimesByPath((wsPrefix + wsName).c_str(), llChangeTime, llAccessTime,
+                               llModifyTime);
+            vFiles.push_back({wsName, llModifyTime});
+        }
+    }
+    catch (const std::bad_alloc&)
+    {
+        return;
     }
     std::stable_sort(vFiles.begin(), vFiles.end(), IsTimeBefore);
     std::transform(vFiles.begin(), vFiles.end(), vNames.begin(),

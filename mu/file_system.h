@@ -8,8 +8,11 @@ namespace mu
 {
 
 // The file system (POSIX). Paths and names are wide text, or UTF-8 in the narrow overloads. Nothing
-// throws but the strings' own errors. A failure is a result; where a function says "logged" it is
+// throws. A failure is a result; where a function says "logged" it is
 // also a message, in UTF-8, to the process's text logger. Any thread may call any function.
+
+/// A path as the system takes it. Without memory it is empty, which is no file's path.
+std::string PathToUTF8(const wchar_t* wszPath);
 
 /// Empty: the program uses no directory of its executable.
 void GetExecutableDirectory(std::wstring& wsDirectory);
@@ -59,7 +62,7 @@ bool GetDiskSpaceAvailable(const wchar_t* pwszDirectory, unsigned long long& llT
 /// fnmatch(3) has it ("*", "?", "[...]"), in the order of SortFileNames(). Symbolic links count as
 /// what they lead to. "?" is one character, whatever the locale. Names that are not UTF-8 are left
 /// out: no wide name would lead back to them. False, with an empty list, if the directory cannot be
-/// read.
+/// read or memory is short.
 bool FindSubDirectories(const wchar_t* wszDirectory, std::vector<std::wstring>& vNames);
 bool FindFiles(const wchar_t* wszDirectory, const wchar_t* wszPattern,
                std::vector<std::wstring>& vNames);
@@ -68,7 +71,7 @@ bool FindFiles(const wchar_t* wszDirectory, const wchar_t* wszPattern,
 void SortFileNames(std::vector<std::wstring>& vNames);
 void SortFileNamesDescending(std::vector<std::wstring>& vNames);
 /// By modification time, the oldest first; a file that has none (it is gone) counts as the oldest,
-/// and equal times keep their order.
+/// and equal times keep their order. Without memory the names stay as they are.
 void SortFileNamesByFileTime(std::vector<std::wstring>& vNames, const std::wstring& wsDirectory);
 
 /// The serial number of the first IDE disk, hda to hdz, that has one. The string is empty on

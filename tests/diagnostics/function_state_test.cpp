@@ -1,34 +1,32 @@
 #include "diagnostics/function_state.h"
 
+#include <cstdlib>
 #include <stdexcept>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include <gtest/gtest.h>
 
+#include "tests/support/failing_heap.h"
 #include "tests/support/function_chain.h"
 #include "tests/support/line_logger.h"
 
 namespace
 {
 
+template <class T, EFuncParamType eType>
+constexpr bool kHasType = FuncParamTypeOf<T>() == eType&& FuncParamTypeOf<const T>() == eType;
+
 // The same on every machine.
-static_assert(FuncParamTypeOf<void*>() == FPT_POINTER);
-static_assert(FuncParamTypeOf<const unsigned char* const>() == FPT_POINTER);
-static_assert(FuncParamTypeOf<int>() == FPT_INT && FuncParamTypeOf<const long>() == FPT_INT);
-static_assert(FuncParamTypeOf<unsigned>() == FPT_DWORD);
-static_assert(FuncParamTypeOf<unsigned long>() == FPT_DWORD);
-static_assert(FuncParamTypeOf<wchar_t>() == FPT_DWORD);
-static_assert(FuncParamTypeOf<char* const>() == FPT_STRING);
-static_assert(FuncParamTypeOf<const char*>() == FPT_STRING);
-static_assert(FuncParamTypeOf<bool>() == FPT_BOOL);
-static_assert(FuncParamTypeOf<const wchar_t*>() == FPT_WSTRING);
-static_assert(FuncParamTypeOf<long long>() == FPT_INT64);
-static_assert(FuncParamTypeOf<char>() == FPT_BYTE);
-static_assert(FuncParamTypeOf<unsigned char>() == FPT_BYTE);
-static_assert(FuncParamTypeOf<short>() == FPT_SHORT);
-static_assert(FuncParamTypeOf<unsigned short>() == FPT_WORD);
+static_assert(kHasType<void*, FPT_POINTER> && kHasType<const unsigned char*, FPT_POINTER>);
+static_assert(kHasType<char*, FPT_STRING> && kHasType<const char*, FPT_STRING>);
+static_assert(kHasType<const wchar_t*, FPT_WSTRING> && kHasType<bool, FPT_BOOL>);
+static_assert(kHasType<int, FPT_INT> && kHasType<long, FPT_INT> && kHasType<long long, FPT_INT64>);
+static_assert(kHasType<unsigned, FPT_DWORD> && kHasType<unsigned long, FPT_DWORD>);
+static_assert(kHasType<wchar_t, FPT_DWORD> && kHasType<char, FPT_BYTE>);
+static_assert(kHasType<short, FPT_SHORT> && kHasType<unsigned short, FPT_WORD>);
 
 // By value: gcc's null check of a reference to a thread-local goes wrong once it is linked.
 const SPosixThreadExceptionVars* Storage()
@@ -36,28 +34,21 @@ const SPosixThreadExceptionVars* Storage()
     return g_pThreadExceptionVars;
 }
 
-// Whether the map lists the calling thread under its own storage, and how many threads in all.
-struct SMapState
-{
-    bool m_bExists = false;
-    bool m_bListed = false;
-    std::size_t m_uThreads = 0;
-};
-
-SMapState LookAtMap()
+// How many threads the map lists, or -1 if the calling one is not among them with its storage.
+int CountThreads()
 {
     const CThreadStatesMapScope scope;
     CThreadStatesMap* const pMap = scope.GetMap();
     if (pMap == nullptr)
     {
-        return {};
+        return -1;
     }
     pthread_mutex_lock(&pMap->m_mutex);
     const auto it = pMap->m_mapThreads.find(static_cast<unsigned long>(pthread_self()));
-    const SMapState state{true, it != pMap->m_mapThreads.end() && it->second == Storage(),
-                          pMap->m_mapThreads.size()};
+    const bool bListed = it != pMap->m_mapThreads.end() && it->second == Storage();
+    const auto iThreads = static_cast<int>(pMap->m_mapThreads.size());
     pthread_mutex_unlock(&pMap->m_mutex);
-    return state;
+    return bListed ? iThreads : -1;
 }
 
 template <class TBody>
@@ -145,51 +136,54 @@ TEST(FunctionState, LeavingTheOutermostEntryTouchesNothing)
 TEST(FunctionState, HexCharTakesTheLowFourBits)
 {
     std::string strDigits;
-    for (unsigned int u = 0xFFFFFFE9U; u != 11; ++u)
+    for (unsigned int u = 0xFFFFFFF9U; u != 18; ++u)
     {
         strDigits += HexChar(u);
     }
-    EXPECT_EQ(strDigits, "9ABCDEF0123456789ABCDEF0123456789A");
+    EXPECT_EQ(strDigits, "9ABCDEF0123456789ABCDEF01");
 }
 
-TEST(ThreadStatesMap, GoesWithItsLastThreadAndComesAgain)
+TEST(FunctionState, GoesWithoutWhatMemoryIsMissing)
 {
     FreeThreadExVarsStorage();
-    for (int iRound = 0; iRound < 2; ++iRound)
+    for (int iAllowed = 0; CFailingHeap::kAvailable && iAllowed < 4; ++iAllowed)
     {
-        GetAllocExVarsStorage();
-        EXPECT_TRUE(LookAtMap().m_bListed);
-        OnNewThread(
-            []
-            {
-                CFunctionSwitch fsThread("T::Thr");
-                const SMapState state = LookAtMap();
-                EXPECT_TRUE(state.m_bListed);
-                EXPECT_EQ(state.m_uThreads, 2U);
-                fsThread.Leave();
-                FreeThreadExVarsStorage();
-            });
-        EXPECT_EQ(LookAtMap().m_uThreads, 1U);
+        const long iBlocks = CFailingHeap::BlocksInUse();
+        {
+            const CFailingHeap heap(iAllowed);
+            int iValue = 0;
+            CFunctionSwitch fsTraced("T::Tr");
+            CFunctionParam fpValue(fsTraced, "iValue", iValue);
+            EXPECT_EQ(Storage() != nullptr, iAllowed >= 1);
+        }
+        if (iAllowed >= 1) // its storage; then the map, and its place there
+        {
+            EXPECT_EQ(CountThreads(), iAllowed >= 3 ? 1 : -1);
+        }
         FreeThreadExVarsStorage();
-        // Looking registers the looker, so only its being alone shows that a new map was made.
-        EXPECT_EQ(LookAtMap().m_uThreads, 1U);
-        FreeThreadExVarsStorage();
+        EXPECT_EQ(CFailingHeap::BlocksInUse(), iBlocks) << "the map goes with its last thread";
     }
 }
 
-TEST(ThreadStatesMap, KeepsTheFirstStorageOfAThreadID)
+TEST(ThreadStatesMap, ListsTheThreadsThatHaveStorage)
 {
     FreeThreadExVarsStorage();
-    SPosixThreadExceptionVars* const pFirst = GetAllocExVarsStorage();
-    g_pThreadExceptionVars = nullptr; // as after a thread that ended without freeing
-    SPosixThreadExceptionVars* const pSecond = GetAllocExVarsStorage();
-    ASSERT_NE(pFirst, pSecond);
-    {
-        const CThreadStatesMapScope scope;
-        EXPECT_EQ(scope.GetMap()->m_mapThreads.begin()->second, pFirst);
-    }
+    EXPECT_EQ(CountThreads(), 1) << "the one that looks";
+    OnNewThread(
+        []
+        {
+            CFunctionSwitch fsThread("T::Thr");
+            EXPECT_EQ(CountThreads(), 2);
+            fsThread.Leave();
+            FreeThreadExVarsStorage();
+        });
+    EXPECT_EQ(CountThreads(), 1);
+
+    // A thread that ended without freeing, and a new one with its id.
+    SPosixThreadExceptionVars* const pFirst = std::exchange(g_pThreadExceptionVars, nullptr);
+    EXPECT_EQ(CountThreads(), -1) << "the id's first storage stays";
     FreeThreadExVarsStorage();
-    EXPECT_EQ(LookAtMap().m_uThreads, 1U) << "the id's element is erased whatever it holds";
+    EXPECT_EQ(CountThreads(), 1) << "its element is erased whatever it holds";
     FreeThreadExVarsStorage();
     std::free(pFirst);
 }
@@ -206,10 +200,7 @@ TEST(ThreadStatesMap, ManyThreadsMakeFillEmptyAndFreeIt)
                 for (int iRound = 0; iRound < 200; ++iRound)
                 {
                     CFunctionSwitch fsThread("T::Thr");
-                    if (iRound % 2 == 0)
-                    {
-                        ASSERT_TRUE(LookAtMap().m_bListed);
-                    }
+                    EXPECT_GE(iRound % 2 == 0 ? CountThreads() : 1, 1);
                     FreeThreadExVarsStorage();
                 }
             });
@@ -218,7 +209,7 @@ TEST(ThreadStatesMap, ManyThreadsMakeFillEmptyAndFreeIt)
     {
         thread.join();
     }
-    EXPECT_EQ(LookAtMap().m_uThreads, 1U);
+    EXPECT_EQ(CountThreads(), 1);
 }
 
 int g_iInstallations = 0;
@@ -230,7 +221,7 @@ TEST(InitExceptions, MakesTheKeyAndTheMapAndInstallsTheSignals)
     SetCrashSignalInstaller(nullptr);
     EXPECT_EQ(g_iInstallations, 1);
     EXPECT_NE(g_bAllocatedFuncStateEntryThreadKey, 0);
-    EXPECT_TRUE(LookAtMap().m_bExists);
+    EXPECT_EQ(CountThreads(), 1);
 }
 
 TEST(StickyScope, HoldsAReferenceOfWhatHasOne)

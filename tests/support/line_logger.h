@@ -16,7 +16,8 @@
 /// A system error as messages end with it.
 inline std::string ErrorText(int iError)
 {
-    return std::string(1, '(') + std::to_string(iError) + ") " + std::strerror(iError);
+    std::string strText("(");
+    return strText.append(std::to_string(iError)).append(") ").append(std::strerror(iError));
 }
 
 /// The process's text logger for its own lifetime. It keeps each message as the severity's number,
