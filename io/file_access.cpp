@@ -1,9 +1,9 @@
 #include "io/file_access.h"
 
-#include <algorithm>
 #include <cerrno>
 #include <climits>
 #include <cstring>
+#include <string_view>
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -267,12 +267,7 @@ void CFileAccess::GetLastErrorString(char* szText, int iLength) const
     {
         return;
     }
-    const char* const szError = std::strerror(m_iLastError);
-    std::size_t uLength = std::min(std::strlen(szError), static_cast<std::size_t>(iLength) - 1);
-    while (uLength > 0 && (szError[uLength] & 0xC0) == 0x80)
-    {
-        --uLength;
-    }
-    std::memcpy(szText, szError, uLength);
-    szText[uLength] = 0;
+    const std::string_view svError =
+        mu::CutText(std::strerror(m_iLastError), static_cast<std::size_t>(iLength) - 1);
+    szText[svError.copy(szText, svError.size())] = 0;
 }

@@ -1,7 +1,9 @@
 #ifndef ZOR_MU_UNICODE_H
 #define ZOR_MU_UNICODE_H
 
+#include <cstddef>
 #include <string>
+#include <string_view>
 
 namespace mu
 {
@@ -40,6 +42,20 @@ int ConvertString(const char* szText, int iLength, wchar_t* wszOut, int iCapacit
 int ConvertString(const char* szText, int iLength, std::wstring& wsOut,
                   const char** pszErrorPosition);
 int ConvertString(const char* szText, int iLength, std::wstring& wsOut);
+
+/// The beginning of a UTF-8 text that fits into uCapacity bytes with its last character whole.
+constexpr std::string_view CutText(std::string_view svText, std::size_t uCapacity)
+{
+    if (svText.size() > uCapacity)
+    {
+        // Back to the lead byte of the character that does not fit.
+        while (uCapacity > 0 && (static_cast<unsigned char>(svText[uCapacity]) & 0xC0) == 0x80)
+        {
+            --uCapacity;
+        }
+    }
+    return svText.substr(0, uCapacity);
+}
 
 } // namespace mu
 

@@ -1,18 +1,11 @@
 #include "simulator/circular_log.h"
 
+#include "mu/unicode.h"
+
 void CCircularLog::Append(std::string_view svLine)
 {
     constexpr std::size_t kTextLength = kLineLength - 2;
-    std::size_t uLength = svLine.size();
-    if (uLength > kTextLength)
-    {
-        uLength = kTextLength;
-        while (uLength > 0 && (static_cast<unsigned char>(svLine[uLength]) & 0xC0) == 0x80)
-        {
-            --uLength;
-        }
-    }
-    std::string strLine(svLine.substr(0, uLength));
+    std::string strLine(mu::CutText(svLine, kTextLength));
     strLine.resize(kTextLength, ' ');
     strLine += "\r\n";
 

@@ -1,9 +1,9 @@
 #include "xml/easy_xml.h"
 
-#include <algorithm>
-#include <cstring>
+#include <string_view>
 
 #include "diagnostics/function_state.h"
+#include "mu/unicode.h"
 #include "xml/namespaces.h"
 
 CEasyXML::CEasyXML() : m_pDocument(new SSharedDocument) {}
@@ -106,15 +106,10 @@ int CEasyXML::GetXML(char* szBuffer, int iSize) const
     }
     std::string strXML;
     Tree().ToUTF8(strXML);
-    auto uLength = std::min(strXML.size(), static_cast<std::size_t>(iSize) - 1);
-    while (uLength < strXML.size() && uLength > 0 &&
-           (static_cast<unsigned char>(strXML[uLength]) & 0xC0) == 0x80)
-    {
-        --uLength; // to the lead byte of the character that does not fit
-    }
-    std::memcpy(szBuffer, strXML.data(), uLength);
-    szBuffer[uLength] = '\0';
-    return static_cast<int>(uLength);
+    const std::string_view svCut = mu::CutText(strXML, static_cast<std::size_t>(iSize) - 1);
+    svCut.copy(szBuffer, svCut.size());
+    szBuffer[svCut.size()] = '\0';
+    return static_cast<int>(svCut.size());
 }
 
 void CEasyXML::GetNamespacePrefixes(CNamespacesPrefixesMap& mapPrefixes) const

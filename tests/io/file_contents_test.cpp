@@ -53,6 +53,7 @@ TEST(FileContents, LoadsTextOfEachEncoding)
         {"UTF-8 mark alone", "\xEF\xBB\xBF", 1, 3, L""},
         {"UTF-8, no mark", "\u00E4b", 1, 0, L"\u00E4b"},
         {"later NULs stay", "ab\0c"s, 1, 0, L"ab\0c"s},
+        {"malformed at once", "\xC3((((((((", 1, 0, L""},
         {"two bytes of a mark are none", "\xEF\xBB", 1, 0, L""},
         {"LE mark alone", "\xFF\xFE", 2, 2, L""},
         {"LE mark", "\xFF\xFE\xE4\x00\x29\x6E\xFF\xFF"s, 2, 2, L"\u00E4\u6E29\uFFFF"},

@@ -1,8 +1,10 @@
 #include "mu/file_system.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <filesystem>
 #include <functional>
+#include <iterator>
 #include <string>
 #include <vector>
 
@@ -240,6 +242,12 @@ TEST(Listings, SortByNameOrTime)
         WriteFile(std::filesystem::path(folder.WidePath(wszName)).string(), "");
         mu::SetFileTimesByPath(folder.WidePath(wszName).c_str(), 0, 0, llTime++);
     }
+    TNames vEqual;
+    std::generate_n(std::back_inserter(vEqual), 40,
+                    [&] { return L"gone " + std::to_wstring(99 - vEqual.size()); });
+    vNames = vEqual;
+    mu::SortFileNamesByFileTime(vNames, folder.WidePath());
+    EXPECT_EQ(vNames, vEqual);
     for (const std::wstring& wsFolder : {folder.WidePath(), folder.WidePath(L"")})
     {
         TNames vFiles = {L"1", L"2", L"gone 2", L"3", L"gone 1", L"4"};

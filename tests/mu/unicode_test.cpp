@@ -350,6 +350,17 @@ TEST(Unicode, StringsKeepTheirMemoryOrTakeLittle)
     EXPECT_LT(mu::WideStringToNarrow(wsText).capacity(), 90000U * 5 / 4 + 100);
 }
 
+TEST(Unicode, TextIsCutBetweenCharacters)
+{
+    const std::string strText = "a\u00E4\u6E29\U0001F600";
+    const std::size_t aLengths[] = {0, 1, 1, 3, 3, 3, 6, 6, 6, 6, 10, 10};
+    for (std::size_t u = 0; u < std::size(aLengths); ++u)
+    {
+        EXPECT_EQ(mu::CutText(strText, u), strText.substr(0, aLengths[u])) << u;
+    }
+    EXPECT_EQ(mu::CutText("\x80\x80\x80", 2), "");
+}
+
 TEST(Unicode, StringsAreEmptyWithoutMemory)
 {
     const std::string strText(1000, 'a');
