@@ -55,9 +55,11 @@ void PrintText(const char* szText, std::uint32_t dwLength)
     std::fwrite(szText, 1, dwLength, stdout);
 }
 
+// The oldest text begins at the split, which is none at 0, at the last byte and beyond. Lengths are
+// below 2^31, so a split that is negative for the recorder is beyond.
 void PrintCircularText(const char* szText, std::uint32_t dwLength, std::uint32_t dwSplit)
 {
-    if (static_cast<std::int32_t>(dwSplit) > 0 && dwSplit < dwLength - 1)
+    if (dwSplit > 0 && dwSplit < dwLength - 1)
     {
         PrintText(szText + dwSplit, dwLength - dwSplit);
         PrintText(szText, dwSplit);

@@ -182,7 +182,10 @@ TEST_F(Simulator, RefusesADocumentThatNoPipeHolds)
         }
         Start({"--params", strPath}, dropPrivilege);
         const SConsoleEnds console;
-        console.Ask(Request(PM_REQUEST_PARAMETERS));
+        // The second reply waits until the first has left the pipe.
+        console.Ask(Request(PM_REQUEST_PARAMETERS) + Request(PM_REQUEST_PARAMETERS));
+        std::this_thread::sleep_for(50ms);
+        EXPECT_EQ(console.ReadReply(PM_PARAMETERS).size(), uSize);
         EXPECT_EQ(console.ReadReply(PM_PARAMETERS).size(), uSize);
         m_pSimulator.reset();
     }
@@ -290,6 +293,18 @@ TEST_F(Simulator, ServesEachConsoleWhateverBecameOfTheLast)
         }
         }
     }
+}
+
+TEST_F(Simulator, ForgetsRequestsWithNobodyToAnswer)
+{
+    Start();
+    const int iRequests = ::open(g_aszPipePaths[0], O_WRONLY | O_CLOEXEC);
+    EXPECT_EQ(::write(iRequests, Request(PM_REQUEST_LOG).data(), 12), 12);
+    ::close(iRequests);
+    std::this_thread::sleep_for(200ms);
+    const SConsoleEnds console;
+    console.Ask(Request(PM_REQUEST_PARAMETERS));
+    EXPECT_NE(console.ReadReply(PM_PARAMETERS), "");
 }
 
 TEST_F(Simulator, TakesOverThePipesOfADeadRecorderWithAConsoleThatWaits)
