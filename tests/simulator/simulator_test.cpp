@@ -203,7 +203,8 @@ TEST_F(Simulator, RefusesPathsThatAreTaken)
     {
         RemovePipes();
         std::ofstream(szPath) << "mine";
-        EXPECT_THAT(Refusal({}, 1), testing::HasSubstr(szPath + " is in the way"s));
+        EXPECT_THAT(Refusal({}, 1),
+                    testing::StartsWith("zor-recorder-sim: "s.append(szPath) + " is in the way"));
         EXPECT_EQ(std::filesystem::file_size(szPath), 4U);
     }
 }
