@@ -90,10 +90,8 @@ private:
 
     bool ReadDeclaration()
     {
-        m_scan.m_p =
-            std::find_if(m_scan.m_p, m_scan.m_pEnd,
-                         [](TChar ch) { return xml_scan::IsIn(ch, xml_scan::kTagNameEnd); });
-        if (!m_scan.ReadAttributes(TChar('?')))
+        STreeText name;
+        if (!m_scan.Read(xml_scan::STagNameEnd{}, name) || !m_scan.ReadAttributes(TChar('?')))
         {
             return false;
         }

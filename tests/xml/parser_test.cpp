@@ -180,7 +180,7 @@ TEST(XmlParser, Utf8ReadsAsItsConversionReads)
     for (std::size_t i = 0; i < kPieces * kPieces * kPieces; ++i)
     {
         std::string strXML;
-        for (const char* const szAround : {"<a>", "<a y='", "<a"})
+        for (const char* const szAround : {"<a>", "<a y='", "<a", "<?x"})
         {
             strXML = szAround + aPieces[i % kPieces] + aPieces[i / kPieces % kPieces] +
                      aPieces[i / kPieces / kPieces] + "</a>";
