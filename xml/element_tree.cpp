@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <climits>
 #include <cstdlib>
-#include <cstring>
 #include <cwchar>
 #include <new>
 #include <stdexcept>
@@ -20,24 +19,19 @@ void NSPrefixFromName(const wchar_t* wszName, std::wstring& wsPrefix, int& iLoca
 const CVariablesSubTree* NextInDocument(const CVariablesSubTree* pElement,
                                         const CVariablesSubTree* pTop)
 {
-    const auto FirstFrom = [](const CVariablesSubTree& parent,
-                              int iPosition) -> const CVariablesSubTree*
+    if (!pElement->GetChildren().empty())
     {
-        const CVariablesSubTreesVector& children = parent.GetChildren();
-        while (iPosition < children.size() && children[iPosition] == nullptr)
+        return pElement->GetChildren()[0];
+    }
+    while (pElement != pTop)
+    {
+        if (const CVariablesSubTree* const pSibling = pElement->GetNextSibling())
         {
-            ++iPosition;
+            return pSibling;
         }
-        return iPosition < children.size() ? children[iPosition] : nullptr;
-    };
-
-    const CVariablesSubTree* pNext = FirstFrom(*pElement, 0);
-    while (pNext == nullptr && pElement != pTop)
-    {
-        pNext = FirstFrom(*pElement->GetParent(), pElement->GetIndex() + 1);
         pElement = pElement->GetParent();
     }
-    return pNext;
+    return nullptr;
 }
 
 CVariablesSubTreesVector::~CVariablesSubTreesVector()
@@ -183,11 +177,8 @@ void CVariablesSubTree::FreeDescendants()
         while (!pElement->m_children.empty())
         {
             CVariablesSubTree* const pChild = pElement->m_children.PopLast();
-            if (pChild != nullptr)
-            {
-                pChild->m_pParent = pElement;
-                pElement = pChild;
-            }
+            pChild->m_pParent = pElement;
+            pElement = pChild;
         }
         if (pElement == this)
         {
@@ -244,6 +235,12 @@ void CVariablesSubTree::AddAttributes(const CNodeAttributesMap& attributes, bool
     m_attributes.Add(attributes, bReplace);
 }
 
+void CVariablesSubTree::ReserveChildren(int iMore)
+{
+    NoteHeapContent();
+    m_children.Reserve(std::size_t{m_children.m_uCount} + static_cast<std::size_t>(iMore));
+}
+
 void CVariablesSubTree::AppendChild(CVariablesSubTree* pChild)
 {
     NoteHeapContent();
@@ -252,26 +249,41 @@ void CVariablesSubTree::AppendChild(CVariablesSubTree* pChild)
     pChild->m_iIndex = m_children.size() - 1;
 }
 
-// Leaves the place in a parent's list, if the element has one.
+// Leaves the place in a parent's list or as the root, if the element has one.
 void CVariablesSubTree::Detach()
 {
-    CVariablesSubTree* const pParent = m_pParent;
-    m_pParent = nullptr;
-    if (pParent == nullptr || m_iIndex >= pParent->m_children.size() ||
-        pParent->m_children[m_iIndex] != this)
+    if (m_pTree != nullptr && m_pTree->m_pRoot == this)
     {
-        return;
+        m_pTree->m_pRoot = nullptr;
     }
-    CVariablesSubTreesVector& siblings = pParent->m_children;
-    for (int i = m_iIndex; i + 1 < siblings.size(); ++i)
+    if (IsInParentsList())
     {
-        siblings.m_ppItems[i] = siblings[i + 1];
-        if (siblings[i] != nullptr)
+        CVariablesSubTreesVector& siblings = m_pParent->m_children;
+        for (int i = m_iIndex; i + 1 < siblings.size(); ++i)
         {
+            siblings.m_ppItems[i] = siblings[i + 1];
             siblings[i]->m_iIndex = i;
         }
+        siblings.PopLast();
     }
-    siblings.PopLast();
+    m_pParent = nullptr;
+}
+
+// Not so for an element that was made for this parent, but not appended yet.
+bool CVariablesSubTree::IsInParentsList() const
+{
+    return m_pParent != nullptr && m_iIndex < m_pParent->m_children.size() &&
+           m_pParent->m_children[m_iIndex] == this;
+}
+
+bool CVariablesSubTree::IsInTree() const
+{
+    const CVariablesSubTree* pTop = this;
+    while (pTop->IsInParentsList())
+    {
+        pTop = pTop->m_pParent;
+    }
+    return m_pTree != nullptr && m_pTree->m_pRoot == pTop;
 }
 
 bool CVariablesSubTree::IsInside(const CVariablesSubTree& other) const
@@ -282,6 +294,28 @@ bool CVariablesSubTree::IsInside(const CVariablesSubTree& other) const
         pElement = pElement->m_pParent;
     }
     return pElement != nullptr;
+}
+
+bool CVariablesSubTree::HasArenaElements() const
+{
+    if (m_pTree == nullptr || m_pTree->m_pArena == nullptr)
+    {
+        return false;
+    }
+    const CVariablesSubTree* pElement = this;
+    while (pElement != nullptr && !pElement->m_bInArena)
+    {
+        pElement = NextInDocument(pElement, this);
+    }
+    return pElement != nullptr;
+}
+
+void CVariablesSubTree::SetTree(CVariablesTree* pTree)
+{
+    for (const CVariablesSubTree* p = this; p != nullptr; p = NextInDocument(p, this))
+    {
+        const_cast<CVariablesSubTree*>(p)->m_pTree = pTree;
+    }
 }
 
 // The copies are gathered apart, so that a source around this element does not grow meanwhile.
@@ -301,11 +335,6 @@ void CVariablesSubTree::CloneChildrenFrom(const CVariablesSubTree& source)
             continue;
         }
         const CVariablesSubTree* const pChild = pFrom->m_children[iPosition];
-        if (pChild == nullptr)
-        {
-            ++iPosition;
-            continue;
-        }
         auto* pCopy = new CVariablesSubTree(m_pTree, pTo, pChild->GetName());
         SnglObjPtrPtr<CVariablesSubTree> guard(&pCopy);
         pCopy->m_attributes.Add(pChild->m_attributes, false);
@@ -318,7 +347,7 @@ void CVariablesSubTree::CloneChildrenFrom(const CVariablesSubTree& source)
     }
 
     const int iCopies = gathered.m_children.size();
-    m_children.Reserve(std::size_t{m_children.m_uCount} + static_cast<std::size_t>(iCopies));
+    ReserveChildren(iCopies);
     for (int i = 0; i < iCopies; ++i)
     {
         AppendChild(gathered.m_children[i]);
@@ -328,22 +357,22 @@ void CVariablesSubTree::CloneChildrenFrom(const CVariablesSubTree& source)
 
 void CVariablesSubTree::RemoveChildrenByName(std::wstring_view wsName)
 {
-    std::uint32_t uKept = 0;
-    for (CVariablesSubTree* const pChild : m_children)
+    // The removed ones gather behind the others and live to the end: the name may be one of theirs.
+    CVariablesSubTree** const ppItems = m_children.m_ppItems;
+    int iKept = 0;
+    for (int i = 0; i < m_children.size(); ++i)
     {
-        if (pChild != nullptr && pChild->GetName() == wsName)
+        if (ppItems[i]->GetName() != wsName)
         {
-            delete pChild;
-            continue;
+            std::swap(ppItems[iKept], ppItems[i]);
+            ppItems[iKept]->m_iIndex = iKept;
+            ++iKept;
         }
-        if (pChild != nullptr)
-        {
-            pChild->m_iIndex = static_cast<std::int32_t>(uKept);
-        }
-        m_children.m_ppItems[uKept] = pChild;
-        ++uKept;
     }
-    m_children.m_uCount = uKept;
+    while (m_children.size() > iKept)
+    {
+        delete m_children.PopLast();
+    }
 }
 
 void CVariablesSubTree::SetNamespaceURI(std::wstring_view wsPrefix, std::wstring_view wsURI)
@@ -402,11 +431,6 @@ void CVariablesTree::AddNodeToTree(CVariablesSubTree* pParent, CVariablesSubTree
         }
         return;
     }
-    if (pNode->m_pTree != this)
-    {
-        AdoptForeign(pParent, pNode);
-        return;
-    }
     const bool bUnderItself =
         pParent == pNode ||
         (pParent != nullptr && !pNode->m_children.empty() && pParent->IsInside(*pNode));
@@ -415,20 +439,43 @@ void CVariablesTree::AddNodeToTree(CVariablesSubTree* pParent, CVariablesSubTree
         return;
     }
 
+    CVariablesTree* const pTree = TreeUnder(pParent);
+    const auto StaysInTree = [&]
+    { return pNode->m_pTree == pTree && (pParent == nullptr || pParent->IsInTree()); };
+    if (pNode->HasArenaElements() && !StaysInTree())
+    {
+        AppendClone(pNode, pParent);
+        pNode->Detach();
+        delete pNode;
+        return;
+    }
     if (pParent != nullptr)
     {
-        // Room first: an allocation that fails leaves the element where it was.
-        pParent->m_children.Reserve(std::size_t{pParent->m_children.m_uCount} + 1);
-        pNode->Detach();
+        pParent->ReserveChildren(1); // an allocation that fails leaves the element where it was
+    }
+    pNode->Detach();
+    if (pNode->m_pTree != pTree)
+    {
+        pNode->SetTree(pTree);
+    }
+    Place(pParent, pNode);
+}
+
+CVariablesTree* CVariablesTree::TreeUnder(const CVariablesSubTree* pParent)
+{
+    return pParent != nullptr ? pParent->m_pTree : this;
+}
+
+void CVariablesTree::Place(CVariablesSubTree* pParent, CVariablesSubTree* pNode)
+{
+    if (pParent != nullptr)
+    {
         pParent->AppendChild(pNode);
         return;
     }
-
-    const bool bInOldTree = m_pRoot != nullptr && pNode->IsInside(*m_pRoot);
-    pNode->Detach();
-    if (bInOldTree)
+    if (pNode->HasArenaElements())
     {
-        delete m_pRoot; // not DeleteTree(): the new root may lie in the arena
+        delete m_pRoot; // not DeleteTree(), which drops the arena
     }
     else
     {
@@ -439,27 +486,14 @@ void CVariablesTree::AddNodeToTree(CVariablesSubTree* pParent, CVariablesSubTree
     m_bHeapContent = true;
 }
 
-void CVariablesTree::AdoptForeign(CVariablesSubTree* pParent, CVariablesSubTree* pNode)
-{
-    AppendClone(pNode, pParent);
-    CVariablesTree* const pOldTree = pNode->m_pTree;
-    if (pOldTree != nullptr && pOldTree->m_pRoot == pNode)
-    {
-        pOldTree->DeleteTree();
-        return;
-    }
-    pNode->Detach();
-    delete pNode;
-}
-
 CVariablesSubTree* CVariablesTree::AppendNode(const std::wstring& wsName,
                                               const wchar_t* wszNamespaceURI,
                                               CVariablesSubTree* pParent)
 {
-    auto* pNode = new CVariablesSubTree(this, pParent, wsName);
+    auto* pNode = new CVariablesSubTree(TreeUnder(pParent), pParent, wsName);
     SnglObjPtrPtr<CVariablesSubTree> guard(&pNode);
     pNode->AddNamespaceURI(wsName.c_str(), wszNamespaceURI);
-    AddNodeToTree(pParent, pNode);
+    Place(pParent, pNode);
     guard.Dismiss();
     return pNode;
 }
@@ -467,9 +501,9 @@ CVariablesSubTree* CVariablesTree::AppendNode(const std::wstring& wsName,
 CVariablesSubTree* CVariablesTree::AppendClone(CVariablesSubTree* pSource,
                                                CVariablesSubTree* pParent)
 {
-    auto* pNode = new CVariablesSubTree(this, pParent, *pSource);
+    auto* pNode = new CVariablesSubTree(TreeUnder(pParent), pParent, *pSource);
     SnglObjPtrPtr<CVariablesSubTree> guard(&pNode);
-    AddNodeToTree(pParent, pNode);
+    Place(pParent, pNode);
     guard.Dismiss();
     return pNode;
 }

@@ -53,7 +53,8 @@ private:
     T** m_ppSlot;
 };
 
-/// An ordered list of elements, which it owns. Null entries are allowed and skipped.
+/// An ordered list of elements, which it owns. Null entries are allowed and skipped; an element's
+/// list of children has none.
 class CVariablesSubTreesVector
 {
 public:
@@ -166,8 +167,13 @@ private:
     }
 
     void NoteHeapContent();
+    void ReserveChildren(int iMore);
     void AppendChild(CVariablesSubTree* pChild);
     void Detach();
+    void SetTree(CVariablesTree* pTree);
+    bool HasArenaElements() const;
+    bool IsInParentsList() const;
+    bool IsInTree() const;
     bool IsInside(const CVariablesSubTree& other) const;
     static void FreeElement(CVariablesSubTree* pElement);
     void FreeDescendants();
@@ -206,10 +212,11 @@ public:
     void DeleteTree();
     int GetNodeCount() const;
 
-    /// Gives the document an element to own: appended to pParent's children, or, without a parent,
-    /// as the root in place of the one there was, which is freed. An element that has a place in
-    /// this document is moved; where that is impossible (under itself) nothing happens. Of an
-    /// element that belongs to another document a copy is taken in, and it itself is freed.
+    /// Gives an element an owner: appended to pParent's children, or, without a parent, as the root
+    /// in place of the one there was, which is freed. An element that has a place already, also in
+    /// another document, is moved; where that is impossible (under itself) nothing happens. One
+    /// that a parser made, or that holds such, is copied and freed if it leaves its document's
+    /// tree: it would end with that.
     void AddNodeToTree(CVariablesSubTree* pParent, CVariablesSubTree* pNode);
     /// A new element, which declares the namespace of its prefix if an URI is given.
     CVariablesSubTree* AppendNode(const std::wstring& wsName, const wchar_t* wszNamespaceURI,
@@ -245,7 +252,8 @@ private:
 
     template <class TChar>
     bool Parse(const TChar* pText, std::size_t uLength);
-    void AdoptForeign(CVariablesSubTree* pParent, CVariablesSubTree* pNode);
+    CVariablesTree* TreeUnder(const CVariablesSubTree* pParent);
+    void Place(CVariablesSubTree* pParent, CVariablesSubTree* pNode);
 
     CVariablesSubTree* m_pRoot = nullptr;
     std::unique_ptr<CTreeArena> m_pArena; // of the elements that the parser made

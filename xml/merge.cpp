@@ -19,10 +19,7 @@ public:
     {
         for (CVariablesSubTree* const pChild : parent.GetChildren())
         {
-            if (pChild != nullptr)
-            {
-                m_mapQueues[pChild->GetName()].m_vecChildren.push_back(pChild);
-            }
+            m_mapQueues[pChild->GetName()].m_vecChildren.push_back(pChild);
         }
     }
 
@@ -108,10 +105,6 @@ void CVariablesSubTree::MergeWith(const CVariablesSubTree& other)
         CChildrenByName children(*pInto);
         for (const CVariablesSubTree* const pChild : pFrom->m_children)
         {
-            if (pChild == nullptr)
-            {
-                continue;
-            }
             CVariablesSubTree* pTarget = children.TakeNext(pChild->GetName());
             if (pTarget == nullptr)
             {

@@ -248,14 +248,9 @@ void WriteTree(const CVariablesSubTree& root, bool bDeclaration, TSink& sink, in
         const CVariablesSubTreesVector& children = pElement->GetChildren();
         if (iLoopIndex < children.size())
         {
-            const CVariablesSubTree* const pChild = children[iLoopIndex];
-            ++iLoopIndex;
-            if (pChild != nullptr)
-            {
-                WriteStart(*pChild, sink);
-                pElement = pChild;
-                iLoopIndex = 0;
-            }
+            pElement = children[iLoopIndex];
+            WriteStart(*pElement, sink);
+            iLoopIndex = 0;
             continue;
         }
         WriteEnd(*pElement, sink);
@@ -335,7 +330,7 @@ bool CVariablesTree::ToUTF8(std::string& strOut) const
 bool CVariablesTree::ToFile(const wchar_t* wszPath) const
 {
     std::string strText;
-    if (!ToUTF8(strText) || strText.size() > INT_MAX)
+    if (wszPath == nullptr || !ToUTF8(strText) || strText.size() > INT_MAX)
     {
         return false;
     }

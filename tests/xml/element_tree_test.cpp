@@ -118,7 +118,47 @@ TEST(ElementTree, ElementsMadeWithNewFindTheirPlace)
     }
 }
 
-TEST(ElementTree, ElementsOfOtherDocumentsAreCopiedIn)
+TEST(ElementTree, ANewRootMayWrapWhatIsInTheTree)
+{
+    for (const bool bWhole : {true, false})
+    {
+        CVariablesTree tree;
+        ASSERT_TRUE(tree.FromXML(L"<r><a>x</a></r>"));
+        auto* const pWrap = new CVariablesSubTree(&tree, nullptr, L"w");
+        tree.AddNodeToTree(pWrap, bWhole ? tree.GetRoot() : Child(tree.GetRoot(), 0));
+        EXPECT_EQ(Written(tree), bWhole ? L"(none)" : L"<r/>");
+        ASSERT_TRUE(tree.FromXML(L"<other/>")); // what was taken out stays
+        tree.AddNodeToTree(nullptr, pWrap);
+        EXPECT_EQ(Written(tree), bWhole ? L"<w><r><a>x</a></r></w>" : L"<w><a>x</a></w>");
+    }
+}
+
+TEST(ElementTree, ElementsMadeForNoOrAnotherDocumentAreTakenOver)
+{
+    CVariablesTree tree;
+    CVariablesTree other;
+    tree.AppendNode(L"r", nullptr, nullptr);
+    for (CVariablesTree* const pTree : {static_cast<CVariablesTree*>(nullptr), &other, &tree})
+    {
+        auto* const pNode = new CVariablesSubTree(pTree, nullptr, L"n");
+        auto* const pChild = new CVariablesSubTree(pTree, pNode, L"c");
+        tree.AddNodeToTree(pNode, pChild);
+        other.AddNodeToTree(nullptr, pNode);
+        other.AddNodeToTree(tree.GetRoot(), pNode); // the parent's document counts
+        pChild->SetText(L"still there");
+        EXPECT_EQ(pChild->GetTree(), &tree);
+    }
+    other.AppendNode(L"m", nullptr, tree.GetRoot())->SetText(L"x");
+    other.AppendClone(Child(tree.GetRoot(), 3), tree.GetRoot());
+    EXPECT_EQ(Written(other), L"(none)");
+    other.AddNodeToTree(nullptr, tree.GetRoot());
+    EXPECT_EQ(Written(tree), L"(none)");
+    EXPECT_EQ(Written(other),
+              L"<r><n><c>still there</c></n><n><c>still there</c></n><n><c>still there</c></n>"
+              L"<m>x</m><m>x</m></r>");
+}
+
+TEST(ElementTree, ParsedElementsOfOtherDocumentsAreCopiedIn)
 {
     CVariablesTree tree;
     CVariablesTree other;
@@ -140,6 +180,8 @@ TEST(ElementTree, CloningAnElementIntoItselfCopiesWhatWasThere)
     CVariablesTree tree;
     ASSERT_TRUE(tree.FromXML(L"<r><a><b/></a><c/></r>"));
     CVariablesSubTree* const pRoot = tree.GetRoot();
+    pRoot->CloneChildrenFrom(*Child(pRoot, 1)); // nothing to copy
+    EXPECT_EQ(Written(tree), L"<r><a><b/></a><c/></r>");
     pRoot->CloneChildrenFrom(*pRoot);
     EXPECT_EQ(Written(tree), L"<r><a><b/></a><c/><a><b/></a><c/></r>");
     Child(pRoot, 0)->CloneChildrenFrom(*pRoot);
@@ -160,6 +202,10 @@ TEST(ElementTree, RemovedChildrenLeaveTheOthersInOrder)
     EXPECT_EQ(Child(tree.GetRoot(), 1)->GetNextSibling(), nullptr);
     tree.AppendNode(L"d", nullptr, tree.GetRoot());
     EXPECT_EQ(Child(tree.GetRoot(), 1)->GetNextSibling()->GetName(), L"d");
+
+    tree.AppendNode(L"d", nullptr, tree.GetRoot());
+    tree.GetRoot()->RemoveChildrenByName(Child(tree.GetRoot(), 2)->GetName()); // a name that goes
+    EXPECT_EQ(Written(tree), L"<r><b/><c/></r>");
 }
 
 TEST(ElementTree, AttributesAreSetSortedAndReplaced)

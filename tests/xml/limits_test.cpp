@@ -122,6 +122,41 @@ TEST(XmlLimits, EveryInputTakesLinearTime)
     other.GetRoot().MergeWith(exml.GetRoot());
 }
 
+TEST(XmlLimits, AppendingCopiesEverDeeperTakesLinearTime)
+{
+    CEasyXML exml;
+    CEasyXML other;
+    CEasyXMLNode node = exml.AddRoot(L"r", nullptr);
+    const CEasyXMLNode copied = other.LoadFromText(L"<a><b/></a>");
+    for (int i = 0; i < 300000; ++i)
+    {
+        node = node.AppendChild(copied);
+    }
+    EXPECT_TRUE(node.IsValid());
+}
+
+TEST(XmlLimits, MovingElementsTakesTimeByTheirNumber)
+{
+    constexpr int kElements = 300000;
+    CVariablesTree tree;
+    CVariablesSubTree* pTop = tree.AppendNode(L"r", nullptr, nullptr);
+    CVariablesSubTree* pBottom = pTop;
+    for (int i = 0; i < kElements; ++i)
+    {
+        auto* const pLeaf = new CVariablesSubTree(&tree, nullptr, L"n");
+        tree.AddNodeToTree(pBottom, pLeaf);
+        pBottom = pLeaf;
+    }
+    for (int i = 0; i < kElements; ++i)
+    {
+        auto* const pAbove = new CVariablesSubTree(&tree, nullptr, L"n");
+        tree.AddNodeToTree(pAbove, pTop);
+        pTop = pAbove;
+    }
+    tree.AddNodeToTree(nullptr, pTop);
+    EXPECT_EQ(tree.GetNodeCount(), 2 * kElements + 1);
+}
+
 TEST(XmlLimits, MatchingChildrenOfManyNamesTakesLinearTime)
 {
     std::wstring wsInto = L"<r>";
