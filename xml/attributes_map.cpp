@@ -1,8 +1,8 @@
 #include "xml/attributes_map.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <cstdlib>
-#include <cstring>
 #include <new>
 
 namespace

@@ -8,8 +8,6 @@
 
 #include "xml/tree_text.h"
 
-class CTreeArena;
-
 struct SNodeAttribute
 {
     STreeText m_name;

@@ -23,7 +23,11 @@ void FromText(std::wstring_view wsText, std::wstring& wsValue)
 
 void FromText(std::wstring_view wsText, std::string& strValue)
 {
-    mu::ConvertString(wsText.data(), IntLength(wsText.size()), strValue);
+    const int iLength = IntLength(wsText.size());
+    // Throws: the conversion would leave an empty string where there is no memory.
+    strValue.reserve(
+        static_cast<std::size_t>(mu::GetConvertedStringLength(wsText.data(), iLength)));
+    mu::ConvertString(wsText.data(), iLength, strValue);
 }
 
 void FromText(std::wstring_view wsText, int& iValue)
@@ -46,16 +50,17 @@ void FromText(std::wstring_view wsText, bool& bValue)
     bValue = mu::StringToBool(std::wstring(wsText));
 }
 
-std::wstring ToText(const std::string& strValue)
+std::wstring ToText(std::string_view strValue)
 {
     std::wstring wsValue;
+    wsValue.reserve(strValue.size()); // throws, as above
     mu::ConvertString(strValue.data(), IntLength(strValue.size()), wsValue);
     return wsValue;
 }
 
 std::wstring ToText(const char* szValue)
 {
-    return szValue != nullptr ? ToText(std::string(szValue)) : std::wstring();
+    return ToText(szValue != nullptr ? std::string_view(szValue) : std::string_view());
 }
 
 std::wstring_view ToText(const wchar_t* wszValue)
@@ -149,7 +154,7 @@ CEasyXMLNode CEasyXMLNode::GetChildByName(const wchar_t* wszName) const
         const std::wstring_view wsName = OrEmpty(wszName);
         for (CVariablesSubTree* const pChild : m_pElement->GetChildren())
         {
-            if (pChild != nullptr && pChild->GetName() == wsName)
+            if (pChild->GetName() == wsName)
             {
                 return CEasyXMLNode(pChild);
             }
@@ -166,10 +171,6 @@ CEasyXMLNode CEasyXMLNode::GetChildByName(const std::wstring& wsLocal,
         CPrefixResolver around(m_pElement);
         for (CVariablesSubTree* const pChild : m_pElement->GetChildren())
         {
-            if (pChild == nullptr)
-            {
-                continue;
-            }
             const SQualifiedName name(pChild->GetName());
             if (name.m_wsLocal == wsLocal &&
                 ResolveOn(*pChild, name.m_wsPrefix, around) == wsNamespaceURI)

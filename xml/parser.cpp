@@ -302,13 +302,18 @@ bool CVariablesTree::FromUTF8(const char* szXML, int iLength)
         return false;
     }
     std::wstring wsXML;
-    mu::ConvertString(szXML, iLength, wsXML);
+    wsXML.reserve(uLength); // throws: the conversion would give no text where there is no memory
+    mu::ConvertString(szXML, static_cast<int>(uLength), wsXML);
     fsFromXML.Leave();
     return FromXML(wsXML.c_str());
 }
 
 bool CVariablesTree::FromFile(const wchar_t* wszPath)
 {
+    if (wszPath == nullptr)
+    {
+        return false;
+    }
     std::wstring wsText;
     if (!CFileAccess::ToString(wszPath, wsText))
     {

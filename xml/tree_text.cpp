@@ -4,7 +4,6 @@
 #include <cstdlib>
 #include <cwchar>
 #include <new>
-#include <stdexcept>
 
 namespace
 {
@@ -13,19 +12,15 @@ constexpr std::size_t kMaxLength = (std::size_t{1} << 30) - 1; // in bytes it fi
 
 } // namespace
 
-bool STreeText::Assign(std::wstring_view wsText)
+void STreeText::Assign(std::wstring_view wsText)
 {
     if (wsText.size() > std::max(m_uLength, m_uHeapCapacity))
     {
-        if (wsText.size() > kMaxLength)
-        {
-            throw std::length_error("STreeText::Assign");
-        }
-        const bool bGrown = m_uHeapCapacity != 0;
-        const std::size_t uCapacity =
-            bGrown ? std::min(kMaxLength, std::max(wsText.size(), std::size_t{m_uHeapCapacity} * 2))
-                   : wsText.size();
-        auto* const pNew = static_cast<wchar_t*>(std::malloc(uCapacity * sizeof(wchar_t)));
+        const std::size_t uCapacity = std::max(
+            wsText.size(), std::min<std::size_t>(kMaxLength, std::size_t{m_uHeapCapacity} * 2));
+        auto* const pNew = uCapacity <= kMaxLength
+                               ? static_cast<wchar_t*>(std::malloc(uCapacity * sizeof(wchar_t)))
+                               : nullptr;
         if (pNew == nullptr)
         {
             throw std::bad_alloc();
@@ -40,7 +35,6 @@ bool STreeText::Assign(std::wstring_view wsText)
         std::wmemmove(m_pText, wsText.data(), wsText.size());
     }
     m_uLength = static_cast<std::uint32_t>(wsText.size());
-    return m_uHeapCapacity != 0;
 }
 
 void STreeText::Release()

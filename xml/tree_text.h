@@ -17,9 +17,8 @@ struct STreeText
     std::wstring_view View() const { return {m_pText, m_uLength}; }
 
     /// Takes over a copy of the text, which may be a piece of this one. Memory is used again where
-    /// the new text fits. Returns whether the text now owns a heap block. Throws std::bad_alloc, or
-    /// std::length_error from 2^30 units up; the old text then stays.
-    bool Assign(std::wstring_view wsText);
+    /// the new text fits. Throws std::bad_alloc, also from 2^30 units up; the old text then stays.
+    void Assign(std::wstring_view wsText);
     void Release();
 };
 

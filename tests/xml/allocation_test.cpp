@@ -47,7 +47,23 @@ TEST(XmlAllocation, FailuresLeaveAWholeDocument)
          true},
         {"clone itself",
          [](CEasyXML& exml, CEasyXML&) { exml.GetRoot().AppendChild(exml.GetRoot()); }, true},
+        {"load malformed UTF-8",
+         [&](CEasyXML& exml, CEasyXML&)
+         {
+             const std::string strCut = strXML + "\xFF";
+             exml.LoadFromText(strCut.data(), static_cast<int>(strCut.size()));
+         },
+         true},
         {"set text", [](CEasyXML& exml, CEasyXML&) { exml.GetRoot().SetTextValue(wsLong); }, true},
+        {"set and get UTF-8 text",
+         [](CEasyXML& exml, CEasyXML&)
+         {
+             std::string strText;
+             exml.GetRoot().GetTextValue(strText);
+             EXPECT_EQ(strText, "the old text");
+             exml.GetRoot().SetTextValue("a new text of more units");
+         },
+         true},
         {"add attribute",
          [](CEasyXML& exml, CEasyXML&) { exml.GetRoot().SetAttributeValue(L"b", nullptr, wsLong); },
          true},
@@ -75,7 +91,7 @@ TEST(XmlAllocation, FailuresLeaveAWholeDocument)
                 CEasyXML other;
                 CEasyXML exml;
                 other.LoadFromText(wsXML.c_str());
-                exml.LoadFromText(L"<o k='v'>old<c>t</c></o>");
+                exml.LoadFromText(L"<o k='v'>the old text<c>t</c></o>");
                 exml.GetXML(wsOld);
                 bool bThrown = false;
                 try

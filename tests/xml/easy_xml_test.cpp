@@ -47,6 +47,7 @@ TEST(EasyXml, CopiesShareTheDocument)
     EXPECT_FALSE(first.LoadFromText(nullptr).IsValid());
     EXPECT_FALSE(first.LoadFromText(nullptr, 5).IsValid());
     EXPECT_FALSE(first.LoadFromText("<b/>", -1).IsValid());
+    EXPECT_FALSE(first.LoadFromFile(nullptr).IsValid() || first.SaveToFile(nullptr));
     first.EnableXMLHeaderTag(false);
     EXPECT_EQ(Written(first), L"<a>\xE9</a>");
     EXPECT_EQ(Written(CEasyXML(first)), L"<a>\xE9</a>");
