@@ -103,7 +103,7 @@ public:
     void Escaped(std::wstring_view wsText) { Encode<true>(wsText); }
     void Flush()
     {
-        m_strOut.append(m_szChunk, static_cast<std::size_t>(m_pWrite - m_szChunk));
+        m_strOut.append(std::begin(m_szChunk), m_pWrite);
         m_pWrite = m_szChunk;
     }
 
