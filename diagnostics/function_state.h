@@ -2,13 +2,13 @@
 #define ZOR_DIAGNOSTICS_FUNCTION_STATE_H
 
 #include <atomic>
+#include <csetjmp>
 #include <cstddef>
 #include <cstdint>
 #include <map>
 #include <type_traits>
 
 #include <pthread.h>
-#include <setjmp.h>
 
 class ISticky;
 
@@ -54,7 +54,7 @@ struct SFuncStateEntry
 struct SPosixThreadExceptionVars
 {
     std::atomic<SFuncStateEntry*> m_pCurrentEntry; ///< the innermost open entry, null when none is
-    jmp_buf* m_pMemoryTestJump; ///< of the innermost running memory test, null when none runs
+    std::jmp_buf* m_pMemoryTestJump; ///< of the innermost running memory test, null when none runs
 };
 
 // The layouts that a crash report's reader on the device relies on.

@@ -120,6 +120,10 @@ unsigned int CFileAccess::Copy(IFileReader* pReader)
 {
     CFunctionSwitch fsCopy("FA::Cp");
 
+    if (pReader == nullptr)
+    {
+        return 0;
+    }
     // A file moves by itself, and one on a pipe would complain of being asked where it is.
     const auto* const pFile = dynamic_cast<const CFileAccess*>(pReader);
     bool bMayStay = pFile == nullptr;

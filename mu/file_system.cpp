@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <atomic>
 #include <cerrno>
+#include <clocale>
 #include <cstdint>
 #include <cstring>
 #include <ctime>
@@ -15,7 +16,6 @@
 #include <dirent.h>
 #include <fcntl.h>
 #include <fnmatch.h>
-#include <locale.h>
 #include <sys/stat.h>
 #include <sys/statvfs.h>
 #include <unistd.h>
@@ -228,7 +228,8 @@ bool CreateDirectoriesPath(const std::wstring& wsPath)
         return true;
     }
 
-    szStep = "create directory path 2"; // the levels above the last
+    // The levels above the last.
+    szStep = "create directory path 2"; // NOLINT(clang-analyzer-deadcode.DeadStores): for reports
     for (std::size_t uEnd = strPath.find('/', 1); uEnd != std::string::npos;
          uEnd = strPath.find('/', uEnd + 1))
     {
@@ -241,7 +242,8 @@ bool CreateDirectoriesPath(const std::wstring& wsPath)
         }
     }
 
-    szStep = "create directory path 3"; // the last, unless the path ended in a separator
+    // The last, unless the path ended in a separator.
+    szStep = "create directory path 3"; // NOLINT(clang-analyzer-deadcode.DeadStores): for reports
     return MakeDirectory(strPath.c_str());
 }
 

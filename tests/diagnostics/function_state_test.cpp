@@ -191,10 +191,10 @@ TEST(ThreadStatesMap, ListsTheThreadsThatHaveStorage)
 TEST(ThreadStatesMap, ManyThreadsMakeFillEmptyAndFreeIt)
 {
     FreeThreadExVarsStorage();
-    std::vector<std::thread> vThreads;
-    for (int iThread = 0; iThread < 8; ++iThread)
+    std::vector<std::thread> vThreads(8);
+    for (std::thread& thread : vThreads)
     {
-        vThreads.emplace_back(
+        thread = std::thread(
             []
             {
                 for (int iRound = 0; iRound < 200; ++iRound)

@@ -83,9 +83,13 @@ TEST(FileAccess, TellsARepeatedErrorOnceAndForgetsItAtASuccess)
     const auto succeed = [&](CFileAccess& file)
     {
         if (!file.IsValid())
+        {
             file.Close();
+        }
         else if (file.Read(aBuffer, 0) < 0)
+        {
             file.SetPosition(0);
+        }
     };
 
     const struct
