@@ -27,7 +27,6 @@ public:
     {
         for (int i = 0; i < kSize; ++i)
         {
-            // NOLINTNEXTLINE(bugprone-signed-char-misuse): a wide unit is no char
             const auto uUnit = static_cast<std::uint32_t>(p[i]);
             m_uBytes |= std::uint64_t{uUnit < 0x80 ? uUnit : 0x80} << (8 * i);
         }

@@ -15,12 +15,8 @@ CEasyXML::CEasyXML(const CEasyXML& other) : m_pDocument(other.m_pDocument)
 
 CEasyXML& CEasyXML::operator=(const CEasyXML& other)
 {
-    if (m_pDocument != other.m_pDocument)
-    {
-        Release();
-        m_pDocument = other.m_pDocument;
-        ++m_pDocument->m_iReferences;
-    }
+    CEasyXML copy(other);
+    std::swap(m_pDocument, copy.m_pDocument);
     return *this;
 }
 
