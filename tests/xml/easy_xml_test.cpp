@@ -1,13 +1,12 @@
 #include "xml/easy_xml.h"
 
 #include <climits>
-#include <clocale>
 #include <cmath>
 #include <string>
 
 #include <gtest/gtest.h>
 
-#include "logging/logger.h"
+#include "tests/support/comma_locale.h"
 
 namespace
 {
@@ -173,7 +172,8 @@ TEST(EasyXml, ValuesReadByTheSameRulesInTextsAndAttributes)
 
 TEST(EasyXml, ValuesAreWrittenAsTheirTypeSays)
 {
-    const char* const szOldLocale = std::setlocale(LC_ALL, "de_DE.UTF-8"); // where it is installed
+    const CCommaLocale comma;
+    ASSERT_TRUE(comma.IsActive());
     CEasyXML exml;
     CEasyXMLNode node = exml.AddRoot(L"r", nullptr);
     std::wstring ws;
@@ -208,7 +208,6 @@ TEST(EasyXml, ValuesAreWrittenAsTheirTypeSays)
     node.SetTextValue(L"\xE9\x10FFFE"s);
     ASSERT_TRUE(node.GetTextValue(str));
     EXPECT_EQ(str, "\xC3\xA9\xF4\x8F\xBF\xBE");
-    std::setlocale(LC_ALL, szOldLocale != nullptr ? "C" : "C");
 }
 
 TEST(EasyXml, NamesResolveByNamespaceOrExactly)
