@@ -15,10 +15,12 @@
 namespace
 {
 
+using CExml = CEasyXML&;
+
 struct SOperation
 {
     const char* m_szName;
-    std::function<void(CEasyXML&, CEasyXML&)> m_run;
+    std::function<void(CExml, CExml)> m_run;
     bool m_bAllOrNothing;
 };
 
@@ -32,52 +34,30 @@ TEST(XmlAllocation, FailuresLeaveAWholeDocument)
     const std::wstring wsXML = L"<r b='2' a='1'>te&amp;xt<c>" + std::wstring(2000, L'y') +
                                L"</c><d k='&#65;'><e/>more<e/>text</d></r>";
     const std::string strXML(wsXML.begin(), wsXML.end());
+    const std::string strCut = strXML + "\xFF";
+    const auto Load = [](CExml exml, const std::string& strText)
+    { exml.LoadFromText(strText.data(), static_cast<int>(strText.size())); };
+    const auto GetAndSet = [](CExml exml, CExml)
+    {
+        std::string strText;
+        exml.GetRoot().GetTextValue(strText);
+        EXPECT_EQ(strText, "the old text");
+        exml.GetRoot().SetTextValue("a new text of more units");
+    };
     const SOperation aOperations[] = {
-        {"load wide", [&](CEasyXML& exml, CEasyXML&) { exml.LoadFromText(wsXML.c_str()); }, true},
-        {"load UTF-8",
-         [&](CEasyXML& exml, CEasyXML&)
-         { exml.LoadFromText(strXML.data(), static_cast<int>(strXML.size())); },
-         true},
-        {"new root",
-         [](CEasyXML& exml, CEasyXML&)
-         { exml.AddRoot(L"a-name:longer-than-a-string-holds", L"urn:x"); },
-         true},
-        {"append", [](CEasyXML& exml, CEasyXML&) { exml.GetRoot().AppendChild(wsLong, L"urn:x"); },
-         true},
-        {"clone",
-         [](CEasyXML& exml, CEasyXML& other) { exml.GetRoot().AppendChild(other.GetRoot()); },
-         true},
-        {"clone itself",
-         [](CEasyXML& exml, CEasyXML&) { exml.GetRoot().AppendChild(exml.GetRoot()); }, true},
-        {"load malformed UTF-8",
-         [&](CEasyXML& exml, CEasyXML&)
-         {
-             const std::string strCut = strXML + "\xFF";
-             exml.LoadFromText(strCut.data(), static_cast<int>(strCut.size()));
-         },
-         true},
-        {"set text", [](CEasyXML& exml, CEasyXML&) { exml.GetRoot().SetTextValue(wsLong); }, true},
-        {"set and get UTF-8 text",
-         [](CEasyXML& exml, CEasyXML&)
-         {
-             std::string strText;
-             exml.GetRoot().GetTextValue(strText);
-             EXPECT_EQ(strText, "the old text");
-             exml.GetRoot().SetTextValue("a new text of more units");
-         },
-         true},
-        {"add attribute",
-         [](CEasyXML& exml, CEasyXML&) { exml.GetRoot().SetAttributeValue(L"b", nullptr, wsLong); },
-         true},
-        {"replace attribute",
-         [](CEasyXML& exml, CEasyXML&) { exml.GetRoot().SetAttributeValue(L"k", nullptr, wsLong); },
-         true},
-        {"attributes from text",
-         [](CEasyXML& exml, CEasyXML&)
-         { exml.GetRoot().SetAttributesFromText(L"l='1' j='2' k='3'"); },
-         true},
-        {"merge",
-         [](CEasyXML& exml, CEasyXML& other) { exml.GetRoot().MergeWith(other.GetRoot()); }, false},
+        {"wide", [&](CExml exml, CExml) { exml.LoadFromText(wsXML.c_str()); }, true},
+        {"UTF-8", [&](CExml exml, CExml) { Load(exml, strXML); }, true},
+        {"malformed UTF-8", [&](CExml exml, CExml) { Load(exml, strCut); }, true},
+        {"root", [](CExml exml, CExml) { exml.AddRoot(wsLong.c_str(), L"urn:x"); }, true},
+        {"append", [](CExml x, CExml) { x.GetRoot().AppendChild(wsLong, L"urn:x"); }, true},
+        {"clone", [](CExml x, CExml y) { x.GetRoot().AppendChild(y.GetRoot()); }, true},
+        {"clone itself", [](CExml x, CExml) { x.GetRoot().AppendChild(x.GetRoot()); }, true},
+        {"text", [](CExml x, CExml) { x.GetRoot().SetTextValue(wsLong); }, true},
+        {"UTF-8 text", GetAndSet, true},
+        {"add", [](CExml x, CExml) { x.GetRoot().SetAttributeValue(L"b", L"", wsLong); }, true},
+        {"replace", [](CExml x, CExml) { x.GetRoot().SetAttributeValue(L"k", L"", wsLong); }, true},
+        {"from text", [](CExml x, CExml) { x.GetRoot().SetAttributesFromText(L"l='1'"); }, true},
+        {"merge", [](CExml x, CExml y) { x.GetRoot().MergeWith(y.GetRoot()); }, false},
     };
     CEasyXML().LoadFromText(L"<a/>"); // the thread's storage for tracing is made once and stays
     for (const SOperation& operation : aOperations)
@@ -139,32 +119,23 @@ TEST(XmlAllocation, ReportsNameTheFunctionsThatWork)
     struct SCase
     {
         const char* szChain;
-        std::function<void(CEasyXML&)> run;
+        std::function<void(CExml)> run;
+    };
+    std::wstring wsXML;
+    CNamespacesPrefixesMap mapPrefixes;
+    const auto Merge = [](CExml exml)
+    {
+        CEasyXMLNode child = exml.GetRoot().GetFirstChild();
+        child.MergeWith(child.GetNextSibling());
     };
     const SCase aCases[] = {
-        {"VT::FXML wszXML:7;EXML::LFTW wszText:7;",
-         [](CEasyXML& exml) { exml.LoadFromText(L"<a/>"); }},
+        {"VT::FXML wszXML:7;EXML::LFTW wszText:7;", [](CExml x) { x.LoadFromText(L"<a/>"); }},
         {"VT::FXML szXML:5;EXML::LFT szText:5 iTextLength:2;",
-         [](CEasyXML& exml) { exml.LoadFromText("<a/>", 4); }},
-        {"VT::TXML;",
-         [](CEasyXML& exml)
-         {
-             std::wstring wsXML;
-             exml.GetXML(wsXML);
-         }},
-        {"VT::TXML;EXML::STF;", [](CEasyXML& exml) { exml.SaveToFile(L"/dev/null"); }},
-        {"EXML::GNSPFX;",
-         [](CEasyXML& exml)
-         {
-             CNamespacesPrefixesMap mapPrefixes;
-             exml.GetNamespacePrefixes(mapPrefixes);
-         }},
-        {"EXMLN::MW;",
-         [](CEasyXML& exml)
-         {
-             CEasyXMLNode child = exml.GetRoot().GetFirstChild();
-             child.MergeWith(child.GetNextSibling());
-         }},
+         [](CExml x) { x.LoadFromText("<a/>", 4); }},
+        {"VT::TXML;", [&](CExml x) { x.GetXML(wsXML); }},
+        {"VT::TXML;EXML::STF;", [](CExml x) { x.SaveToFile(L"/dev/null"); }},
+        {"EXML::GNSPFX;", [&](CExml x) { x.GetNamespacePrefixes(mapPrefixes); }},
+        {"EXMLN::MW;", Merge},
     };
     for (const SCase& row : aCases)
     {

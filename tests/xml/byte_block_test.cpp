@@ -57,12 +57,11 @@ TYPED_TEST(ByteBlock, AgreesWithThePlainRuleOnEveryByte)
                 static_cast<wchar_t>(uRandom % 16 != 0 ? uRandom >> 25 : uRandom * 2654435761U);
         }
         const TypeParam block(aBytes);
-        EXPECT_EQ(First<TypeParam>(block.HighBits()),
-                  FirstOf<TypeParam>(aBytes, [](unsigned char u) { return u >= 0x80; }));
-        EXPECT_EQ(First<TypeParam>(block.Below(0x21)),
-                  FirstOf<TypeParam>(aBytes, [](unsigned char u) { return u < 0x21; }));
-        EXPECT_EQ(First<TypeParam>(block.Equal('<')),
-                  FirstOf<TypeParam>(aBytes, [](unsigned char u) { return u == '<'; }));
+        const auto Check = [&aBytes](auto uMask, auto rule)
+        { EXPECT_EQ(First<TypeParam>(uMask), FirstOf<TypeParam>(aBytes, rule)); };
+        Check(block.HighBits(), [](unsigned char u) { return u >= 0x80; });
+        Check(block.Below(0x21), [](unsigned char u) { return u < 0x21; });
+        Check(block.Equal('<'), [](unsigned char u) { return u == '<'; });
 
         wchar_t aWide[TypeParam::kSize];
         block.Widen(aWide);

@@ -135,28 +135,6 @@ TEST(XmlLimits, AppendingCopiesEverDeeperTakesLinearTime)
     EXPECT_TRUE(node.IsValid());
 }
 
-TEST(XmlLimits, MovingElementsTakesTimeByTheirNumber)
-{
-    constexpr int kElements = 300000;
-    CVariablesTree tree;
-    CVariablesSubTree* pTop = tree.AppendNode(L"r", nullptr, nullptr);
-    CVariablesSubTree* pBottom = pTop;
-    for (int i = 0; i < kElements; ++i)
-    {
-        auto* const pLeaf = new CVariablesSubTree(&tree, nullptr, L"n");
-        tree.AddNodeToTree(pBottom, pLeaf);
-        pBottom = pLeaf;
-    }
-    for (int i = 0; i < kElements; ++i)
-    {
-        auto* const pAbove = new CVariablesSubTree(&tree, nullptr, L"n");
-        tree.AddNodeToTree(pAbove, pTop);
-        pTop = pAbove;
-    }
-    tree.AddNodeToTree(nullptr, pTop);
-    EXPECT_EQ(tree.GetNodeCount(), 2 * kElements + 1);
-}
-
 TEST(XmlLimits, MatchingChildrenOfManyNamesTakesLinearTime)
 {
     std::wstring wsInto = L"<r>";
@@ -173,12 +151,9 @@ TEST(XmlLimits, MatchingChildrenOfManyNamesTakesLinearTime)
     root.MergeWith(from.LoadFromText((wsFrom + L"</r>").c_str()));
     root.MergeWith(from.GetRoot());
     EXPECT_FALSE(root.GetChildByName(L"none", L"urn:none").IsValid());
-    CVariablesTree counted;
-    counted.AppendNode(L"x", nullptr, nullptr);
     std::wstring wsXML;
-    into.GetXML(wsXML);
-    ASSERT_TRUE(counted.FromXML(wsXML.c_str()));
-    EXPECT_EQ(counted.GetNodeCount(), 2 * kChildren + 1);
+    ASSERT_TRUE(into.GetXML(wsXML));
+    EXPECT_EQ(wsXML.size(), wsInto.size() + wsFrom.size() - 3 + 4);
 }
 
 std::size_t HeapInUse()
