@@ -1,54 +1,138 @@
 #ifndef ZOR_TESTS_SUPPORT_CHILD_PROCESS_H
 #define ZOR_TESTS_SUPPORT_CHILD_PROCESS_H
 
+#include <algorithm>
 #include <chrono>
+#include <csignal>
+#include <cstdlib>
 #include <functional>
+#include <iterator>
+#include <sstream>
 #include <string>
 #include <string_view>
 #include <vector>
 
-#include <sys/types.h>
+#include <fcntl.h>
+#include <poll.h>
+#include <sys/prctl.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
-/// How long tests wait for what must come; emulated machines are slow.
-constexpr std::chrono::seconds kTestLimit{30};
+/// Reads until uLength bytes are there, the end, or nothing for long; emulated machines are slow.
+inline std::string ReadFrom(int iDescriptor, std::size_t uLength = std::string::npos)
+{
+    std::string strRead;
+    char szBytes[4096];
+    pollfd polled{iDescriptor, POLLIN, 0};
+    while (strRead.size() < uLength && ::poll(&polled, 1, 30000) > 0)
+    {
+        const ssize_t iRead =
+            ::read(iDescriptor, szBytes, std::min(sizeof(szBytes), uLength - strRead.size()));
+        if (iRead <= 0)
+        {
+            break;
+        }
+        strRead.append(szBytes, static_cast<std::size_t>(iRead));
+    }
+    return strRead;
+}
 
-/// One of the project's programs, run the way its machine needs, its standard streams on pipes.
+/// One of the project's programs, run the way its machine needs; its standard streams are pipes.
 class CChildProcess
 {
 public:
     /// beforeExec runs in the child.
     explicit CChildProcess(const std::string& strProgram,
                            const std::vector<std::string>& vecArguments = {},
-                           const std::function<void()>& beforeExec = {});
-    ~CChildProcess(); ///< kills it
+                           const std::function<void()>& beforeExec = {})
+    {
+        std::istringstream streamEmulator(ZOR_EMULATOR);
+        std::vector<std::string> vecWords{std::istream_iterator<std::string>(streamEmulator), {}};
+        vecWords.push_back(strProgram);
+        vecWords.insert(vecWords.end(), vecArguments.begin(), vecArguments.end());
+        std::vector<char*> vecPointers(vecWords.size() + 1);
+        std::transform(vecWords.begin(), vecWords.end(), vecPointers.begin(),
+                       [](std::string& strWord) { return strWord.data(); });
+
+        int aaiPipes[3][2];
+        for (int* const piEnds : {aaiPipes[0], aaiPipes[1], aaiPipes[2]})
+        {
+            if (::pipe2(piEnds, O_CLOEXEC) != 0)
+            {
+                std::abort();
+            }
+        }
+        m_iInput = aaiPipes[0][1];
+        m_iOutput = aaiPipes[1][0];
+        m_iErrors = aaiPipes[2][0];
+        const int aiChild[3] = {aaiPipes[0][0], aaiPipes[1][1], aaiPipes[2][1]};
+        m_iPid = ::fork();
+        if (m_iPid == 0)
+        {
+            ::prctl(PR_SET_PDEATHSIG, SIGKILL);
+            ::setenv("LC_ALL", "C", 1);
+            for (int i = 0; i < 3; ++i)
+            {
+                ::dup2(aiChild[i], i);
+            }
+            if (beforeExec)
+            {
+                beforeExec();
+            }
+            ::execvp(vecPointers[0], vecPointers.data());
+            ::_exit(127);
+        }
+        std::for_each(std::begin(aiChild), std::end(aiChild), ::close);
+    }
+    ~CChildProcess()
+    {
+        if (m_iPid > 0)
+        {
+            Kill(SIGKILL);
+            Wait();
+        }
+        EndInput();
+        ::close(m_iOutput);
+        ::close(m_iErrors);
+    }
 
     CChildProcess(const CChildProcess&) = delete;
     CChildProcess& operator=(const CChildProcess&) = delete;
 
-    void Type(std::string_view svInput);
-    void EndInput();
+    bool Type(std::string_view svInput) const
+    {
+        return ::write(m_iInput, svInput.data(), svInput.size()) ==
+               static_cast<ssize_t>(svInput.size());
+    }
+    void EndInput() { ::close(std::exchange(m_iInput, -1)); }
+    std::string ReadOutput(std::size_t uLength = std::string::npos) const
+    {
+        return ReadFrom(m_iOutput, uLength);
+    }
+    std::string ReadErrors() const { return ReadFrom(m_iErrors); }
 
-    /// The next so many bytes of its standard output, fewer if it ends or takes too long.
-    std::string ReadOutput(std::size_t uLength);
-    /// What else it prints until it closes a stream.
-    std::string ReadRestOfOutput() { return ReadOutput(std::string::npos); }
-    std::string ReadRestOfErrors();
-
-    void Kill(int iSignal);
+    void Kill(int iSignal) const { ::kill(m_iPid, iSignal); }
     /// The exit code, or 128 and the signal's number.
-    int Wait();
+    int Wait()
+    {
+        int iStatus = 0;
+        rusage usage{};
+        ::wait4(std::exchange(m_iPid, -1), &iStatus, 0, &usage);
+        m_dProcessorSeconds =
+            static_cast<double>(usage.ru_utime.tv_sec + usage.ru_stime.tv_sec) +
+            static_cast<double>(usage.ru_utime.tv_usec + usage.ru_stime.tv_usec) / 1e6;
+        return WIFEXITED(iStatus) ? WEXITSTATUS(iStatus) : 128 + WTERMSIG(iStatus);
+    }
     /// Of a child that was waited for.
-    std::chrono::milliseconds GetProcessorTime() const { return m_processorTime; }
+    double GetProcessorSeconds() const { return m_dProcessorSeconds; }
 
 private:
     pid_t m_iPid = -1;
     int m_iInput = -1;
     int m_iOutput = -1;
     int m_iErrors = -1;
-    std::chrono::milliseconds m_processorTime{};
+    double m_dProcessorSeconds = 0;
 };
-
-/// Reads until uLength bytes are there, the end, or kTestLimit.
-std::string ReadFrom(int iDescriptor, std::size_t uLength);
 
 #endif
