@@ -1,7 +1,6 @@
 // Every allocation that an operation makes fails once: the operation throws, the document is as it
 // was or as far as the operation's header says, and nothing leaks.
 
-#include <climits>
 #include <functional>
 #include <new>
 #include <string>
@@ -9,7 +8,6 @@
 #include <gtest/gtest.h>
 
 #include "tests/support/failing_heap.h"
-#include "tests/support/function_chain.h"
 #include "xml/easy_xml.h"
 
 namespace
@@ -98,56 +96,6 @@ TEST(XmlAllocation, FailuresLeaveAWholeDocument)
             EXPECT_EQ(CFailingHeap::BlocksInUse(), iBlocksBefore) << iAllowed;
             ASSERT_LT(iAllowed, 200);
         }
-    }
-}
-
-std::string g_strChain;
-
-/// What operator new calls when it fails; it tries again afterwards.
-void NoteFunctionChain()
-{
-    const CFailingHeap unlimited(INT_MAX);
-    g_strChain = FunctionChain();
-}
-
-TEST(XmlAllocation, ReportsNameTheFunctionsThatWork)
-{
-    if (!CFailingHeap::kAvailable)
-    {
-        GTEST_SKIP() << "the sanitizer's allocator cannot be made to fail";
-    }
-    struct SCase
-    {
-        const char* szChain;
-        std::function<void(CExml)> run;
-    };
-    std::wstring wsXML;
-    CNamespacesPrefixesMap mapPrefixes;
-    const auto Merge = [](CExml exml)
-    {
-        CEasyXMLNode child = exml.GetRoot().GetFirstChild();
-        child.MergeWith(child.GetNextSibling());
-    };
-    const SCase aCases[] = {
-        {"VT::FXML wszXML:7;EXML::LFTW wszText:7;", [](CExml x) { x.LoadFromText(L"<a/>"); }},
-        {"VT::FXML szXML:5;EXML::LFT szText:5 iTextLength:2;",
-         [](CExml x) { x.LoadFromText("<a/>", 4); }},
-        {"VT::TXML;", [&](CExml x) { x.GetXML(wsXML); }},
-        {"VT::TXML;EXML::STF;", [](CExml x) { x.SaveToFile(L"/dev/null"); }},
-        {"EXML::GNSPFX;", [&](CExml x) { x.GetNamespacePrefixes(mapPrefixes); }},
-        {"EXMLN::MW;", Merge},
-    };
-    for (const SCase& row : aCases)
-    {
-        CEasyXML exml;
-        ASSERT_TRUE(exml.LoadFromText(L"<root xmlns='urn:x'><child/><child/></root>").IsValid());
-        std::set_new_handler(NoteFunctionChain);
-        {
-            const CFailingHeap heap(0);
-            row.run(exml);
-        }
-        std::set_new_handler(nullptr);
-        EXPECT_EQ(g_strChain, row.szChain);
     }
 }
 

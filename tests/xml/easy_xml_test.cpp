@@ -154,21 +154,18 @@ TEST(EasyXml, ValuesReadByTheSameRulesInTextsAndAttributes)
         CEasyXMLNode node = exml.AddRoot(L"r", nullptr);
         node.SetTextValue(row.wszText);
         node.SetAttributeValue(L"a", nullptr, row.wszText);
-        int i[2] = {-1, -2};
-        long long ll[2] = {-1, -2};
-        double d[2] = {-1, -2};
-        bool b[2] = {!row.bValue, !row.bValue};
-        ASSERT_TRUE(node.GetTextValue(i[0]) && node.GetAttributeValue(L"a", i[1]));
-        ASSERT_TRUE(node.GetTextValue(ll[0]) && node.GetAttributeValue(L"a", ll[1]));
-        ASSERT_TRUE(node.GetTextValue(d[0]) && node.GetAttributeValue(L"a", d[1]));
-        ASSERT_TRUE(node.GetTextValue(b[0]) && node.GetAttributeValue(L"a", b[1]));
-        for (const int k : {0, 1})
+        const auto Check = [&node](auto expected)
         {
-            EXPECT_EQ(i[k], row.iValue);
-            EXPECT_EQ(ll[k], row.llValue);
-            EXPECT_EQ(d[k], row.dValue);
-            EXPECT_EQ(b[k], row.bValue);
-        }
+            auto text = decltype(expected)();
+            auto attribute = decltype(expected)();
+            ASSERT_TRUE(node.GetTextValue(text) && node.GetAttributeValue(L"a", attribute));
+            EXPECT_EQ(text, expected);
+            EXPECT_EQ(attribute, expected);
+        };
+        Check(row.iValue);
+        Check(row.llValue);
+        Check(row.dValue);
+        Check(row.bValue);
     }
 }
 
