@@ -434,7 +434,7 @@ void CVariablesTree::AddNodeToTree(CVariablesSubTree* pParent, CVariablesSubTree
     const bool bUnderItself =
         pParent == pNode ||
         (pParent != nullptr && !pNode->m_children.empty() && pParent->IsInside(*pNode));
-    if (bUnderItself || (pParent == nullptr && pNode == m_pRoot))
+    if (bUnderItself)
     {
         return;
     }

@@ -25,7 +25,7 @@ void STreeText::Assign(std::wstring_view wsText)
         {
             throw std::bad_alloc();
         }
-        std::wmemcpy(pNew, wsText.data(), wsText.size()); // before the source may be freed
+        std::wmemcpy(pNew, wsText.data(), wsText.size());
         Release();
         m_pText = pNew;
         m_uHeapCapacity = static_cast<std::uint32_t>(uCapacity);

@@ -84,7 +84,7 @@ TEST(ElementTree, ElementsMadeWithNewFindTheirPlace)
     for (const bool bParsed : {false, true})
     {
         CVariablesTree tree;
-        ASSERT_TRUE(tree.FromXML(bParsed ? L"<r><a><b>x</b></a><c/></r>" : L"<r/>"));
+        ASSERT_TRUE(tree.FromXML(bParsed ? L"<r><c/><a><b>x</b></a></r>" : L"<r/>"));
         auto* const pFirst = new CVariablesSubTree(&tree, tree.GetRoot(), L"n1");
         auto* const pSecond = new CVariablesSubTree(&tree, tree.GetRoot(), L"n2");
         EXPECT_EQ(pFirst->GetIndex(), pSecond->GetIndex());
@@ -92,8 +92,9 @@ TEST(ElementTree, ElementsMadeWithNewFindTheirPlace)
         tree.AddNodeToTree(tree.GetRoot(), pSecond);
         EXPECT_EQ(pFirst->GetNextSibling(), pSecond);
         tree.AddNodeToTree(pSecond, pFirst); // moved
+        EXPECT_EQ(pSecond->GetIndex(), bParsed ? 2 : 0);
         EXPECT_EQ(Written(tree),
-                  bParsed ? L"<r><a><b>x</b></a><c/><n2><n1/></n2></r>" : L"<r><n2><n1/></n2></r>");
+                  bParsed ? L"<r><c/><a><b>x</b></a><n2><n1/></n2></r>" : L"<r><n2><n1/></n2></r>");
         tree.AddNodeToTree(pFirst, pSecond); // under itself
         tree.AddNodeToTree(pFirst, tree.GetRoot());
         tree.AddNodeToTree(pFirst, pFirst);
@@ -102,9 +103,10 @@ TEST(ElementTree, ElementsMadeWithNewFindTheirPlace)
 
         if (bParsed)
         {
-            tree.AddNodeToTree(nullptr, Child(tree.GetRoot(), 0)); // something under the root
+            tree.AddNodeToTree(nullptr, Child(tree.GetRoot(), 1)); // something under the root
             EXPECT_EQ(Written(tree), L"<a><b>x</b></a>");
             EXPECT_EQ(tree.GetRoot()->GetParent(), nullptr);
+            EXPECT_EQ(tree.GetRoot()->GetIndex(), 0);
         }
         tree.AddNodeToTree(nullptr, new CVariablesSubTree(&tree, nullptr, L"last"));
         EXPECT_EQ(Written(tree), L"<last/>");
@@ -205,10 +207,11 @@ TEST(ElementTree, AttributesAreSetSortedAndReplaced)
     {
         pRoot->SetAttribute(wszName, L"new");
     }
+    pRoot->SetAttribute(std::wstring(1, static_cast<wchar_t>(0x80000000)), L"last"); // unsigned
     pRoot->SetAttribute(L"b", std::wstring(100, L'x'));
     pRoot->SetAttribute(L"b", pRoot->GetAttributes().Find(L"b")->m_value.View().substr(97));
     EXPECT_EQ(Written(tree), L"<r =\"new\" a=\"new\" b=\"xxx\" c=\"new\" d=\"2\" e=\"new\" "
-                             L"\xE9=\"new\"/>");
+                             L"\xE9=\"new\" \x80000000=\"last\"/>");
     EXPECT_EQ(pRoot->GetAttributes().Find(L"f"), nullptr);
 }
 

@@ -99,6 +99,24 @@ TEST(XmlWriter, WhatIsWrittenReadsBackTheSame)
     }
 }
 
+TEST(XmlWriter, LongTextsAreTheSameInUtf8)
+{
+    // UTF-8 is gathered in chunks of 4 KiB and copied in blocks: every end of a chunk meets every
+    // place in a block.
+    for (std::size_t u = 0; u < 64 * 32; ++u)
+    {
+        CVariablesTree tree;
+        CVariablesSubTree* const pRoot = tree.AppendNode(L"a", nullptr, nullptr);
+        const std::wstring wsLong(4040 + u / 32, L'x');
+        pRoot->SetAttribute(L"k", std::wstring(u / 2 % 16, L'y'));
+        pRoot->SetText(u % 2 != 0 ? wsLong : wsLong + L"\x10FFFE");
+        std::wstring wsXML;
+        std::string strXML;
+        ASSERT_TRUE(tree.ToXML(wsXML) && tree.ToUTF8(strXML));
+        ASSERT_TRUE(strXML == mu::WideStringToNarrow(wsXML)) << u;
+    }
+}
+
 TEST(XmlWriter, SavesAFileWithAMark)
 {
     CTemporaryFolder folder;
