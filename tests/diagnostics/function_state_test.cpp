@@ -1,5 +1,6 @@
 #include "diagnostics/function_state.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <stdexcept>
 #include <string>
@@ -11,7 +12,6 @@
 
 #include "tests/support/failing_heap.h"
 #include "tests/support/function_chain.h"
-#include "tests/support/line_logger.h"
 
 namespace
 {
@@ -51,96 +51,57 @@ int CountThreads()
     return bListed ? iThreads : -1;
 }
 
-template <class TBody>
-void OnNewThread(TBody body)
-{
-    std::thread(body).join();
-}
-
 TEST(FunctionState, ChainFollowsTheCallsWithParametersInOrder)
 {
-    OnNewThread(
-        []
+    FreeThreadExVarsStorage();
+    EXPECT_EQ(GetCurrentFuncStateEntry(), nullptr);
+    EXPECT_EQ(Storage(), nullptr) << "a look allocates nothing";
+    {
+        const wchar_t* wszText = L"x";
+        int iLength = 1;
+        CFunctionSwitch fsOuter("T::Out");
+        CFunctionParam fpText(fsOuter, "wszText", wszText);
+        EXPECT_EQ(FunctionChain(), "T::Out wszText:7;");
+        CFunctionParam fpMask(fsOuter, "iMask", &iLength, FPT_BINARY);
+        const std::string strOuter = "T::Out wszText:7 iMask:4;";
+        EXPECT_EQ(fsOuter.GetEntry()->m_pFirstParam->m_pValue, &wszText);
+        EXPECT_EQ(pthread_getspecific(g_pkFuncStateEntryThreadKey), Storage());
+
+        try
         {
-            EXPECT_EQ(GetCurrentFuncStateEntry(), nullptr);
-            EXPECT_EQ(Storage(), nullptr) << "a look allocates nothing";
-            {
-                const wchar_t* wszText = L"x";
-                int iLength = 1;
-                CFunctionSwitch fsOuter("T::Out");
-                CFunctionParam fpText(fsOuter, "wszText", wszText);
-                EXPECT_EQ(FunctionChain(), "T::Out wszText:7;");
-                CFunctionParam fpLength(fsOuter, "iLength", iLength);
-                CFunctionParam fpMask(fsOuter, "iMask", &iLength, FPT_BINARY);
-                const std::string strOuter = "T::Out wszText:7 iLength:2 iMask:4;";
-                EXPECT_EQ(fsOuter.GetEntry()->m_pFirstParam->m_pValue, &wszText);
-                EXPECT_EQ(pthread_getspecific(g_pkFuncStateEntryThreadKey), Storage());
+            CFunctionSwitch fsThrows("T::Thr");
+            CFunctionSwitch fsInnermost("T::In");
+            EXPECT_EQ(FunctionChain(), "T::In;T::Thr;" + strOuter);
+            throw std::runtime_error("passes both");
+        }
+        catch (const std::runtime_error&)
+        {
+            EXPECT_EQ(FunctionChain(), strOuter);
+        }
 
-                try
-                {
-                    CFunctionSwitch fsThrows("T::Thr");
-                    CFunctionSwitch fsInnermost("T::In");
-                    EXPECT_EQ(FunctionChain(), "T::In;T::Thr;" + strOuter);
-                    throw std::runtime_error("passes both");
-                }
-                catch (const std::runtime_error&)
-                {
-                    EXPECT_EQ(FunctionChain(), strOuter);
-                }
-
-                CFunctionSwitch fsEarly("T::Ea");
-                fsEarly.Leave();
-                CFunctionSwitch fsAfter("T::Af");
-                fsEarly.Leave(); // nothing more
-                EXPECT_EQ(FunctionChain(), "T::Af;" + strOuter);
-            }
-            EXPECT_EQ(FunctionChain(), "");
-            FreeThreadExVarsStorage();
-        });
+        CFunctionSwitch fsEarly("T::Ea");
+        fsEarly.Leave();
+        CFunctionSwitch fsAfter("T::Af");
+        fsEarly.Leave(); // nothing more
+        EXPECT_EQ(FunctionChain(), "T::Af;" + strOuter);
+    }
+    EXPECT_EQ(FunctionChain(), "");
 }
 
 TEST(FunctionState, ScopesThatOutliveTheStorageAreHarmless)
 {
-    OnNewThread(
-        []
-        {
-            {
-                CFunctionSwitch fsOuter("T::Out");
-                CFunctionSwitch fsInner("T::In");
-                FreeThreadExVarsStorage();
-                EXPECT_EQ(Storage(), nullptr);
-                FreeThreadExVarsStorage();
-                {
-                    CFunctionSwitch fsNew("T::New"); // may get the same memory again
-                    EXPECT_EQ(FunctionChain(), "T::New;");
-                }
-                EXPECT_EQ(FunctionChain(), "");
-            }
-            EXPECT_EQ(FunctionChain(), "");
-            FreeThreadExVarsStorage();
-        });
-}
-
-TEST(FunctionState, LeavingTheOutermostEntryTouchesNothing)
-{
-    SFuncStateEntry entry;
-    SetNewFuncStateEntry(&entry, "T::Out", nullptr);
-    SFuncStateEntry inner;
-    SetNewFuncStateEntry(&inner, "T::In", &entry);
-    LeaveFunc(&entry);
-    EXPECT_EQ(entry.m_pNext, &inner);
-    LeaveFunc(&inner);
-    EXPECT_EQ(entry.m_pNext, nullptr);
-}
-
-TEST(FunctionState, HexCharTakesTheLowFourBits)
-{
-    std::string strDigits;
-    for (unsigned int u = 0xFFFFFFF9U; u != 18; ++u)
     {
-        strDigits += HexChar(u);
+        CFunctionSwitch fsOuter("T::Out");
+        CFunctionSwitch fsInner("T::In");
+        FreeThreadExVarsStorage();
+        FreeThreadExVarsStorage(); // nothing more
+        EXPECT_EQ(Storage(), nullptr);
+        {
+            CFunctionSwitch fsNew("T::New"); // may get the same memory again
+            EXPECT_EQ(FunctionChain(), "T::New;");
+        }
     }
-    EXPECT_EQ(strDigits, "9ABCDEF0123456789ABCDEF01");
+    EXPECT_EQ(FunctionChain(), "");
 }
 
 TEST(FunctionState, GoesWithoutWhatMemoryIsMissing)
@@ -165,76 +126,33 @@ TEST(FunctionState, GoesWithoutWhatMemoryIsMissing)
     }
 }
 
-TEST(ThreadStatesMap, ListsTheThreadsThatHaveStorage)
+TEST(ThreadStatesMap, ForgetsAThreadThatEndedWithoutFreeingWhenItsIdEndsAgain)
 {
     FreeThreadExVarsStorage();
     EXPECT_EQ(CountThreads(), 1) << "the one that looks";
-    OnNewThread(
-        []
-        {
-            CFunctionSwitch fsThread("T::Thr");
-            EXPECT_EQ(CountThreads(), 2);
-            fsThread.Leave();
-            FreeThreadExVarsStorage();
-        });
-    EXPECT_EQ(CountThreads(), 1);
-
-    // A thread that ended without freeing, and a new one with its id.
     SPosixThreadExceptionVars* const pFirst = std::exchange(g_pThreadExceptionVars, nullptr);
     EXPECT_EQ(CountThreads(), -1) << "the id's first storage stays";
     FreeThreadExVarsStorage();
     EXPECT_EQ(CountThreads(), 1) << "its element is erased whatever it holds";
-    FreeThreadExVarsStorage();
     std::free(pFirst);
 }
 
 TEST(ThreadStatesMap, ManyThreadsMakeFillEmptyAndFreeIt)
 {
     FreeThreadExVarsStorage();
+    const auto work = []
+    {
+        for (int iRound = 0; iRound < 200; ++iRound)
+        {
+            CFunctionSwitch fsThread("T::Thr");
+            EXPECT_GE(iRound % 2 == 0 ? CountThreads() : 1, 1);
+            FreeThreadExVarsStorage();
+        }
+    };
     std::vector<std::thread> vThreads(8);
-    for (std::thread& thread : vThreads)
-    {
-        thread = std::thread(
-            []
-            {
-                for (int iRound = 0; iRound < 200; ++iRound)
-                {
-                    CFunctionSwitch fsThread("T::Thr");
-                    EXPECT_GE(iRound % 2 == 0 ? CountThreads() : 1, 1);
-                    FreeThreadExVarsStorage();
-                }
-            });
-    }
-    for (std::thread& thread : vThreads)
-    {
-        thread.join();
-    }
+    std::generate(vThreads.begin(), vThreads.end(), [&] { return std::thread(work); });
+    std::for_each(vThreads.begin(), vThreads.end(), [](std::thread& thread) { thread.join(); });
     EXPECT_EQ(CountThreads(), 1);
-}
-
-int g_iInstallations = 0;
-
-TEST(InitExceptions, MakesTheKeyAndTheMapAndInstallsTheSignals)
-{
-    SetCrashSignalInstaller([] { ++g_iInstallations; });
-    InitExceptions_Once();
-    SetCrashSignalInstaller(nullptr);
-    EXPECT_EQ(g_iInstallations, 1);
-    EXPECT_NE(g_bAllocatedFuncStateEntryThreadKey, 0);
-    EXPECT_EQ(CountThreads(), 1);
-}
-
-TEST(StickyScope, HoldsAReferenceOfWhatHasOne)
-{
-    CLineLogger logger; // reaches ISticky through a virtual base
-    {
-        const CStickyScope scopeOfReference(logger);
-        const CStickyScope scopeOfPointer(&logger);
-        const CStickyScope scopeOfBase(static_cast<ISticky*>(&logger));
-        const CStickyScope scopeOfNothing(static_cast<CLineLogger*>(nullptr));
-        EXPECT_EQ(logger.m_iReferences, 3);
-    }
-    EXPECT_EQ(logger.m_iReferences, 0);
 }
 
 } // namespace
