@@ -62,6 +62,27 @@ TEST(FileAccess, OpensAsTheModeSays)
     }
 }
 
+TEST(FileAccess, GivesTheLastErrorsTextWithinTheBuffer)
+{
+    CFileAccess file;
+    EXPECT_EQ(file.GetSize(), 0U);
+    const std::string strError = std::strerror(EBADF);
+    const auto iLength = static_cast<int>(strError.size());
+    for (const int iCapacity : {-1, 0, 1, 2, iLength, iLength + 1, 60})
+    {
+        std::string strNarrow(64, '#');
+        std::wstring wsWide(64, L'#');
+        file.GetLastErrorString(strNarrow.data(), iCapacity);
+        file.GetLastErrorString(wsWide.data(), iCapacity);
+        const auto uCut = static_cast<std::size_t>(std::max(iCapacity - 1, 0));
+        std::string strExpected =
+            strError.substr(0, uCut) + (iCapacity > 0 ? std::string(1, 0) : "");
+        strExpected.resize(64, '#');
+        EXPECT_EQ(strNarrow, strExpected);
+        EXPECT_EQ(wsWide, std::wstring(strExpected.begin(), strExpected.end()));
+    }
+}
+
 TEST(FileAccess, TellsARepeatedErrorOnceAndForgetsItAtASuccess)
 {
     const CTemporaryFolder folder;
