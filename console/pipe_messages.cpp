@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <new>
 
+#include <poll.h>
 #include <sys/ioctl.h>
 #include <unistd.h>
 
@@ -18,19 +19,27 @@ CEasyXML g_exmlParams;
 namespace
 {
 
-// Takes what one read of a payload would, for want of a buffer: waits for its first bytes and goes
-// on to what has arrived.
+// Takes what one read of the payload would take, for want of a buffer: what is there when the first
+// of it is. What arrives later is another message's.
 int DropPayload(int fd, std::uint32_t dwLength)
 {
-    char szDropped[4096];
+    pollfd polled{fd, POLLIN, 0};
     int iWaiting = 0;
+    ::poll(&polled, 1, -1);
+    ::ioctl(fd, FIONREAD, &iWaiting);
+
+    std::size_t uLeft = std::min(dwLength, static_cast<std::uint32_t>(iWaiting));
     int iRead = 0;
-    do
+    while (uLeft > 0)
     {
-        iRead = static_cast<int>(
-            ::read(fd, szDropped, std::min<std::size_t>(dwLength, sizeof(szDropped))));
-        dwLength -= static_cast<std::uint32_t>(std::max(iRead, 0));
-    } while (iRead > 0 && dwLength > 0 && ::ioctl(fd, FIONREAD, &iWaiting) == 0 && iWaiting > 0);
+        char szDropped[4096];
+        iRead = static_cast<int>(::read(fd, szDropped, std::min(uLeft, sizeof(szDropped))));
+        if (iRead <= 0)
+        {
+            break;
+        }
+        uLeft -= static_cast<std::size_t>(iRead);
+    }
     return iRead;
 }
 

@@ -93,6 +93,11 @@ struct SConsoleEnds
     }
 };
 
+void LeaveAfter(const std::string& strRequests)
+{
+    const SConsoleEnds console(strRequests);
+}
+
 class Simulator : public testing::Test
 {
 protected:
@@ -211,20 +216,20 @@ TEST_F(Simulator, RemovesItsPipesWhenItIsStopped)
 
 TEST_F(Simulator, ServesEachConsoleWhateverBecameOfTheLast)
 {
+    const std::string strStrange = "?\0\0\0\0\0\0\0\3\0\0\0abc"s + kDiagnosticRequest + "x";
+    const std::string strAll = kParametersRequest + kDiagnosticRequest + kLogRequest;
     Start();
     for (int i = 0; i < 10; ++i)
     {
         // Leaves between its two opens; before it asks; before the reply; inside the reply; having
         // asked what nobody knows, with a payload, and in pieces.
         ::close(::open(g_aszPipePaths[0], O_WRONLY | O_CLOEXEC));
-        SConsoleEnds("");
-        SConsoleEnds(kLogRequest + kDiagnosticRequest);
+        LeaveAfter("");
+        LeaveAfter(kLogRequest + kDiagnosticRequest);
         ReadFrom(SConsoleEnds(kParametersRequest + kLogRequest).m_iMessages, 12);
-        EXPECT_EQ(SConsoleEnds("?\0\0\0\0\0\0\0\3\0\0\0abc"s + kDiagnosticRequest + "x")
-                      .ReadReply(PM_TEXT),
-                  kNoDiagnostic);
+        EXPECT_EQ(SConsoleEnds(strStrange).ReadReply(PM_TEXT), kNoDiagnostic);
 
-        const SConsoleEnds console(kParametersRequest + kDiagnosticRequest + kLogRequest);
+        const SConsoleEnds console(strAll);
         EXPECT_THAT(console.ReadReply(PM_PARAMETERS), testing::EndsWith("eters>\n"));
         EXPECT_EQ(console.ReadReply(PM_TEXT), kNoDiagnostic);
         const std::string strLog = console.ReadReply(PM_CIRCULAR_TEXT);
@@ -307,10 +312,11 @@ TEST_F(Simulator, ShowsHowTheConsoleBearsFaults)
 
 TEST_F(Simulator, ClosesOrKeepsSilentAndServesTheNextConsole)
 {
+    const std::string strRequests = kLogRequest + kParametersRequest + kLogRequest;
     Start({"--faults", "silence,close"});
     for (int i = 0; i < 2; ++i)
     {
-        const SConsoleEnds console(kLogRequest + kParametersRequest + kLogRequest);
+        const SConsoleEnds console(strRequests);
         EXPECT_NE(console.ReadReply(PM_PARAMETERS), ""); // nothing came before it
         EXPECT_EQ(ReadFrom(console.m_iMessages), "");    // the end
     }
