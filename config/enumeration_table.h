@@ -1,0 +1,77 @@
+#ifndef ZOR_CONFIG_ENUMERATION_TABLE_H
+#define ZOR_CONFIG_ENUMERATION_TABLE_H
+
+#include <cstddef>
+#include <cstdint>
+#include <span>
+#include <string_view>
+
+/// A value of the device's vocabulary and the text that stands for it in documents. A null text
+/// stands for nothing: the row ends a table whose readers look for such an end.
+struct SEnumerationEntry
+{
+    std::int32_t m_iValue;
+    const wchar_t* m_wszText;
+};
+
+// A table may have several rows of one value: each text is read as the value, and the first is
+// written for it. Texts are compared whole and exactly.
+
+/// The text of the first row that has the value, null if there is none.
+constexpr const wchar_t* GetEnumerationText(std::span<const SEnumerationEntry> table,
+                                            std::int32_t iValue)
+{
+    for (const SEnumerationEntry& row : table)
+    {
+        if (row.m_iValue == iValue)
+        {
+            return row.m_wszText;
+        }
+    }
+    return nullptr;
+}
+
+/// The value of the first row that has the text. False, with nothing changed, if there is none.
+constexpr bool GetEnumerationValue(std::span<const SEnumerationEntry> table,
+                                   std::wstring_view wsText, std::int32_t& iValue)
+{
+    for (const SEnumerationEntry& row : table)
+    {
+        // Most rows differ in their first characters, so no row's length is taken beforehand. A
+        // text from a document can hold a NUL, which no row's text goes beyond.
+        const wchar_t* wszRow = row.m_wszText;
+        std::size_t i = 0;
+        while (wszRow != nullptr && i < wsText.size() && wszRow[i] != L'\0' &&
+               wszRow[i] == wsText[i])
+        {
+            ++i;
+        }
+        if (wszRow != nullptr && i == wsText.size() && wszRow[i] == L'\0')
+        {
+            iValue = row.m_iValue;
+            return true;
+        }
+    }
+    return false;
+}
+
+/// The law of an ordinary table: its rows have the values from iFirst to iLast, in this order, and
+/// each a text of its own.
+constexpr bool IsVocabulary(std::span<const SEnumerationEntry> table, std::int32_t iFirst,
+                            std::int32_t iLast)
+{
+    std::int32_t iExpected = iFirst;
+    for (const SEnumerationEntry& row : table)
+    {
+        std::int32_t iRead = 0;
+        if (row.m_iValue != iExpected || row.m_wszText == nullptr || row.m_wszText[0] == L'\0' ||
+            !GetEnumerationValue(table, row.m_wszText, iRead) || iRead != iExpected)
+        {
+            return false;
+        }
+        ++iExpected;
+    }
+    return iExpected == iLast + 1;
+}
+
+#endif
