@@ -4,6 +4,7 @@
 #include <new>
 
 #include "logging/logger.h"
+#include "threading/sleep.h"
 
 pthread_key_t g_pkFuncStateEntryThreadKey;
 int g_bAllocatedFuncStateEntryThreadKey = 0;
@@ -17,6 +18,7 @@ namespace
 pthread_mutex_t g_mutexOfMap = PTHREAD_MUTEX_INITIALIZER;
 CThreadStatesMap* g_pThreadStatesMap = nullptr;
 InstallCrashSignals g_pCrashSignalInstaller = nullptr;
+std::atomic<bool> g_bCrashMode{false};
 
 class CPosixLock
 {
@@ -106,21 +108,66 @@ CThreadStatesMap::~CThreadStatesMap()
     pthread_mutex_destroy(&m_mutex);
 }
 
-CThreadStatesMapScope::CThreadStatesMapScope()
+void SetCrashMode()
 {
-    // A thread that traced for the first time inside the scope would wait for itself.
-    GetAllocExVarsStorage();
-    pthread_mutex_lock(&g_mutexOfMap);
+    g_bCrashMode.store(true, std::memory_order_relaxed);
+}
+
+bool LockForReport(pthread_mutex_t& mutex)
+{
+    if (!g_bCrashMode.load(std::memory_order_relaxed))
+    {
+        return pthread_mutex_lock(&mutex) == 0;
+    }
+    // Not by a deadline, which a clock that is set meanwhile would move.
+    constexpr int kTries = 100;
+    for (int i = 0; i < kTries; ++i)
+    {
+        if (pthread_mutex_trylock(&mutex) == 0)
+        {
+            return true;
+        }
+        mu::SleepMS(5);
+    }
+    return false;
+}
+
+// A thread that traced for the first time inside the scope would wait for itself.
+CThreadStatesMapScope::CThreadStatesMapScope()
+    : m_bLocked(GetAllocExVarsStorage() != nullptr && LockForReport(g_mutexOfMap))
+{
 }
 
 CThreadStatesMapScope::~CThreadStatesMapScope()
 {
-    pthread_mutex_unlock(&g_mutexOfMap);
+    if (m_bLocked)
+    {
+        pthread_mutex_unlock(&g_mutexOfMap);
+    }
 }
 
 CThreadStatesMap* CThreadStatesMapScope::GetMap() const
 {
-    return g_pThreadExceptionVars != nullptr ? g_pThreadStatesMap : nullptr;
+    return m_bLocked ? g_pThreadStatesMap : nullptr;
+}
+
+CTemporaryThreadStorage::CTemporaryThreadStorage()
+{
+    InitThreadExceptionVars(&m_vars);
+    if (g_pThreadExceptionVars == nullptr)
+    {
+        g_pThreadExceptionVars = &m_vars;
+    }
+}
+
+CTemporaryThreadStorage::~CTemporaryThreadStorage()
+{
+    // By value: gcc takes the address of a thread-local for one that cannot be null.
+    const SPosixThreadExceptionVars* const pVars = g_pThreadExceptionVars;
+    if (pVars == &m_vars)
+    {
+        g_pThreadExceptionVars = nullptr;
+    }
 }
 
 SPosixThreadExceptionVars* AllocExVarsStorage()

@@ -82,9 +82,19 @@ public:
     CThreadStatesMap(const CThreadStatesMap&) = delete;
     CThreadStatesMap& operator=(const CThreadStatesMap&) = delete;
 
+    /// All threads' chains as text (diagnostics/state_report.h). Returns the bytes written, 0 if
+    /// the lock fails or the head does not fit.
+    int PrintAllStateReports(char* szBuffer, int iBufferSize);
+
     std::map<unsigned long, SPosixThreadExceptionVars*> m_mapThreads; ///< by pthread_t
     pthread_mutex_t m_mutex;
 };
+
+/// From now on reports wait for the map only for a moment and do without it then: whoever holds a
+/// lock when the process crashes may never let go.
+void SetCrashMode();
+/// Locks what a report needs: at once or not at all, soon, once the process crashes.
+bool LockForReport(pthread_mutex_t& mutex);
 
 /// Keeps the process's map from being made or freed for a scope, so that a report can walk it
 /// (under the map's own mutex). Threads that register or leave wait meanwhile; do not nest.
@@ -97,8 +107,11 @@ public:
     CThreadStatesMapScope(const CThreadStatesMapScope&) = delete;
     CThreadStatesMapScope& operator=(const CThreadStatesMapScope&) = delete;
 
-    /// Null when the process has no map.
+    /// Null when the process has no map, or when it cannot be had in a crash.
     CThreadStatesMap* GetMap() const;
+
+private:
+    const bool m_bLocked;
 };
 
 /// The key of the threads' storage. It is made once, without a destructor, and never deleted.
@@ -123,6 +136,21 @@ inline SPosixThreadExceptionVars* GetAllocExVarsStorage()
 /// Frees the calling thread's storage and takes the thread out of the map. Every thread that used
 /// the library calls it before it ends. Entries still open then do nothing when they close.
 void FreeThreadExVarsStorage();
+
+/// Gives the calling thread, if it has no storage, one that lies in this object: nothing is
+/// allocated, and no report lists the thread. For where a crash or a probe of memory needs it.
+class CTemporaryThreadStorage
+{
+public:
+    CTemporaryThreadStorage();
+    ~CTemporaryThreadStorage();
+
+    CTemporaryThreadStorage(const CTemporaryThreadStorage&) = delete;
+    CTemporaryThreadStorage& operator=(const CTemporaryThreadStorage&) = delete;
+
+private:
+    SPosixThreadExceptionVars m_vars;
+};
 
 void InitThreadExceptionVars(SPosixThreadExceptionVars* pVars);
 /// What must happen before a thread's storage is freed: nothing so far.

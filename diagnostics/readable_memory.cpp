@@ -1,0 +1,282 @@
+#include "diagnostics/readable_memory.h"
+
+#include <array>
+#include <atomic>
+#include <csetjmp>
+#include <cstdint>
+
+#include <pthread.h>
+#include <ucontext.h>
+
+#include "threading/sleep.h"
+
+namespace
+{
+
+constexpr std::array kFaultSignals = {SIGSEGV, SIGBUS};
+
+// Protection has the grain of a page, and no page is smaller.
+constexpr std::uintptr_t kPage = 4096;
+
+// The handlers that stood before the first of the running probes.
+using AnyFunction = void (*)();
+struct SHandlerBefore
+{
+    std::atomic<AnyFunction> m_pFunction;
+    std::atomic<int> m_iFlags;
+};
+std::array<SHandlerBefore, kFaultSignals.size()> g_vHandlersBefore;
+
+// Guarded by g_bDispatcherLock, which is taken with all signals blocked: a handler that probes
+// never interrupts its owner.
+std::atomic<bool> g_bDispatcherLock{false};
+std::array<struct sigaction, kFaultSignals.size()> g_vActionsBefore;
+int g_iProbes = 0;
+
+// The reads that run on this thread. The jump point lies in storage on the heap: what an overrun
+// left there must not be jumped to.
+constinit thread_local volatile int g_iRunningReads = 0;
+
+bool HasJumpPoint()
+{
+    return g_iRunningReads > 0 && g_pThreadExceptionVars != nullptr &&
+           g_pThreadExceptionVars->m_pMemoryTestJump != nullptr;
+}
+
+void DispatchFault(int iSignal, siginfo_t* pInfo, void* pContext);
+
+void HandOn(std::size_t uSignal, siginfo_t* pInfo, void* pContext)
+{
+    const int iSignal = kFaultSignals[uSignal];
+    const AnyFunction pFunction = g_vHandlersBefore[uSignal].m_pFunction;
+    const bool bFault = pInfo->si_code > 0;
+    if (pFunction == reinterpret_cast<AnyFunction>(SIG_IGN) && !bFault)
+    {
+        return;
+    }
+    if (pFunction == reinterpret_cast<AnyFunction>(SIG_DFL) ||
+        pFunction == reinterpret_cast<AnyFunction>(SIG_IGN))
+    {
+        // The instruction runs again and ends the process, as a fault that is ignored does too.
+        std::signal(iSignal, SIG_DFL);
+        if (!bFault)
+        {
+            std::raise(iSignal);
+        }
+    }
+    else if ((g_vHandlersBefore[uSignal].m_iFlags & SA_SIGINFO) != 0)
+    {
+        reinterpret_cast<decltype(&DispatchFault)>(pFunction)(iSignal, pInfo, pContext);
+    }
+    else
+    {
+        reinterpret_cast<void (*)(int)>(pFunction)(iSignal);
+    }
+}
+
+void DispatchFault(int iSignal, siginfo_t* pInfo, void* pContext)
+{
+    // A signal that somebody sent while a read ran is not the read's.
+    if (pInfo->si_code > 0 && HasJumpPoint())
+    {
+        // For whoever called this from a handler that blocks signals; here none are.
+        pthread_sigmask(SIG_SETMASK, &static_cast<ucontext_t*>(pContext)->uc_sigmask, nullptr);
+        MemoryTestSignalHandler(iSignal);
+    }
+    HandOn(iSignal == kFaultSignals.front() ? 0 : 1, pInfo, pContext);
+}
+
+class CDispatcherLock
+{
+public:
+    CDispatcherLock()
+    {
+        sigset_t signals;
+        sigfillset(&signals);
+        pthread_sigmask(SIG_SETMASK, &signals, &m_maskBefore);
+        // Its owner may be a thread of lower priority on the only processor.
+        while (g_bDispatcherLock.exchange(true, std::memory_order_acquire))
+        {
+            mu::SleepMicroSeconds(50);
+        }
+    }
+    ~CDispatcherLock() { g_bDispatcherLock.store(false, std::memory_order_release); }
+
+    CDispatcherLock(const CDispatcherLock&) = delete;
+    CDispatcherLock& operator=(const CDispatcherLock&) = delete;
+
+    const sigset_t& GetMaskBefore() const { return m_maskBefore; }
+
+private:
+    sigset_t m_maskBefore;
+};
+
+bool IsDispatcher(const struct sigaction& action)
+{
+    return (action.sa_flags & SA_SIGINFO) != 0 && action.sa_sigaction == DispatchFault;
+}
+
+// Under the lock.
+void InstallDispatcher()
+{
+    struct sigaction dispatcher = {};
+    dispatcher.sa_sigaction = DispatchFault;
+    sigemptyset(&dispatcher.sa_mask);
+    dispatcher.sa_flags = SA_SIGINFO | SA_ONSTACK | SA_NODEFER;
+    for (std::size_t i = 0; i < kFaultSignals.size(); ++i)
+    {
+        struct sigaction& before = g_vActionsBefore[i];
+        ::sigaction(kFaultSignals[i], nullptr, &before);
+        g_vHandlersBefore[i].m_iFlags = before.sa_flags;
+        g_vHandlersBefore[i].m_pFunction = (before.sa_flags & SA_SIGINFO) != 0
+                                               ? reinterpret_cast<AnyFunction>(before.sa_sigaction)
+                                               : reinterpret_cast<AnyFunction>(before.sa_handler);
+        ::sigaction(kFaultSignals[i], &dispatcher, nullptr);
+    }
+}
+
+// Under the lock. A handler that somebody put in place meanwhile stays.
+void RemoveDispatcher()
+{
+    for (std::size_t i = 0; i < kFaultSignals.size(); ++i)
+    {
+        struct sigaction current = {};
+        ::sigaction(kFaultSignals[i], nullptr, &current);
+        if (IsDispatcher(current))
+        {
+            ::sigaction(kFaultSignals[i], &g_vActionsBefore[i], nullptr);
+        }
+    }
+}
+
+// The loops that touch the memory: volatile, so that they stay loops of single reads, and without
+// the sanitizers' checks, which would be right.
+struct SRead
+{
+    unsigned char* m_pTarget;
+    const void* m_pSource;
+    std::size_t m_uSize;
+    volatile std::size_t m_uDone;
+};
+
+__attribute__((no_sanitize("address", "thread", "undefined"))) void CopyBytes(void* pArgument)
+{
+    auto& read = *static_cast<SRead*>(pArgument);
+    std::size_t uDone = 0;
+    // Word by word, where another thread may be changing a pointer.
+    if ((reinterpret_cast<std::uintptr_t>(read.m_pSource) |
+         reinterpret_cast<std::uintptr_t>(read.m_pTarget)) %
+            sizeof(std::uintptr_t) ==
+        0)
+    {
+        const auto* const pSource = static_cast<const volatile std::uintptr_t*>(read.m_pSource);
+        for (; uDone + sizeof(std::uintptr_t) <= read.m_uSize; uDone += sizeof(std::uintptr_t))
+        {
+            const std::uintptr_t uWord = pSource[uDone / sizeof(std::uintptr_t)];
+            __builtin_memcpy(read.m_pTarget + uDone, &uWord, sizeof uWord);
+            read.m_uDone = uDone + sizeof uWord;
+        }
+    }
+    const auto* const pSource = static_cast<const volatile unsigned char*>(read.m_pSource);
+    for (; uDone < read.m_uSize; ++uDone)
+    {
+        read.m_pTarget[uDone] = pSource[uDone];
+        read.m_uDone = uDone + 1;
+    }
+}
+
+__attribute__((no_sanitize("address", "thread", "undefined"))) void TouchPages(void* pArgument)
+{
+    const auto& read = *static_cast<const SRead*>(pArgument);
+    const auto* const pSource = static_cast<const volatile unsigned char*>(read.m_pSource);
+    for (std::size_t u = 0; u < read.m_uSize;)
+    {
+        static_cast<void>(pSource[u]);
+        u += kPage - (reinterpret_cast<std::uintptr_t>(read.m_pSource) + u) % kPage;
+    }
+}
+
+} // namespace
+
+CMemoryProbe::CMemoryProbe()
+{
+    {
+        const CDispatcherLock lock;
+        m_maskBefore = lock.GetMaskBefore();
+        if (g_iProbes++ == 0)
+        {
+            InstallDispatcher();
+        }
+    }
+    sigset_t mask = m_maskBefore;
+    for (const int iSignal : kFaultSignals)
+    {
+        sigdelset(&mask, iSignal);
+    }
+    pthread_sigmask(SIG_SETMASK, &mask, nullptr);
+}
+
+CMemoryProbe::~CMemoryProbe()
+{
+    {
+        const CDispatcherLock lock;
+        if (--g_iProbes == 0)
+        {
+            RemoveDispatcher();
+        }
+    }
+    pthread_sigmask(SIG_SETMASK, &m_maskBefore, nullptr);
+}
+
+// Not inlined: the jump comes back into a frame of which nothing lives in a register.
+[[gnu::noinline]] bool CMemoryProbe::Call(void (*pFunction)(void*), void* pArgument)
+{
+    SPosixThreadExceptionVars* const pVars = g_pThreadExceptionVars;
+    std::jmp_buf* const pOuterJump = pVars->m_pMemoryTestJump;
+    const int iRunningReads = g_iRunningReads;
+    std::jmp_buf jump;
+    volatile bool bDone = false;
+
+    // Not with the signal mask, which the dispatcher sets right.
+    if (sigsetjmp(jump, 0) == 0)
+    {
+        pVars->m_pMemoryTestJump = &jump;
+        g_iRunningReads = iRunningReads + 1;
+        std::atomic_signal_fence(std::memory_order_seq_cst);
+        pFunction(pArgument);
+        std::atomic_signal_fence(std::memory_order_seq_cst);
+        bDone = true;
+    }
+    g_iRunningReads = iRunningReads;
+    pVars->m_pMemoryTestJump = pOuterJump;
+    return bDone;
+}
+
+std::size_t CMemoryProbe::CopySome(void* pTarget, const void* pSource, std::size_t uSize)
+{
+    SRead read = {static_cast<unsigned char*>(pTarget), pSource, uSize, 0};
+    if (pSource != nullptr) // the most common of them costs no fault
+    {
+        Call(CopyBytes, &read);
+    }
+    return read.m_uDone;
+}
+
+bool CMemoryProbe::IsReadable(const void* pMemory, std::size_t uSize)
+{
+    SRead read = {nullptr, pMemory, uSize, 0};
+    return (pMemory != nullptr || uSize == 0) && Call(TouchPages, &read);
+}
+
+bool IsReadableMemory(const void* pMemory, unsigned int uSize)
+{
+    return CMemoryProbe().IsReadable(pMemory, uSize);
+}
+
+void MemoryTestSignalHandler(int)
+{
+    if (HasJumpPoint())
+    {
+        siglongjmp(*g_pThreadExceptionVars->m_pMemoryTestJump, 1);
+    }
+}

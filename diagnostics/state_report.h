@@ -1,0 +1,35 @@
+#ifndef ZOR_DIAGNOSTICS_STATE_REPORT_H
+#define ZOR_DIAGNOSTICS_STATE_REPORT_H
+
+#include "diagnostics/function_state.h"
+
+// Chains of active functions as text: a line a function, innermost first, each its tag and its
+// parameters with the values that the variables hold now. Lines end in "\r\n".
+//
+// For bad moments: nothing is allocated but by WarnProgramState(), nothing is read before it is
+// known to be readable, chains that are torn or run in a circle end, and a full buffer ends the
+// report at the last piece that fits. No terminating zero is written. Any thread may call any of
+// these, also in a signal handler; only the reports on all threads take a lock, the map's.
+
+/// What names the program in reports, string constants. Set before threads start.
+extern const char* g_szApplicationName; ///< "Unknown Application"
+extern const char* g_szVersion;         ///< "Unknown Version"
+
+/// The chain from pEntry outward. It may be another thread's, which need not stand still. Returns
+/// the bytes written.
+int WriteStateReport(SFuncStateEntry* pEntry, char* szBuffer, int iBufferSize);
+
+/// CThreadStatesMap::PrintAllStateReports() of the process's map, 0 if there is none: a head with
+/// the number of threads, then each thread that is in a traced function, by its id, with its
+/// scheduling policy and priority (-1 if unknown).
+int WriteThreadsStateReport(char* szBuffer, int iBufferSize);
+
+/// Logs the text and the report on all threads as a warning, if warnings are wanted.
+void WarnProgramState(const char* szText);
+
+/// The outermost and the innermost entry that can be reached from one; null from null or from what
+/// cannot be read.
+SFuncStateEntry* GetFirstStateEntry(SFuncStateEntry* pEntry);
+SFuncStateEntry* GetLastStateEntry(SFuncStateEntry* pEntry);
+
+#endif
