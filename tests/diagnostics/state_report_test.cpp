@@ -7,6 +7,7 @@
 #include <climits>
 #include <cstdint>
 #include <cstdio>
+#include <deque>
 #include <memory>
 #include <string>
 #include <thread>
@@ -40,18 +41,21 @@ std::string Report(SFuncStateEntry* pEntry, int iSize)
     return {pBuffer.get(), static_cast<std::size_t>(iLength)};
 }
 
+enum EPiece
+{
+    Tag,
+    Value,
+    Binary,
+    Narrow,
+    Wide
+};
+
 struct SPiece
 {
-    enum
-    {
-        Tag,
-        Name,
-        Value,
-        Binary,
-        Narrow,
-        Wide,
-        End
-    } m_eKind;
+    EPiece m_eKind;
+    const char* m_szName; // of the function or the parameter
+    EFuncParamType m_eType;
+    const void* m_pValue;
     std::string m_strText;
 };
 
@@ -60,55 +64,49 @@ std::string ExpectedReport(const std::vector<SPiece>& vPieces, int iSize)
 {
     std::string strReport;
     bool bParameters = true;
-    for (const auto& [eKind, strText] : vPieces)
+    const auto room = [&] { return iSize - static_cast<int>(strReport.size()); };
+    const auto endLine = [&]
     {
-        const int iRoom = iSize - static_cast<int>(strReport.size());
-        const int iLength = static_cast<int>(strText.size());
-        switch (eKind)
+        const bool bEnds = strReport.empty() || room() >= 2;
+        strReport += strReport.empty() || !bEnds ? "" : "\r\n";
+        return bEnds;
+    };
+    for (const SPiece& piece : vPieces)
+    {
+        const std::string strName = piece.m_szName;
+        const int iName = static_cast<int>(strName.size());
+        if (piece.m_eKind == Tag)
         {
-        case SPiece::Tag:
-            if (iRoom <= 10 || iRoom <= iLength + 2)
+            if (!endLine() || room() <= 10 || room() <= iName + 2)
             {
                 return strReport;
             }
-            strReport += strText;
+            strReport += strName;
             bParameters = true;
             continue;
-        case SPiece::End:
-            if (iRoom < 2)
-            {
-                return strReport;
-            }
-            strReport += "\r\n";
-            continue;
-        case SPiece::Name:
-            bParameters = bParameters && iLength + 15 < iRoom;
-            if (bParameters)
-            {
-                strReport.append(" ").append(strText).append("=");
-            }
-            continue;
-        case SPiece::Value:
-            strReport += bParameters && iLength <= iRoom ? strText : "";
-            continue;
-        case SPiece::Binary:
-            strReport += bParameters && iRoom > 40 ? strText : "";
-            continue;
-        case SPiece::Narrow: // 15 bytes remain before the second quote
-            if (bParameters)
-            {
-                const auto uMost = static_cast<std::size_t>(std::max(iRoom - 1 - 15, 0));
-                strReport.append("\"").append(strText, 0, uMost).append("\"");
-            }
-            continue;
-        case SPiece::Wide:
-            if (bParameters && iRoom > iLength + 15)
-            {
-                strReport.append("\"").append(strText).append("\"");
-            }
+        }
+        bParameters = bParameters && iName + 15 < room();
+        if (!bParameters)
+        {
             continue;
         }
+        strReport += " " + strName + "=";
+        const int iLength = static_cast<int>(piece.m_strText.size());
+        if (piece.m_eKind == Narrow) // 15 bytes remain before the second quote
+        {
+            const auto uMost = static_cast<std::size_t>(std::max(room() - 1 - 15, 0));
+            strReport += '"' + piece.m_strText.substr(0, uMost) + '"';
+        }
+        else if (piece.m_eKind == Wide)
+        {
+            strReport += room() > iLength + 15 ? '"' + piece.m_strText + '"' : "";
+        }
+        else
+        {
+            strReport += room() >= (piece.m_eKind == Binary ? 41 : iLength) ? piece.m_strText : "";
+        }
     }
+    endLine();
     return strReport;
 }
 
@@ -120,14 +118,11 @@ TEST(StateReport, SaysEachTypeOfValueAndCutsByTheRulesAtEverySize)
     const void* const pBad = page.End();
     const int iValues[] = {0, -999, 1000, INT_MIN, INT_MAX};
     const unsigned uDword = 0x0A1B2C3D;
-    const char* const szNone = nullptr;
-    const char* const szBad = page.End();
     const std::string strLong(150, 'a');
     const char* const szLong = strLong.c_str();
     const char* const szOpen = page.PutAtEnd(std::array{'o', 'p', 'e', 'n'})->data();
-    const wchar_t* const wszNone = nullptr;
-    const wchar_t* const wszOdd = reinterpret_cast<const wchar_t*>(page.End() - 9);
-    const wchar_t* const wszBad = reinterpret_cast<const wchar_t*>(page.End() - 2);
+    const void* const pOdd = page.End() - 9;
+    const void* const pCut = page.End() - 2;
     const std::wstring wsLong(40, L'\u20AC');
     const wchar_t* const wszLong = wsLong.c_str();
     const bool bYes = true;
@@ -136,104 +131,63 @@ TEST(StateReport, SaysEachTypeOfValueAndCutsByTheRulesAtEverySize)
     const std::uint8_t uByte = 0xA5;
     const std::int16_t iShort = -32768;
     const std::uint16_t uWord = 0xBEEF;
-
-    CFunctionSwitch fsOuter("T::Outermost");
-    CFunctionParam p1(fsOuter, "pNone", &pNone, FPT_POINTER);
-    CFunctionParam p2(fsOuter, "pGood", &pGood, FPT_POINTER);
-    CFunctionParam p3(fsOuter, "pBad", &pBad, FPT_POINTER);
-    CFunctionParam p4(fsOuter, "i0", &iValues[0], FPT_INT);
-    CFunctionParam p5(fsOuter, "i1", &iValues[1], FPT_INT);
-    CFunctionParam p6(fsOuter, "i2", &iValues[2], FPT_INT);
-    CFunctionParam p7(fsOuter, "i3", &iValues[3], FPT_INT);
-    CFunctionParam p8(fsOuter, "uDword", &uDword, FPT_DWORD);
-    CFunctionParam p9(fsOuter, "uBits", &uDword, FPT_BINARY);
-    CFunctionParam p10(fsOuter, "szNone", &szNone, FPT_STRING);
-    CFunctionParam p11(fsOuter, "szBad", &szBad, FPT_STRING);
-    CFunctionSwitch fsMiddle("T::M");
-    CFunctionParam p12(fsMiddle, "szLong", &szLong, FPT_STRING);
-    CFunctionParam p13(fsMiddle, "szOpen", &szOpen, FPT_STRING);
-    CFunctionParam p14(fsMiddle, "wszNone", &wszNone, FPT_WSTRING);
-    CFunctionParam p15(fsMiddle, "wszOdd", &wszOdd, FPT_WSTRING);
-    CFunctionParam p16(fsMiddle, "wszBad", &wszBad, FPT_WSTRING);
-    CFunctionParam p17(fsMiddle, "wszLong", &wszLong, FPT_WSTRING);
-    CFunctionParam p18(fsMiddle, "llValue", &llValue, FPT_INT64);
-    CFunctionSwitch fsInner("T::Inner");
-    CFunctionParam p19(fsInner, "bYes", &bYes, FPT_BOOL);
-    CFunctionParam p20(fsInner, "bNo", &bNo, FPT_BOOL);
-    CFunctionParam p21(fsInner, "uByte", &uByte, FPT_BYTE);
-    CFunctionParam p22(fsInner, "iShort", &iShort, FPT_SHORT);
-    CFunctionParam p23(fsInner, "uWord", &uWord, FPT_WORD);
-    CFunctionParam p24(fsInner, "uOther", &uDword, static_cast<EFuncParamType>(99));
-    CFunctionParam p25(fsInner, "i4", &iValues[4], FPT_INT);
-
     std::string strEuros;
     for (int i = 0; i < 40; ++i)
     {
         strEuros += "\xE2\x82\xAC";
     }
+
     const std::vector<SPiece> vPieces = {
-        {SPiece::Tag, "T::Inner"},
-        {SPiece::Name, "bYes"},
-        {SPiece::Value, "True"},
-        {SPiece::Name, "bNo"},
-        {SPiece::Value, "False"},
-        {SPiece::Name, "uByte"},
-        {SPiece::Value, "0xA5"},
-        {SPiece::Name, "iShort"},
-        {SPiece::Value, "-32,768"},
-        {SPiece::Name, "uWord"},
-        {SPiece::Value, "0xBEEF"},
-        {SPiece::Name, "uOther"},
-        {SPiece::Value, "0x0A1B2C3D"},
-        {SPiece::Name, "i4"},
-        {SPiece::Value, "2,147,483,647"},
-        {SPiece::End, ""},
-        {SPiece::Tag, "T::M"},
-        {SPiece::Name, "szLong"},
-        {SPiece::Narrow, strLong},
-        {SPiece::Name, "szOpen"},
-        {SPiece::Narrow, "open"},
-        {SPiece::Name, "wszNone"},
-        {SPiece::Value, "NULL"},
-        {SPiece::Name, "wszOdd"},
-        {SPiece::Value, "NULL"},
-        {SPiece::Name, "wszBad"},
-        {SPiece::Value, "INVALID"},
-        {SPiece::Name, "wszLong"},
-        {SPiece::Wide, strEuros},
-        {SPiece::Name, "llValue"},
-        {SPiece::Value, "-9,223,372,036,854,775,808"},
-        {SPiece::End, ""},
-        {SPiece::Tag, "T::Outermost"},
-        {SPiece::Name, "pNone"},
-        {SPiece::Value, "NULL"},
-        {SPiece::Name, "pGood"},
-        {SPiece::Value, Hex(pGood)},
-        {SPiece::Name, "pBad"},
-        {SPiece::Value, "(BAD)" + Hex(pBad)},
-        {SPiece::Name, "i0"},
-        {SPiece::Value, "0"},
-        {SPiece::Name, "i1"},
-        {SPiece::Value, "-999"},
-        {SPiece::Name, "i2"},
-        {SPiece::Value, "1,000"},
-        {SPiece::Name, "i3"},
-        {SPiece::Value, "-2,147,483,648"},
-        {SPiece::Name, "uDword"},
-        {SPiece::Value, "0x0A1B2C3D"},
-        {SPiece::Name, "uBits"},
-        {SPiece::Binary, "0b00001010000110110010110000111101"},
-        {SPiece::Name, "szNone"},
-        {SPiece::Value, "NULL"},
-        {SPiece::Name, "szBad"},
-        {SPiece::Value, "INVALID"},
-        {SPiece::End, ""},
+        {Tag, "T::Inner", {}, nullptr, ""},
+        {Value, "bYes", FPT_BOOL, &bYes, "True"},
+        {Value, "bNo", FPT_BOOL, &bNo, "False"},
+        {Value, "uByte", FPT_BYTE, &uByte, "0xA5"},
+        {Value, "iShort", FPT_SHORT, &iShort, "-32,768"},
+        {Value, "uWord", FPT_WORD, &uWord, "0xBEEF"},
+        {Value, "uOther", EFuncParamType(99), &uDword, "0x0A1B2C3D"},
+        {Value, "i4", FPT_INT, &iValues[4], "2,147,483,647"},
+        {Tag, "T::M", {}, nullptr, ""},
+        {Narrow, "szLong", FPT_STRING, &szLong, strLong},
+        {Narrow, "szOpen", FPT_STRING, &szOpen, "open"},
+        {Value, "wszNone", FPT_WSTRING, &pNone, "NULL"},
+        {Value, "wszOdd", FPT_WSTRING, &pOdd, "NULL"},
+        {Value, "wszBad", FPT_WSTRING, &pCut, "INVALID"},
+        {Wide, "wszLong", FPT_WSTRING, &wszLong, strEuros},
+        {Value, "llValue", FPT_INT64, &llValue, "-9,223,372,036,854,775,808"},
+        {Tag, "T::Outermost", {}, nullptr, ""},
+        {Value, "pNone", FPT_POINTER, &pNone, "NULL"},
+        {Value, "pGood", FPT_POINTER, &pGood, Hex(pGood)},
+        {Value, "pBad", FPT_POINTER, &pBad, "(BAD)" + Hex(pBad)},
+        {Value, "i0", FPT_INT, &iValues[0], "0"},
+        {Value, "i1", FPT_INT, &iValues[1], "-999"},
+        {Value, "i2", FPT_INT, &iValues[2], "1,000"},
+        {Value, "i3", FPT_INT, &iValues[3], "-2,147,483,648"},
+        {Value, "uDword", FPT_DWORD, &uDword, "0x0A1B2C3D"},
+        {Binary, "uBits", FPT_BINARY, &uDword, "0b00001010000110110010110000111101"},
+        {Value, "szNone", FPT_STRING, &pNone, "NULL"},
+        {Value, "szBad", FPT_STRING, &pBad, "INVALID"},
     };
-    // Whoever called this test is no part of the rules.
-    fsOuter.GetEntry()->m_pPrevious = nullptr;
+    std::deque<SFuncStateEntry> vEntries;
+    std::deque<SFuncStateParam> vParams;
+    for (const SPiece& piece : vPieces)
+    {
+        if (piece.m_eKind == Tag)
+        {
+            SFuncStateEntry& entry = vEntries.emplace_back();
+            SetNewFuncStateEntry(&entry, piece.m_szName, nullptr);
+            if (vEntries.size() > 1)
+            {
+                vEntries[vEntries.size() - 2].m_pPrevious = &entry;
+            }
+            continue;
+        }
+        SetNewFuncParam(&vParams.emplace_back(), piece.m_szName, const_cast<void*>(piece.m_pValue),
+                        piece.m_eType);
+        AddFuncStateParam(&vEntries.back(), &vParams.back());
+    }
     for (int iSize = -1; iSize < 1000; ++iSize)
     {
-        ASSERT_EQ(Report(fsInner.GetEntry(), iSize), ExpectedReport(vPieces, iSize)) << iSize;
+        ASSERT_EQ(Report(&vEntries.front(), iSize), ExpectedReport(vPieces, iSize)) << iSize;
     }
 }
 
