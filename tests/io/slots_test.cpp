@@ -8,6 +8,7 @@
 
 #include "io/file_access.h"
 #include "logging/logger.h"
+#include "mu/http_reply.h"
 #include "mu/memory_block.h"
 
 namespace
@@ -52,6 +53,7 @@ TEST(Slots, AreInOrder)
     EXPECT_EQ(Slot(&ITextLogger::LogMessage), 3U);
     EXPECT_EQ(Slot(&ITextLogger::LogMessageF), 4U);
     EXPECT_EQ(Slot(&ITextLogger::LogMessageV), 5U);
+    EXPECT_EQ(Slot(&IWebServerExtContext::Write), 2U);
 }
 
 } // namespace
