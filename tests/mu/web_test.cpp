@@ -113,7 +113,7 @@ std::string Edited(std::string strText, void (*pEdit)(std::string&))
 
 TEST(Web, ReadsWhatComesIn)
 {
-    const std::string strLine(998, 'x');
+    const std::string strWord(996, 'x');
     const std::string strTail(998, '\xA9');
     const std::tuple<void (*)(std::string&), std::string, std::vector<std::string>> kCases[] = {
         {mu::DecodeURL, "a b c%41J", {"a+b%20c%2541%4a"}},
@@ -125,12 +125,12 @@ TEST(Web, ReadsWhatComesIn)
         {SplitTarget, "/log?b=%3F%2F..%2Fx&from=20", {"/log?from=20&b=?/../x"}},
         {SplitTarget, "/a+b/?q=%20", {"/a+%62/?q=+#y?z=3", "HTTP://h:80/a+b/./?q=+"}},
         {SplitTarget, "/b/c/?", {"/a/../../b/./c/.", "/a//../..%2fb/c/x/%2e%2E"}},
-        {SplitTarget, "/?q=%2F", {"/?q=/", "/../..?q=/", "http://h?q=/"}},
+        {SplitTarget, "/?q=%2F", {"/?q=/", "//../..?q=/", "http://h?q=/"}},
         {SplitTarget, "refused as it?was=", {"/a%00", "", "*", "h:80", "a/b", "://x", "?a=://x"}},
         {MakeMailBody, "a\r\nb\r\nc\r\n \r\n", {"a\nb\rc\r\n\0\n"s}},
-        {MakeMailBody, strLine + "\r\n" + strLine + "\r\ny", {strLine + "\n" + strLine + "y"}},
-        {MakeMailBody, "a b \r\n" + strLine, {"a b " + strLine}},
-        {MakeMailBody, strLine.substr(1) + "\r\n\xC3\xA9", {strLine.substr(1) + "\xC3\xA9"}},
+        {MakeMailBody, "a " + strWord + "\r\na " + strWord, {"a " + strWord + "\na " + strWord}},
+        {MakeMailBody, "a b \r\n" + strWord, {"a b " + strWord}},
+        {MakeMailBody, strWord + "a\r\n\xC3\xA9", {strWord + "a\xC3\xA9"}},
         {MakeMailBody, strTail + "\r\n\xA9", {strTail + "\xA9"}},
     };
     for (const auto& [pEdit, strExpected, texts] : kCases)
@@ -190,7 +190,7 @@ TEST(Web, PagesAList)
                        "<a class='button' href='?from=30'>Next Page</a> "
                        "<a class='button' href='?from=40'>Last Page</a> </div>");
     strHTML.clear();
-    EXPECT_EQ(mu::AddHTMLPagingBlock(strHTML, INT_MIN, INT_MIN, 0), 0);
+    EXPECT_EQ(mu::AddHTMLPagingBlock(strHTML, INT_MIN, 0, 0), 0);
     EXPECT_EQ(strHTML.find("href"), std::string::npos) << strHTML;
     EXPECT_EQ(mu::AddHTMLPagingBlock(strHTML, INT_MAX, INT_MAX - 1, INT_MAX), INT_MAX - 1);
 }
