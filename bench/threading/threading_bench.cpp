@@ -1,0 +1,71 @@
+#include <future>
+#include <mutex>
+#include <thread>
+
+#include <benchmark/benchmark.h>
+#include <pthread.h>
+
+#include "diagnostics/function_state.h"
+#include "threading/mutex.h"
+#include "threading/wait_time.h"
+
+namespace
+{
+
+/// A second thread, asleep: without one, the C library's mutexes cost half.
+class CSecondThread
+{
+public:
+    CSecondThread() : m_thread([this] { m_end.get_future().wait(); }) {}
+    ~CSecondThread()
+    {
+        m_end.set_value();
+        m_thread.join();
+    }
+
+private:
+    std::promise<void> m_end;
+    std::thread m_thread;
+};
+
+// An uncontended lock and unlock, in a function that is traced itself, as nearly every one is.
+
+void PairZor(benchmark::State& state)
+{
+    const CSecondThread second;
+    CFunctionSwitch fsCaller("B::Pair");
+    CMutualExclusion mutex;
+    for (auto _ : state)
+    {
+        benchmark::DoNotOptimize(mutex.Lock(mu::kInfinite));
+        mutex.Unlock();
+    }
+}
+
+void PairPosix(benchmark::State& state)
+{
+    const CSecondThread second;
+    pthread_mutex_t mutex = PTHREAD_MUTEX_INITIALIZER;
+    for (auto _ : state)
+    {
+        benchmark::DoNotOptimize(pthread_mutex_lock(&mutex));
+        pthread_mutex_unlock(&mutex);
+    }
+}
+
+void PairStd(benchmark::State& state)
+{
+    const CSecondThread second;
+    std::mutex mutex;
+    for (auto _ : state)
+    {
+        mutex.lock();
+        mutex.unlock();
+    }
+}
+
+BENCHMARK(PairZor)->Name("Mutex/lock+unlock/zor");
+BENCHMARK(PairPosix)->Name("Mutex/lock+unlock/pthread");
+BENCHMARK(PairStd)->Name("Mutex/lock+unlock/std");
+
+} // namespace
