@@ -1,0 +1,182 @@
+#include "threading/precise_timer.h"
+
+#include <cerrno>
+#include <cstring>
+#include <ctime>
+#include <limits>
+
+#include "logging/logger.h"
+#include "threading/clock_calls.h"
+#include "threading/system_clock.h"
+#include "threading/timers_set.h"
+
+namespace
+{
+
+constexpr unsigned long long kRawPerSecond = 1'000'000'000;
+constexpr int kRawPerMicrosecond = 1'000;
+
+std::atomic<clockid_t> g_clock{CLOCK_MONOTONIC};
+
+// A logger may ask for the time of a message that tells that there is none.
+thread_local bool g_bLoggingFailure = false;
+
+[[gnu::cold]] void LogFailure(clockid_t clock, int iResult)
+{
+    const int iError = errno;
+    ITextLogger* const ptlLogger = mu::TextLoggerFor(IBaseLogger::Error);
+    if (ptlLogger == nullptr || g_bLoggingFailure)
+    {
+        return;
+    }
+    g_bLoggingFailure = true;
+    ptlLogger->LogMessageF(IBaseLogger::Error, "Get time clk=%d result=%d, errno=(%d) %s",
+                           static_cast<int>(clock), iResult, iError, std::strerror(iError));
+    g_bLoggingFailure = false;
+}
+
+bool ReadClock(clockid_t clock, std::timespec& time)
+{
+    const int iResult = mu::clock_calls::GetTime(clock, &time);
+    if (iResult != 0) [[unlikely]]
+    {
+        LogFailure(clock, iResult);
+    }
+    return iResult == 0;
+}
+
+// The last readings of running timers are of the other clock.
+[[gnu::cold]] void FallBackToWallClock()
+{
+    CTimersSet* const pTimers = mu::GetTimersSet();
+    if (g_clock.exchange(CLOCK_REALTIME, std::memory_order_relaxed) != CLOCK_REALTIME &&
+        pTimers != nullptr)
+    {
+        pTimers->UpdateTimers();
+    }
+}
+
+constexpr long long kMost = std::numeric_limits<long long>::max();
+constexpr long long kLeast = std::numeric_limits<long long>::min();
+
+long long SaturatedSum(long long llA, long long llB)
+{
+    long long llSum = 0;
+    return __builtin_add_overflow(llA, llB, &llSum) ? (llB < 0 ? kLeast : kMost) : llSum;
+}
+
+} // namespace
+
+CPreciseTimer::CPreciseTimer()
+{
+    if (CTimersSet* const pTimers = mu::GetTimersSet())
+    {
+        pTimers->AddTimer(this);
+    }
+}
+
+CPreciseTimer::~CPreciseTimer()
+{
+    if (CTimersSet* const pTimers = mu::GetTimersSet())
+    {
+        pTimers->ReleaseTimer(this);
+    }
+}
+
+void CPreciseTimer::StartTimer()
+{
+    m_llElapsed = 0;
+    m_ullLastReading.store(GetCurrentRawTime(), std::memory_order_relaxed);
+    m_bRunning.store(true, std::memory_order_relaxed);
+}
+
+void CPreciseTimer::StopTimer()
+{
+    UpdateIfRunning();
+    m_bRunning.store(false, std::memory_order_relaxed);
+}
+
+long long CPreciseTimer::GetRawTime()
+{
+    UpdateIfRunning();
+    return m_llElapsed;
+}
+
+long long CPreciseTimer::GetTime()
+{
+    return GetRawTimeInMicroseconds(GetRawTime());
+}
+
+long long CPreciseTimer::GetRawFutureTime(long long llMicroseconds)
+{
+    return SaturatedSum(GetRawTime(), GetRawTimeFromMicroseconds(llMicroseconds));
+}
+
+bool CPreciseTimer::HasTimePassed(long long llMicroseconds)
+{
+    if (llMicroseconds < 1)
+    {
+        return true;
+    }
+    return !mu::IsClockBeingSet() && GetRawTime() >= GetRawTimeFromMicroseconds(llMicroseconds);
+}
+
+void CPreciseTimer::HandleTimeChanged()
+{
+    if (m_bRunning.load(std::memory_order_relaxed))
+    {
+        m_ullLastReading.store(GetCurrentRawTime(), std::memory_order_relaxed);
+    }
+}
+
+void CPreciseTimer::UpdateElapsed()
+{
+    // First the clock: if it falls back, the last reading changes with it.
+    const unsigned long long ullNow = GetCurrentRawTime();
+    const auto llDelta =
+        static_cast<long long>(ullNow - m_ullLastReading.load(std::memory_order_relaxed));
+    m_ullLastReading.store(ullNow, std::memory_order_relaxed);
+    if (llDelta >= 1)
+    {
+        m_llElapsed = SaturatedSum(m_llElapsed, llDelta);
+    }
+}
+
+void CPreciseTimer::UpdateIfRunning()
+{
+    if (m_bRunning.load(std::memory_order_relaxed))
+    {
+        UpdateElapsed();
+    }
+}
+
+unsigned long long CPreciseTimer::GetCurrentRawTime()
+{
+    std::timespec time{};
+    const clockid_t clock = g_clock.load(std::memory_order_relaxed);
+    if (!ReadClock(clock, time) && clock == CLOCK_MONOTONIC)
+    {
+        FallBackToWallClock();
+        ReadClock(CLOCK_REALTIME, time);
+    }
+    return static_cast<unsigned long long>(time.tv_sec) * kRawPerSecond +
+           static_cast<unsigned long long>(time.tv_nsec);
+}
+
+bool CPreciseTimer::IsClockSettable()
+{
+    return g_clock.load(std::memory_order_relaxed) == CLOCK_REALTIME;
+}
+
+long long CPreciseTimer::GetRawTimeFromMicroseconds(long long llMicroseconds)
+{
+    long long llRaw = 0;
+    return __builtin_mul_overflow(llMicroseconds, kRawPerMicrosecond, &llRaw)
+               ? (llMicroseconds < 0 ? kLeast : kMost)
+               : llRaw;
+}
+
+long long CPreciseTimer::GetRawTimeInMicroseconds(long long llRawTime)
+{
+    return llRawTime / kRawPerMicrosecond;
+}

@@ -1,0 +1,70 @@
+#include "threading/timers_set.h"
+
+#include <atomic>
+#include <new>
+
+#include "threading/precise_timer.h"
+#include "threading/wait_time.h"
+
+namespace
+{
+
+std::atomic<CTimersSet*> g_pTimersSet{nullptr};
+
+} // namespace
+
+void CTimersSet::AddTimer(CPreciseTimer* pTimer)
+{
+    const CMutexProtection lock(m_mutex, mu::kInfinite);
+    try
+    {
+        if (lock.IsLocked())
+        {
+            m_setTimers.insert(pTimer);
+        }
+    }
+    catch (const std::bad_alloc&)
+    {
+        // A timer that shows a jump of the clock is better than none.
+    }
+}
+
+void CTimersSet::ReleaseTimer(CPreciseTimer* pTimer)
+{
+    const CMutexProtection lock(m_mutex, mu::kInfinite);
+    if (lock.IsLocked())
+    {
+        m_setTimers.erase(pTimer);
+    }
+}
+
+void CTimersSet::UpdateTimers()
+{
+    const CMutexProtection lock(m_mutex, mu::kInfinite);
+    if (!lock.IsLocked())
+    {
+        return;
+    }
+    for (CPreciseTimer* const pTimer : m_setTimers)
+    {
+        pTimer->HandleTimeChanged();
+    }
+}
+
+void mu::InitTimersSet()
+{
+    if (g_pTimersSet == nullptr)
+    {
+        g_pTimersSet = new CTimersSet;
+    }
+}
+
+void mu::DeleteTimersSet()
+{
+    delete g_pTimersSet.exchange(nullptr);
+}
+
+CTimersSet* mu::GetTimersSet()
+{
+    return g_pTimersSet.load(std::memory_order_acquire);
+}
