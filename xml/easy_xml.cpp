@@ -72,9 +72,9 @@ CEasyXMLNode CEasyXML::LoadFromText(const char* szText, int iTextLength)
     return Tree().FromUTF8(szText, iTextLength) ? GetRoot() : CEasyXMLNode();
 }
 
-CEasyXMLNode CEasyXML::LoadFromFile(const wchar_t* wszPath)
+CEasyXMLNode CEasyXML::LoadFromFile(const wchar_t* wszPath, bool bConfidential)
 {
-    return Tree().FromFile(wszPath) ? GetRoot() : CEasyXMLNode();
+    return Tree().FromFile(wszPath, bConfidential) ? GetRoot() : CEasyXMLNode();
 }
 
 bool CEasyXML::SaveToFile(const wchar_t* wszPath) const

@@ -31,7 +31,8 @@ public:
     /// handle is invalid.
     CEasyXMLNode LoadFromText(const wchar_t* wszText);
     CEasyXMLNode LoadFromText(const char* szText, int iTextLength); ///< UTF-8, length in bytes
-    CEasyXMLNode LoadFromFile(const wchar_t* wszPath);
+    /// See CVariablesTree::FromFile(). A file that holds a password or a key is confidential.
+    CEasyXMLNode LoadFromFile(const wchar_t* wszPath, bool bConfidential = false);
     bool SaveToFile(const wchar_t* wszPath) const;
 
     /// The document as text. False, and nothing changed, for an empty document.

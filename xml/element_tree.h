@@ -231,8 +231,9 @@ public:
     /// The same for UTF-8 text of iLength bytes, as if converted by mu::ConvertString first.
     bool FromUTF8(const char* szXML, int iLength);
     /// The same for a text file of any encoding that CFileAccess detects; NULs count as blanks.
-    /// Failures are logged as warnings.
-    bool FromFile(const wchar_t* wszPath);
+    /// Failures are logged as warnings, and what is no document with its text; a confidential text
+    /// is neither logged nor shown to state reports.
+    bool FromFile(const wchar_t* wszPath, bool bConfidential = false);
     static int ReplaceNullsWithSpaces(std::wstring& wsText);
 
     /// Writes the document: compact, attributes in order, an element's text after its children.

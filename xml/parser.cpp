@@ -308,7 +308,7 @@ bool CVariablesTree::FromUTF8(const char* szXML, int iLength)
     return FromXML(wsXML.c_str());
 }
 
-bool CVariablesTree::FromFile(const wchar_t* wszPath)
+bool CVariablesTree::FromFile(const wchar_t* wszPath, bool bConfidential)
 {
     if (wszPath == nullptr)
     {
@@ -325,13 +325,17 @@ bool CVariablesTree::FromFile(const wchar_t* wszPath)
         return false;
     }
     ReplaceNullsWithSpaces(wsText);
-    if (!FromXML(wsText.c_str()))
+    // FromXML() would show the text to state reports.
+    const bool bParsed =
+        bConfidential ? Parse(wsText.data(), wsText.size()) : FromXML(wsText.c_str());
+    if (!bParsed)
     {
         if (ITextLogger* const ptlLogger = mu::TextLoggerFor(IBaseLogger::Warning))
         {
             ptlLogger->LogMessageF(IBaseLogger::Warning, "Invalid XML file \"%s\": \"%s\"",
                                    mu::WideStringToNarrow(wszPath).c_str(),
-                                   mu::WideStringToNarrow(wsText).c_str());
+                                   bConfidential ? "(confidential)"
+                                                 : mu::WideStringToNarrow(wsText).c_str());
         }
         return false;
     }

@@ -301,11 +301,13 @@ TEST(XmlParser, AFileIsReadInItsEncodingAndFailuresAreLogged)
 
     EXPECT_FALSE(tree.FromFile(folder.WidePath(L"missing\xE9").c_str()));
     EXPECT_FALSE(tree.FromFile(Write("bad", "<c>\xC3\xA9").c_str()));
+    EXPECT_FALSE(tree.FromFile(folder.WidePath(L"bad").c_str(), true));
     EXPECT_EQ(tree.GetRoot()->GetName(), L"b");
     const auto vecLines = logger.TakeLines(); // the file object tells of the missing file first
-    ASSERT_EQ(vecLines.size(), 3U);
+    ASSERT_EQ(vecLines.size(), 4U);
     EXPECT_EQ(vecLines[1], "2 Cannot read XML file \"" + folder.Path("missing\xC3\xA9") + "\"");
     EXPECT_EQ(vecLines[2], "2 Invalid XML file \"" + folder.Path("bad") + "\": \"<c>\xC3\xA9\"");
+    EXPECT_EQ(vecLines[3], "2 Invalid XML file \"" + folder.Path("bad") + "\": \"(confidential)\"");
 }
 
 } // namespace
