@@ -5,6 +5,7 @@
 #include <string>
 
 #include "config/enumerations.h"
+#include "logging/logging_parameters.h"
 #include "mu/unicode.h"
 
 namespace
@@ -59,6 +60,7 @@ constexpr STable kTables[] = {
     {ZOR_NAMED(g_NetworkInterfaceUtilizationPolicies)},
     {ZOR_NAMED(g_StreamProcessingActions)},
     {ZOR_NAMED(g_StorageFunctionalStates)},
+    {ZOR_NAMED(g_LogSeverityEnums)},
 };
 
 std::string Text(const wchar_t* wszText)
@@ -114,12 +116,14 @@ void WriteHardwareModels()
 
 int main()
 {
-    std::puts("# Vocabulary\n\n"
-              "The enumerated values that the device's documents carry, always as these texts.\n"
-              "They are compared whole and with their case, in the order of the rows; of several\n"
-              "rows of a value the first is written. The tables are in `config/`.\n\n"
-              "Generated; after a change of a table:\n\n"
-              "```sh\nbuild/release/tests/config/vocabulary_page > docs/vocabulary.md\n```");
+    std::puts(
+        "# Vocabulary\n\n"
+        "The enumerated values that the device's documents carry, always as these texts.\n"
+        "They are compared whole and with their case, in the order of the rows; of several\n"
+        "rows of a value the first is written. The tables are in `config/`; the log's severities\n"
+        "are in `logging/`.\n\n"
+        "Generated; after a change of a table:\n\n"
+        "```sh\nbuild/release/tests/config/vocabulary_page > docs/vocabulary.md\n```");
     WriteFeatures();
     for (const STable& table : kTables)
     {
