@@ -6,6 +6,7 @@
 
 #include <gtest/gtest.h>
 
+#include "config/xml_record.h"
 #include "io/file_access.h"
 #include "logging/logger.h"
 #include "mu/http_reply.h"
@@ -54,6 +55,10 @@ TEST(Slots, AreInOrder)
     EXPECT_EQ(Slot(&ITextLogger::LogMessageF), 4U);
     EXPECT_EQ(Slot(&ITextLogger::LogMessageV), 5U);
     EXPECT_EQ(Slot(&IWebServerExtContext::Write), 2U);
+    EXPECT_EQ(Slot(&IXMLAble::ToXML), 0U);
+    EXPECT_EQ(Slot(&IXMLAble::FromXML), 1U);
+    EXPECT_EQ(Slot(&IXMLAble::GetExtraBinaryData), 2U);
+    EXPECT_EQ(Slot(&IXMLAble::GetXMLMessageType), 3U);
 }
 
 } // namespace
