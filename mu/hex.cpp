@@ -1,7 +1,26 @@
 #include "mu/hex.h"
 
+#include <algorithm>
+#include <bit>
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <exception>
+
+#include "mu/characters.h"
+#include "mu/lengths.h"
+#include "mu/text.h"
+
 namespace
 {
+
+template <typename TChar>
+int ReadTwoDigits(const TChar* pText)
+{
+    const int iHigh = mu::HexCharToInt(pText[0]);
+    const int iLow = iHigh < 0 ? -1 : mu::HexCharToInt(pText[1]);
+    return iLow < 0 ? -1 : iHigh << 4 | iLow;
+}
 
 template <typename TChar>
 int ReadHex(const TChar* pText, int iMaxLength)
@@ -19,10 +38,126 @@ int ReadHex(const TChar* pText, int iMaxLength)
     return static_cast<int>(uValue);
 }
 
+// Data are converted in blocks by plain loops, each one step for all bytes of the block, that
+// compilers turn into vector instructions.
+constexpr std::size_t kBlock = 32;
+static_assert(std::endian::native == std::endian::little);
+
+/// uToLetter is what the letter of a digit above 9 has more than that digit and '0'.
+void EncodeBlock(const unsigned char* puData, unsigned char uToLetter, char* szOut)
+{
+    std::uint16_t pairs[kBlock];
+    for (std::size_t i = 0; i < kBlock; ++i)
+    {
+        pairs[i] = static_cast<std::uint16_t>((puData[i] >> 4 | puData[i] << 8) & 0x0F0F);
+    }
+    unsigned char digits[2 * kBlock];
+    std::memcpy(digits, pairs, sizeof(digits));
+    for (unsigned char& uDigit : digits)
+    {
+        const auto uLetter = static_cast<unsigned char>(uDigit + '0' + uToLetter);
+        uDigit = uDigit > 9 ? uLetter : static_cast<unsigned char>(uDigit + '0');
+    }
+    std::memcpy(szOut, digits, sizeof(digits));
+}
+
+void Encode(const unsigned char* puData, std::size_t uLength, mu::ELetterCase eCase, char* szOut)
+{
+    const unsigned char uToLetter = (eCase == mu::ELC_UPPER ? 'A' : 'a') - '0' - 10;
+    for (; uLength >= kBlock; uLength -= kBlock, puData += kBlock, szOut += 2 * kBlock)
+    {
+        EncodeBlock(puData, uToLetter, szOut);
+    }
+    if (uLength > 0)
+    {
+        unsigned char data[kBlock] = {};
+        char szText[2 * kBlock];
+        std::memcpy(data, puData, uLength);
+        EncodeBlock(data, uToLetter, szText);
+        std::memcpy(szOut, szText, 2 * uLength);
+    }
+}
+
+/// Returns false, with the output undefined, if the text has anything but digits.
+bool DecodeBlock(const char* szText, unsigned char* puOut)
+{
+    unsigned char digits[2 * kBlock];
+    unsigned char uWorst = 0;
+    for (std::size_t i = 0; i < 2 * kBlock; ++i)
+    {
+        const auto uChar = static_cast<unsigned char>(szText[i]);
+        // 0 to 9 for '0' to '9' alone, and 4 to 9 for the letters alone.
+        const auto uDigit = static_cast<unsigned char>(uChar - '0');
+        const auto uLetter = static_cast<unsigned char>(((uChar - 1) | 0x20) - ('a' - 1 - 4));
+        uWorst = std::max(uWorst, std::min(uDigit, uLetter));
+        digits[i] = std::min(uDigit, static_cast<unsigned char>(uLetter + 6));
+    }
+    std::uint16_t pairs[kBlock];
+    std::memcpy(pairs, digits, sizeof(digits));
+    for (std::size_t i = 0; i < kBlock; ++i)
+    {
+        // The low digit is the higher byte, and the high digit comes above it.
+        puOut[i] = static_cast<unsigned char>(static_cast<std::uint16_t>(pairs[i] * 0x1001U) >> 8);
+    }
+    return uWorst <= 9;
+}
+
+void Decode(const char* szText, std::size_t uBytes, unsigned char* puOut)
+{
+    while (uBytes > 0)
+    {
+        const std::size_t uPart = std::min(uBytes, kBlock);
+        char szPadded[2 * kBlock];
+        unsigned char block[kBlock];
+        const char* pBlock = szText;
+        if (uPart < kBlock)
+        {
+            std::memset(szPadded, '0', sizeof(szPadded));
+            std::memcpy(szPadded, szText, 2 * uPart);
+            pBlock = szPadded;
+        }
+        if (!DecodeBlock(pBlock, block))
+        {
+            for (std::size_t i = 0; i < uPart; ++i)
+            {
+                block[i] = static_cast<unsigned char>(ReadTwoDigits(pBlock + 2 * i));
+            }
+        }
+        std::memcpy(puOut, block, uPart);
+        szText += 2 * uPart;
+        puOut += uPart;
+        uBytes -= uPart;
+    }
+}
+
+using TToHex = void (*)(const void* pData, int iLength, mu::ELetterCase eCase, char* szOut);
+
+void ToHexString(TToHex ToHex, const void* pData, int iLength, mu::ELetterCase eCase,
+                 std::string& strOut)
+try
+{
+    strOut.resize(2 * mu::UnitCount(iLength));
+    ToHex(pData, iLength, eCase, strOut.data());
+}
+catch (const std::exception&) // no memory
+{
+    strOut.clear();
+}
+
 } // namespace
 
 namespace mu
 {
+
+int HexTwoCharsToInt(const char* szText)
+{
+    return ReadTwoDigits(szText);
+}
+
+int HexTwoCharsToInt(const wchar_t* wszText)
+{
+    return ReadTwoDigits(wszText);
+}
 
 int HexCharsToInt(const char* szText, int iMaxLength)
 {
@@ -32,6 +167,122 @@ int HexCharsToInt(const char* szText, int iMaxLength)
 int HexCharsToInt(const wchar_t* wszText, int iMaxLength)
 {
     return ReadHex(wszText, iMaxLength);
+}
+
+void Int64ToHexDisplay(long long llValue, std::wstring& wsOut)
+try
+{
+    const auto ullValue = static_cast<unsigned long long>(llValue);
+    wsOut.resize(16);
+    for (std::size_t i = 0; i < wsOut.size(); ++i)
+    {
+        wsOut[i] =
+            static_cast<wchar_t>(IntToHexChar(static_cast<int>(ullValue >> (60 - 4 * i) & 0xF)));
+    }
+}
+catch (const std::exception&) // no memory
+{
+    wsOut.clear();
+}
+
+void BufferToHex(const void* pData, int iLength, ELetterCase eCase, char* szOut)
+{
+    Encode(static_cast<const unsigned char*>(pData), UnitCount(iLength), eCase, szOut);
+}
+
+void BufferToHex(const void* pData, int iLength, ELetterCase eCase, std::string& strOut)
+{
+    ToHexString(BufferToHex, pData, iLength, eCase, strOut);
+}
+
+void BufferToHexRev(const void* pData, int iLength, ELetterCase eCase, char* szOut)
+{
+    const auto* const puData = static_cast<const unsigned char*>(pData);
+    unsigned char block[kBlock];
+    for (std::size_t uLeft = UnitCount(iLength); uLeft > 0;)
+    {
+        const std::size_t uPart = std::min(uLeft, kBlock);
+        std::reverse_copy(puData + uLeft - uPart, puData + uLeft, block);
+        Encode(block, uPart, eCase, szOut);
+        szOut += 2 * uPart;
+        uLeft -= uPart;
+    }
+}
+
+void BufferToHexRev(const void* pData, int iLength, ELetterCase eCase, std::string& strOut)
+{
+    ToHexString(BufferToHexRev, pData, iLength, eCase, strOut);
+}
+
+int HexToBin(const char* szText, int iLength, void* pOut)
+{
+    const std::size_t uBytes = UnitCount(iLength) / 2;
+    Decode(szText, uBytes, static_cast<unsigned char*>(pOut));
+    return static_cast<int>(uBytes);
+}
+
+int HexToBinRev(const char* szText, int iLength, void* pOut)
+{
+    const std::size_t uBytes = UnitCount(iLength) / 2;
+    unsigned char block[kBlock];
+    for (std::size_t uLeft = uBytes; uLeft > 0;)
+    {
+        const std::size_t uPart = std::min(uLeft, kBlock);
+        Decode(szText, uPart, block);
+        uLeft -= uPart;
+        std::reverse_copy(block, block + uPart, static_cast<unsigned char*>(pOut) + uLeft);
+        szText += 2 * uPart;
+    }
+    return static_cast<int>(uBytes);
+}
+
+int HexDump(const void* pData, int iLength, char* szOut, int iCapacity)
+{
+    if (iCapacity < 1)
+    {
+        return 0;
+    }
+    constexpr std::size_t kPerLine = 16;
+    const auto* puData = static_cast<const unsigned char*>(pData);
+    const std::size_t uLength = UnitCount(iLength);
+    int iDone = 0;
+    szOut[0] = '\0';
+    for (std::size_t uStart = 0; uStart < uLength; uStart += kPerLine)
+    {
+        char szHex[3 * kPerLine + 3];
+        char szText[kPerLine + 2];
+        char* pHex = szHex;
+        char* pText = szText;
+        for (std::size_t i = 0; i < kPerLine && uStart + i < uLength; ++i)
+        {
+            const unsigned char uByte = puData[uStart + i];
+            *pHex++ = IntToHexChar(uByte >> 4);
+            *pHex++ = IntToHexChar(uByte & 0xF);
+            *pHex++ = ' ';
+            *pText++ = IsAlphaNumeric(static_cast<wchar_t>(uByte)) ? static_cast<char>(uByte) : '.';
+            if (i == kPerLine / 2 - 1)
+            {
+                *pHex++ = ' ';
+                *pHex++ = ' ';
+                *pText++ = ' ';
+            }
+        }
+        *pHex = '\0';
+        *pText = '\0';
+
+        char szOffset[2 * sizeof(uStart) + 1];
+        SNPrintF(szOffset, sizeof(szOffset), "%.4zx", uStart);
+        char szLine[96];
+        const int iLine =
+            SNPrintF(szLine, sizeof(szLine), "[%4.4s]   %-50.50s  %s\r\n", szOffset, szHex, szText);
+        if (iLine >= iCapacity - iDone)
+        {
+            break;
+        }
+        std::memcpy(szOut + iDone, szLine, UnitCount(iLine) + 1);
+        iDone += iLine;
+    }
+    return iDone;
 }
 
 } // namespace mu

@@ -32,6 +32,94 @@ TEST(Hex, ReadsDigitsInThirtyTwoBits)
     }
     EXPECT_EQ(mu::HexCharsToInt("180000000", 9), INT_MIN);
     EXPECT_EQ(mu::HexCharToInt(L'\x131'), -1) << "a digit in its low byte only";
+    EXPECT_EQ(mu::HexTwoCharsToInt("aF"), 0xAF);
+    EXPECT_EQ(mu::HexTwoCharsToInt(L"1\x131"), -1);
+    EXPECT_EQ(mu::HexTwoCharsToInt(""), -1);
+}
+
+TEST(Hex, WritesDigits)
+{
+    EXPECT_EQ(mu::IntToHexChar(-1), '\0');
+    EXPECT_EQ(mu::IntToHexChar(16), '\0');
+    std::wstring wsText;
+    mu::Int64ToHexDisplay(-0x123456789ABCDEF, wsText);
+    EXPECT_EQ(wsText, L"FEDCBA9876543211");
+    std::string strText;
+    mu::BufferToHex("\x1A\xF0", 2, static_cast<mu::ELetterCase>(7), strText);
+    EXPECT_EQ(strText, "1af0");
+    mu::BufferToHexRev("\x1A\xF0", 2, mu::ELC_UPPER, strText);
+    EXPECT_EQ(strText, "F01A");
+    mu::BufferToHex("\x1A", -1, mu::ELC_UPPER, strText);
+    EXPECT_EQ(strText, "");
+}
+
+TEST(Hex, AnyLengthThereAndBack)
+{
+    for (int iLength = 0; iLength < 100; ++iLength)
+    {
+        SCOPED_TRACE(iLength);
+        std::string strData;
+        std::string strExpected;
+        for (int i = 0; i < iLength; ++i)
+        {
+            const int iByte = (i * 151 + iLength) & 0xFF;
+            strData += static_cast<char>(iByte);
+            strExpected += {mu::IntToHexChar(iByte >> 4), mu::IntToHexChar(iByte & 0xF)};
+        }
+        const std::string strReversed(strData.rbegin(), strData.rend());
+        std::string strText(strExpected.size() + 1, '*');
+        mu::BufferToHex(strData.data(), iLength, mu::ELC_UPPER, strText.data());
+        EXPECT_EQ(strText, strExpected + '*');
+        mu::BufferToHexRev(strReversed.data(), iLength, mu::ELC_UPPER, strText.data());
+        EXPECT_EQ(strText, strExpected + '*');
+
+        std::string strOut(strData.size() + 1, '*');
+        EXPECT_EQ(mu::HexToBin(strText.data(), 2 * iLength + 1, strOut.data()), iLength);
+        EXPECT_EQ(strOut, strData + '*');
+        EXPECT_EQ(mu::HexToBinRev(strText.data(), 2 * iLength, strOut.data()), iLength);
+        EXPECT_EQ(strOut, strReversed + '*');
+    }
+    EXPECT_EQ(mu::HexToBin("11", -2, nullptr), 0);
+}
+
+TEST(Hex, APairThatIsNotTwoDigitsIsAllOnes)
+{
+    for (int iChar = 0; iChar < 256; ++iChar)
+    {
+        std::string strText(70, '0');
+        std::string strExpected(35, '\0');
+        for (const std::size_t uPlace : {2U, 67U}) // in a block, and behind it
+        {
+            strText[uPlace] = static_cast<char>(iChar);
+            strExpected[uPlace / 2] =
+                static_cast<char>(mu::HexTwoCharsToInt(&strText[uPlace & ~1U]));
+        }
+        std::string strOut(35, '*');
+        mu::HexToBin(strText.data(), 70, strOut.data());
+        EXPECT_EQ(strOut, strExpected) << iChar;
+    }
+}
+
+TEST(Hex, DumpsWholeLines)
+{
+    const std::string strData = "Az09\0\xFF-\n\x80"s + std::string(0xFFFF, '~');
+    const std::string strLines =
+        "[0000]   41 7A 30 39 00 FF 2D 0A   80 7E 7E 7E 7E 7E 7E 7E   Az09.... ........\r\n"
+        "[0010]   7E 7E 7E 7E 7E 7E 7E 7E                             ........ \r\n";
+    for (int iCapacity = -1; iCapacity < 160; ++iCapacity)
+    {
+        std::string strOut(160, '*');
+        const int iDone = mu::HexDump(strData.data(), 24, strOut.data(), iCapacity);
+        EXPECT_EQ(iDone, iCapacity > 152 ? 152 : iCapacity > 80 ? 80 : 0) << iCapacity;
+        std::string strExpected = strLines.substr(0, static_cast<std::size_t>(iDone));
+        strExpected += iCapacity > 0 ? "\0"s : "";
+        strExpected.resize(160, '*');
+        EXPECT_EQ(strOut, strExpected);
+    }
+    std::string strOut(400000, '*');
+    const int iDone = mu::HexDump(strData.data(), 0x10001, strOut.data(), 400000);
+    EXPECT_EQ(strOut.substr(static_cast<std::size_t>(iDone) - 64, 64),
+              "[1000]   7E" + std::string(50, ' ') + ".\r\n");
 }
 
 } // namespace

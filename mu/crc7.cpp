@@ -1,0 +1,79 @@
+#include "mu/crc7.h"
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+
+namespace
+{
+
+constexpr std::array<unsigned char, 256> kTable = []
+{
+    std::array<unsigned char, 256> table{};
+    for (unsigned int uByte = 0; uByte < table.size(); ++uByte)
+    {
+        unsigned int uCrc = uByte; // the register's seven bits above an empty one
+        for (int iBit = 0; iBit < 8; ++iBit)
+        {
+            uCrc = (uCrc & 0x80U) != 0 ? (uCrc ^ 0x89U) << 1 : uCrc << 1;
+        }
+        table[uByte] = static_cast<unsigned char>(uCrc >> 1 & 0x7FU);
+    }
+    return table;
+}();
+
+unsigned char AddByBytes(unsigned char uCrc, const unsigned char* pData, std::size_t uLength)
+{
+    for (std::size_t i = 0; i < uLength; ++i)
+    {
+        uCrc = kTable[static_cast<unsigned char>(uCrc << 1) ^ pData[i]];
+    }
+    return uCrc;
+}
+
+// The generator is primitive, so it divides x^127 - 1: bits 127 places apart count the same, and so
+// do bytes. Data of any length has the sum of its rows of 127 bytes, combined by exclusive or.
+constexpr std::size_t kRow = 127;
+// The same of rows eight times as long, which are whole words.
+constexpr std::size_t kWordRow = kRow * sizeof(std::uint64_t);
+
+using TAdd = unsigned char (*)(unsigned char uCrc, const unsigned char* pData, std::size_t uLength);
+
+/// Adds rows of kBytes, of which there are at least two to be worth it, as one; then the rest.
+template <std::size_t kBytes, typename TWord, TAdd AddRest>
+unsigned char AddByRows(unsigned char uCrc, const unsigned char* pData, std::size_t uLength)
+{
+    if (uLength >= 2 * kBytes)
+    {
+        TWord row[kBytes / sizeof(TWord)];
+        std::memcpy(row, pData, kBytes);
+        for (; uLength >= 2 * kBytes; uLength -= kBytes)
+        {
+            pData += kBytes;
+            for (std::size_t i = 0; i < kBytes / sizeof(TWord); ++i)
+            {
+                TWord word;
+                std::memcpy(&word, pData + i * sizeof(TWord), sizeof(TWord));
+                row[i] ^= word;
+            }
+        }
+        uCrc = AddRest(uCrc, reinterpret_cast<const unsigned char*>(row), kBytes);
+        pData += kBytes;
+        uLength -= kBytes;
+    }
+    return AddRest(uCrc, pData, uLength);
+}
+
+} // namespace
+
+namespace mu
+{
+
+unsigned char CalcCRC7(unsigned char uCrc, const void* pData, unsigned int uLength)
+{
+    return AddByRows<kWordRow, std::uint64_t, AddByRows<kRow, unsigned char, AddByBytes>>(
+        uCrc, static_cast<const unsigned char*>(pData), uLength);
+}
+
+} // namespace mu
