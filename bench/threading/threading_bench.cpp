@@ -1,3 +1,4 @@
+#include <chrono>
 #include <future>
 #include <mutex>
 #include <thread>
@@ -7,6 +8,7 @@
 
 #include "diagnostics/function_state.h"
 #include "threading/mutex.h"
+#include "threading/precise_timer.h"
 #include "threading/wait_time.h"
 
 namespace
@@ -64,8 +66,33 @@ void PairStd(benchmark::State& state)
     }
 }
 
+// The microseconds that have passed.
+
+void TimerZor(benchmark::State& state)
+{
+    CPreciseTimer timer;
+    timer.StartTimer();
+    for (auto _ : state)
+    {
+        benchmark::DoNotOptimize(timer.GetTime());
+    }
+}
+
+void TimerStd(benchmark::State& state)
+{
+    const auto start = std::chrono::steady_clock::now();
+    for (auto _ : state)
+    {
+        const auto elapsed = std::chrono::steady_clock::now() - start;
+        benchmark::DoNotOptimize(
+            std::chrono::duration_cast<std::chrono::microseconds>(elapsed).count());
+    }
+}
+
 BENCHMARK(PairZor)->Name("Mutex/lock+unlock/zor");
 BENCHMARK(PairPosix)->Name("Mutex/lock+unlock/pthread");
 BENCHMARK(PairStd)->Name("Mutex/lock+unlock/std");
+BENCHMARK(TimerZor)->Name("Timer/GetTime/zor");
+BENCHMARK(TimerStd)->Name("Timer/GetTime/std");
 
 } // namespace
