@@ -34,6 +34,17 @@ void CEasyXML::Release()
     }
 }
 
+CEasyXML CEasyXML::Clone() const
+{
+    CEasyXML clone;
+    clone.EnableXMLHeaderTag(IsXMLHeaderTagEnabled());
+    if (Tree().GetRoot() != nullptr)
+    {
+        clone.Tree().AppendClone(Tree().GetRoot(), nullptr);
+    }
+    return clone;
+}
+
 CEasyXMLNode CEasyXML::GetRoot() const
 {
     return CEasyXMLNode(Tree().GetRoot());

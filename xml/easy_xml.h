@@ -17,6 +17,9 @@ public:
     CEasyXML& operator=(const CEasyXML& other);
     ~CEasyXML();
 
+    /// A document of its own with the same contents, for a thread of its own.
+    CEasyXML Clone() const;
+
     /// The root element; invalid when there is none.
     CEasyXMLNode GetRoot() const;
     /// A new root, in place of the one there was, which is freed. A non-empty URI is declared for

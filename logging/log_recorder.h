@@ -1,0 +1,95 @@
+#ifndef ZOR_LOGGING_LOG_RECORDER_H
+#define ZOR_LOGGING_LOG_RECORDER_H
+
+#include <atomic>
+#include <deque>
+#include <string>
+
+#include "logging/logger.h"
+#include "logging/logging_parameters.h"
+#include "threading/mutex.h"
+#include "xml/easy_xml.h"
+
+/// Keeps the most recent messages in memory, as documents with their times of arrival. Abstract:
+/// the application derives from it and decides, with AddRef() and Release(), how long it lives.
+///
+/// Its logging parameters say which severities it keeps (from the log severity on) and how many
+/// messages: the oldest go; 0 or less is no limit. They are loaded while no other thread logs.
+///
+/// A message is a document: the root "zor:Message" with the attribute "zor:Text", children
+/// "zor:Parameter" with the attributes "zor:Name" and "zor:Value", and other children, which are
+/// nested messages of the same form. The recorder keeps copies that nobody else touches.
+///
+/// Any thread may log, and no logging thread waits: a message that finds the recorder busy, or no
+/// memory, is lost. How many were is told by a message of its own before the next one that is kept.
+class CLogRecorder : public IXMLLogger, public ITextLogger, public SLoggingParameters
+{
+public:
+    struct SLogMessageRec
+    {
+        unsigned long long m_ullTime; ///< seconds since 1970-01-01, UTC
+        CEasyXML m_exmlMessage;
+    };
+
+    Severity GetLowestLoggerServerity() override;
+    void SetLowestLogSeverity(Severity eSeverity);
+
+    void LogMessage(Severity eSeverity, CEasyXML& exmlMessage) override;
+    void LogMessage(Severity eSeverity, const char* szText) override;
+    /// Texts longer than 499 bytes are cut.
+    void LogMessageF(Severity eSeverity, const char* szFormat, ...) override
+        __attribute__((format(printf, 3, 4)));
+    void LogMessageV(Severity eSeverity, const char* szFormat, va_list args) override
+        __attribute__((format(printf, 3, 0)));
+    /// Whatever its severity.
+    void LogMessage(CEasyXML& exmlMessage);
+
+    /// Makes the message of a UTF-8 text in an empty document.
+    static void GetXMLLogMessage(const char* szText, CEasyXML& exmlMessage);
+
+    // The questions below wait for the lock.
+
+    int GetNumberOfMessages();
+    /// Ever kept, those included that had to go.
+    int GetTotalMessageCount();
+    /// One message by its number. Messages count from 0 for the oldest one held while none had to
+    /// go yet (the total is at most the maximum); after that absolutely, from the first one ever
+    /// kept, iCount being how many the caller takes to be held. The results are the caller's own.
+    /// False, with nothing changed, if the message is not held.
+    bool GetLogMessage(int iIndex, int iCount, unsigned long long& ullTime, CEasyXML& exmlMessage);
+    void Clear(); ///< The counters stay.
+
+    // The forms of what is held, oldest first.
+
+    /// A table of the messages with their own parameters; nested messages are left out. If html,
+    /// which may hold text before, is then longer than iMaxLength bytes, the oldest rows go, but
+    /// never the newest one. Whatever a message says stays text.
+    void AppendHTMLTable(std::string& html, int iMaxLength);
+
+    /// Both make or replace a file, in UTF-8 with a byte-order mark, and take no lock: no other
+    /// thread logs meanwhile. False if the file could not be written.
+    bool SaveInXMLFile(const wchar_t* wszPath);
+    bool SaveInTextFile(const wchar_t* wszPath, const wchar_t* wszLineEnd);
+
+    /// Appends one line for a message, text name="value" name="value", and one for each message
+    /// nested in it. Nested lines are not indented: the depth makes no difference.
+    static void CollectTextMessage(CEasyXMLNode& message, std::wstring& wsOut, int iDepth,
+                                   const std::wstring& wsLineEnd);
+
+protected:
+    CLogRecorder() = default;
+    ~CLogRecorder() override = default;
+
+    CMutualExclusion m_lock; // guards what is kept and the count of it
+
+private:
+    void LogText(const char* szText);
+    void Keep(CEasyXML& exmlMessage);
+    void KeepLocked(CEasyXML& exmlMessage);
+
+    std::deque<SLogMessageRec> m_messages;
+    std::atomic<int> m_iLostMessages{0}; // since they were told last; changed without the lock
+    long long m_llTotalMessages = 0;
+};
+
+#endif

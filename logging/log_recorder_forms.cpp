@@ -1,0 +1,195 @@
+#include <algorithm>
+#include <iterator>
+#include <string_view>
+#include <vector>
+
+#include "io/file_access.h"
+#include "logging/log_recorder.h"
+#include "mu/calendar.h"
+#include "mu/lengths.h"
+#include "mu/text.h"
+#include "mu/unicode.h"
+#include "threading/system_clock.h"
+#include "threading/wait_time.h"
+#include "xml/document_namespace.h"
+#include "xml/entities.h"
+
+namespace
+{
+
+constexpr wchar_t kParameter[] = L"zor:Parameter";
+
+bool IsParameter(const CEasyXMLNode& node)
+{
+    std::wstring wsName;
+    return node.GetName(wsName) && wsName == kParameter;
+}
+
+CEasyXMLNode SkipParameters(CEasyXMLNode node)
+{
+    while (node.IsValid() && IsParameter(node))
+    {
+        node = node.GetNextSibling();
+    }
+    return node;
+}
+
+// name="value" for each parameter, with a blank before or after it.
+void AppendParameters(const CEasyXMLNode& message, std::wstring_view wsBefore,
+                      std::wstring_view wsAfter, std::wstring& wsOut)
+{
+    for (CEasyXMLNode child = message.GetFirstChild(); child.IsValid();
+         child = child.GetNextSibling())
+    {
+        if (IsParameter(child))
+        {
+            std::wstring wsName;
+            std::wstring wsValue;
+            child.GetAttributeValue(L"zor:Name", wsName);
+            child.GetAttributeValue(L"zor:Value", wsValue);
+            wsOut.append(wsBefore).append(wsName).append(L"=\"");
+            wsOut.append(wsValue).append(L"\"").append(wsAfter);
+        }
+    }
+}
+
+void AppendTextLine(const CEasyXMLNode& message, std::wstring& wsOut, const std::wstring& wsLineEnd)
+{
+    std::wstring wsText;
+    if (!message.GetAttributeValue(L"zor:Text", wsText))
+    {
+        message.GetName(wsText);
+        if (wsText == L"zor:Message")
+        {
+            wsText.clear();
+        }
+    }
+    wsOut += wsText;
+    AppendParameters(message, L" ", L"", wsOut);
+    wsOut += wsLineEnd;
+}
+
+void AppendCell(std::wstring& wsText, std::string& html)
+{
+    mu::EscapeXML(wsText);
+    html.append("<td>").append(mu::WideStringToNarrow(wsText)).append("</td>");
+}
+
+bool IsSameDay(const mu::STimeComponents& a, const mu::STimeComponents& b)
+{
+    return a.m_iDay == b.m_iDay && a.m_iMonth == b.m_iMonth && a.m_iYear == b.m_iYear;
+}
+
+} // namespace
+
+void CLogRecorder::CollectTextMessage(CEasyXMLNode& message, std::wstring& wsOut, int,
+                                      const std::wstring& wsLineEnd)
+{
+    AppendTextLine(message, wsOut, wsLineEnd);
+
+    // Documents may be nested deeper than a stack: where to go on, instead of recursion.
+    std::vector<CEasyXMLNode> vecNext;
+    CEasyXMLNode node = SkipParameters(message.GetFirstChild());
+    while (node.IsValid())
+    {
+        AppendTextLine(node, wsOut, wsLineEnd);
+        const CEasyXMLNode nextSibling = SkipParameters(node.GetNextSibling());
+        if (nextSibling.IsValid())
+        {
+            vecNext.push_back(nextSibling);
+        }
+        node = SkipParameters(node.GetFirstChild());
+        if (!node.IsValid() && !vecNext.empty())
+        {
+            node = vecNext.back();
+            vecNext.pop_back();
+        }
+    }
+}
+
+void CLogRecorder::AppendHTMLTable(std::string& html, int iMaxLength)
+{
+    html += "<table border='1'><tr><th>Time</th><th>Message</th><th>Parameters</th></tr>";
+    const std::size_t uFirstRow = html.size();
+    std::vector<std::size_t> vecRows;
+
+    const CMutexProtection lock(m_lock, mu::kInfinite);
+    for (const SLogMessageRec& record : m_messages)
+    {
+        vecRows.push_back(html.size());
+        mu::STimeComponents time;
+        mu::GetLocalTimeComponents(static_cast<long long>(record.m_ullTime), time);
+        std::string strTime;
+        mu::GetTimeComponentsAsString(time, strTime);
+        html.append("<tr><td>").append(strTime).append("</td>");
+
+        const CEasyXMLNode message = record.m_exmlMessage.GetRoot();
+        std::wstring wsText;
+        message.GetAttributeValue(L"zor:Text", wsText);
+        AppendCell(wsText, html);
+        std::wstring wsParameters;
+        AppendParameters(message, L"", L" ", wsParameters);
+        AppendCell(wsParameters, html);
+        html += "</tr>";
+    }
+    html += "</table>";
+
+    if (vecRows.empty() || static_cast<long long>(html.size()) <= iMaxLength)
+    {
+        return;
+    }
+    // Erasing up to a row that begins so far down leaves iMaxLength bytes or fewer.
+    const long long llEnough = static_cast<long long>(html.size() + uFirstRow) - iMaxLength;
+    const auto itKept =
+        std::find_if(vecRows.begin(), vecRows.end() - 1,
+                     [=](std::size_t uRow) { return static_cast<long long>(uRow) >= llEnough; });
+    html.erase(uFirstRow, *itKept - uFirstRow);
+}
+
+bool CLogRecorder::SaveInXMLFile(const wchar_t* wszPath)
+{
+    CEasyXML exmlMessages;
+    CEasyXMLNode root = exmlMessages.AddRoot(L"zor:LogMessages", g_wszDocumentNamespace);
+    for (const SLogMessageRec& record : m_messages)
+    {
+        root.AppendChild(record.m_exmlMessage.GetRoot());
+    }
+    return exmlMessages.SaveToFile(wszPath);
+}
+
+bool CLogRecorder::SaveInTextFile(const wchar_t* wszPath, const wchar_t* wszLineEnd)
+{
+    CFileAccess file;
+    if (!file.Open(wszPath, CFileAccess::FM_CREATE, false))
+    {
+        return false;
+    }
+    bool bWritten = file.WriteUTF8Header();
+    const std::wstring wsLineEnd(wszLineEnd != nullptr ? wszLineEnd : L"");
+    mu::STimeComponents previous;
+    for (const SLogMessageRec& record : m_messages)
+    {
+        mu::STimeComponents time;
+        mu::GetLocalTimeComponents(static_cast<long long>(record.m_ullTime), time);
+        std::wstring wsLines;
+        wchar_t wszTime[80];
+        if (&record == &m_messages.front() || !IsSameDay(time, previous))
+        {
+            mu::SWPrintF(wszTime, static_cast<int>(std::size(wszTime)),
+                         L"Date (dd/mm/yyyy): %02d/%02d/%04d", time.m_iDay, time.m_iMonth,
+                         time.m_iYear);
+            wsLines.append(wszTime).append(wsLineEnd);
+        }
+        previous = time;
+        mu::SWPrintF(wszTime, static_cast<int>(std::size(wszTime)), L"%02d:%02d:%02d ",
+                     time.m_iHour, time.m_iMinute, time.m_iSecond);
+        wsLines += wszTime;
+        CEasyXMLNode message = record.m_exmlMessage.GetRoot();
+        CollectTextMessage(message, wsLines, 0, wsLineEnd);
+
+        const std::string strLines = mu::WideStringToNarrow(wsLines);
+        const int iLength = mu::IntCount(strLines.size());
+        bWritten = bWritten && file.Write(strLines.data(), iLength) == iLength;
+    }
+    return bWritten;
+}

@@ -1,0 +1,24 @@
+#ifndef ZOR_TESTS_SUPPORT_FAKE_TIME_H
+#define ZOR_TESTS_SUPPORT_FAKE_TIME_H
+
+#include <cstdlib>
+#include <ctime>
+
+extern long long g_llFakeTime;
+
+/// What time() answers for a scope in a test that links fake_time.cpp, in seconds since 1970-01-01,
+/// UTC, and the time zone (POSIX TZ). Threads that ask start after a change.
+class CFakeTime
+{
+public:
+    explicit CFakeTime(long long llTime, const char* szZone = "UTC0")
+    {
+        ::setenv("TZ", szZone, 1);
+        ::tzset();
+        Set(llTime);
+    }
+    ~CFakeTime() { Set(-1); }
+    static void Set(long long llTime) { g_llFakeTime = llTime; }
+};
+
+#endif
