@@ -133,20 +133,18 @@ TEST(Clock, IsSetAsFarAsItGoes)
 TEST(ClockFallBack, TakesTheWallClockAndHidesItsJumps)
 {
     mu::InitTimersSet();
-    {
-        CPreciseTimer timer;
-        timer.StartTimer();
-        CLineLogger logger;
-        g_strFailing = "read";
-        timer.UpdateElapsed();
-        const std::string strLine = "3 Get time clk=1 result=-1, errno=" + ErrorText(EPERM);
-        EXPECT_EQ(logger.TakeLines(), std::vector<std::string>{strLine});
-        g_llWall += 7'000;
-        EXPECT_EQ(timer.GetTime(), 7);
-        mu::SetCurrentLocalTimeComponents({2030, 1, 1, 0, 0, 0});
-        EXPECT_EQ(timer.GetTime(), 7);
-        EXPECT_EQ(mu::GetTimestamp(), g_llWall / 1'000);
-    }
+    CPreciseTimer timer;
+    timer.StartTimer();
+    CLineLogger logger;
+    g_strFailing = "read";
+    timer.UpdateElapsed();
+    const std::string strLine = "3 Get time clk=1 result=-1, errno=" + ErrorText(EPERM);
+    EXPECT_EQ(logger.TakeLines(), std::vector<std::string>{strLine});
+    g_llWall += 7'000;
+    EXPECT_EQ(timer.GetTime(), 7);
+    mu::SetCurrentLocalTimeComponents({2030, 1, 1, 0, 0, 0});
+    EXPECT_EQ(timer.GetTime(), 7);
+    EXPECT_EQ(mu::GetTimestamp(), g_llWall / 1'000);
     mu::DeleteTimersSet();
 }
 

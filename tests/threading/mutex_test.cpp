@@ -4,11 +4,10 @@
 
 #include <gtest/gtest.h>
 
-#include "logging/logger.h"
 #include "tests/support/failing_heap.h"
 #include "tests/threading/threads.h"
-#include "threading/auto_delete.h"
 #include "threading/event.h"
+#include "threading/wait_time.h"
 
 namespace
 {
@@ -52,30 +51,6 @@ TEST(Mutex, ZeroTriesAndEverythingElseWaitsWithoutLimit)
     own.Unlock();
     other.join();
     EXPECT_FALSE(mutex.IsLocked());
-}
-
-struct SFlagged : ISticky
-{
-    explicit SFlagged(bool& bDestroyed) : m_bDestroyed(bDestroyed) {}
-    bool& m_bDestroyed;
-
-protected:
-    ~SFlagged() { m_bDestroyed = true; }
-};
-
-TEST(AutoDelete, GoesWithTheLastReferenceOnWhicheverThread)
-{
-    for (int iRound = 0; iRound < 500; ++iRound)
-    {
-        bool bDestroyed = false;
-        auto* const pCounted = new AutoDeleteThreadObjectImpl<SFlagged>(bDestroyed);
-        EXPECT_EQ(pCounted->AddRef(), 1);
-        EXPECT_EQ(pCounted->AddRef(), 2);
-        std::thread other = StartTraced([=] { pCounted->Release(); });
-        EXPECT_GE(pCounted->Release(), 0);
-        other.join();
-        ASSERT_TRUE(bDestroyed);
-    }
 }
 
 TEST(Mutex, WithoutMemoryIsNeverLocked)
