@@ -1,0 +1,37 @@
+#include "io/copy_stream_thread.h"
+
+#include <memory>
+#include <new>
+
+CCopyStreamThread::CCopyStreamThread(IStreamReader* psrReader, IStreamWriter* pswWriter)
+    : m_psrReader(psrReader), m_pswWriter(pswWriter), m_ssReader(psrReader), m_ssWriter(pswWriter)
+{
+}
+
+bool CCopyStreamThread::Start(IStreamReader* psrReader, IStreamWriter* pswWriter)
+try
+{
+    std::unique_ptr<CCopyStreamThread> pThread(new CCopyStreamThread(psrReader, pswWriter));
+    // From its start on the object is the thread's, which may have freed it already.
+    CCopyStreamThread* const pStarted = pThread.release();
+    if (!pStarted->StartThread("Copy Stream", nullptr, nullptr))
+    {
+        delete pStarted;
+        return false;
+    }
+    return true;
+}
+catch (const std::bad_alloc&)
+{
+    return false;
+}
+
+int CCopyStreamThread::ThreadMain(void* /*pParam*/)
+{
+    const std::unique_ptr<CCopyStreamThread> pSelf(this); // freed after the entry below is closed
+    CFunctionSwitch fsMain("CST::thMain");
+    CFunctionParam fpReader(fsMain, "m_psrReader", m_psrReader);
+
+    m_psrReader->WriteTo(m_pswWriter);
+    return 0;
+}

@@ -1,0 +1,419 @@
+#include "io/safe_stream_buffer.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <cstdio>
+#include <limits>
+#include <new>
+#include <utility>
+
+#include "diagnostics/function_state.h"
+#include "threading/wait_time.h"
+
+namespace
+{
+
+/// Negative when the end lies before the start; as large as an int where it is far behind it.
+int SizeBetween(const void* pStart, const void* pEnd)
+{
+    const auto iSize = static_cast<const char*>(pEnd) - static_cast<const char*>(pStart);
+    return static_cast<int>(std::clamp<std::ptrdiff_t>(iSize, -1, std::numeric_limits<int>::max()));
+}
+
+} // namespace
+
+// A buffer whose lock could not be made never gets memory, so that it has nothing to guard.
+
+CSafeStreamBuffer::CSafeStreamBuffer()
+{
+    Thaw();
+}
+
+CSafeStreamBuffer::~CSafeStreamBuffer() = default;
+
+int CSafeStreamBuffer::OffsetOf(const void* pBlock) const
+{
+    const auto uOffset =
+        reinterpret_cast<std::uintptr_t>(pBlock) - reinterpret_cast<std::uintptr_t>(m_pMemory);
+    return uOffset < static_cast<std::uintptr_t>(m_ring.GetSize()) ? static_cast<int>(uOffset)
+                                                                   : CBlockRing::kNone;
+}
+
+bool CSafeStreamBuffer::CanWrite() const
+{
+    const bool bReaderInStoppedBlock = m_pReadBlockHeld != nullptr && m_bReadBlockInvalid;
+    return m_bEnabled && !m_bFrozen && !bReaderInStoppedBlock;
+}
+
+bool CSafeStreamBuffer::IsReadable() const
+{
+    return m_bEndOfStream || (m_ring.HasData() && !m_bFrozen);
+}
+
+// The event is signalled as soon as it has to be. It is reset only when somebody is about to wait:
+// data that come and go while the reader is awake cost neither a signal nor a reset.
+void CSafeStreamBuffer::SignalIfReadable()
+{
+    if (!m_bSignalled && IsReadable())
+    {
+        m_bSignalled = true;
+        m_weData.Signal();
+    }
+}
+
+bool CSafeStreamBuffer::WaitForSignal(CMutexProtection& mpState, unsigned long dwMilliseconds)
+{
+    if (m_bSignalled && !IsReadable())
+    {
+        m_bSignalled = false;
+        m_weData.Reset();
+    }
+    mpState.Unlock();
+    return m_weData.Wait(dwMilliseconds);
+}
+
+void* CSafeStreamBuffer::HandOutWriteBlock(int iOffset, int iSize)
+{
+    if (iOffset == CBlockRing::kNone)
+    {
+        return nullptr;
+    }
+    m_bWriteBlockInvalid = false;
+    m_iWriteBlockHeld = iSize;
+    return At(iOffset);
+}
+
+void* CSafeStreamBuffer::HandOutReadBlock(int& iSize)
+{
+    m_bReadBlockInvalid = false;
+    void* const pBlock = At(m_ring.GetBlockToRead(iSize));
+    m_pReadBlockHeld = pBlock;
+    return pBlock;
+}
+
+void* CSafeStreamBuffer::AllocateBlock(int iSize)
+{
+    CFunctionSwitch fsAllocate("SSB::AlcBlk");
+    CFunctionParam fpSize(fsAllocate, "iSize", iSize);
+
+    CMutexProtection mpState(m_mutex, mu::kInfinite);
+    return CanWrite() ? HandOutWriteBlock(m_ring.Allocate(iSize), iSize) : nullptr;
+}
+
+void* CSafeStreamBuffer::AllocateBlockResizeIfNeeded(int iSize)
+{
+    CFunctionSwitch fsAllocate("SSB::ABRIN");
+    CFunctionParam fpSize(fsAllocate, "iSize", iSize);
+
+    if (NeedsToGrow(iSize))
+    {
+        SetBufferSize(iSize);
+    }
+    return AllocateBlock(iSize);
+}
+
+bool CSafeStreamBuffer::NeedsToGrow(int iSize) const
+{
+    const CMutexProtection mpState(m_mutex, mu::kInfinite);
+    const bool bExternal = m_pMemory != nullptr && m_pInternal == nullptr;
+    return iSize > m_ring.GetSize() && !bExternal && CanWrite();
+}
+
+template <class TCommit>
+bool CSafeStreamBuffer::GiveWriteBlockBack(int iSize, TCommit commit)
+{
+    const CMutexProtection mpState(m_mutex, mu::kInfinite);
+    m_iWriteBlockHeld = 0;
+    if (iSize == 0)
+    {
+        return true;
+    }
+    if (!m_bEnabled || m_bFrozen || m_bWriteBlockInvalid || !commit())
+    {
+        return false;
+    }
+    SignalIfReadable();
+    return true;
+}
+
+bool CSafeStreamBuffer::CommitWrittenBlock(void* pBlock, int iCommittedSize, int iAllocatedSize)
+{
+    CFunctionSwitch fsCommit("SSB::CWB");
+    CFunctionParam fpCommittedSize(fsCommit, "iCommittedSize", iCommittedSize);
+    CFunctionParam fpAllocatedSize(fsCommit, "iAllocatedSize", iAllocatedSize);
+
+    return GiveWriteBlockBack(
+        iCommittedSize,
+        [&] { return m_ring.CommitWritten(OffsetOf(pBlock), iCommittedSize, iAllocatedSize); });
+}
+
+bool CSafeStreamBuffer::CommitWrittenBlockBufferOverflow(void* pBlock, int iSize)
+{
+    return GiveWriteBlockBack(iSize,
+                              [&] { return m_ring.CommitWrittenOverEnd(OffsetOf(pBlock), iSize); });
+}
+
+bool CSafeStreamBuffer::CommitWrittenBlockByEndPtr(void* pBlock, const void* pEnd,
+                                                   int iAllocatedSize)
+{
+    return CommitWrittenBlock(pBlock, SizeBetween(pBlock, pEnd), iAllocatedSize);
+}
+
+void CSafeStreamBuffer::SetEndOfStream()
+{
+    CMutexProtection mpState(m_mutex, mu::kInfinite);
+    m_bEndOfStream = true;
+    SignalIfReadable();
+}
+
+void* CSafeStreamBuffer::GetBlockToRead(int& iSize)
+{
+    CFunctionSwitch fsGet("SSB::GBTR");
+    CFunctionParam fpDataIsAvailable(fsGet, "m_bDataIsAvailable", m_ring.HasData());
+
+    iSize = 0;
+    for (;;)
+    {
+        CMutexProtection mpState(m_mutex, mu::kInfinite);
+        m_pReadBlockHeld = nullptr;
+        if (!m_bEnabled)
+        {
+            return nullptr;
+        }
+        if (m_ring.HasData() && !m_bFrozen)
+        {
+            return HandOutReadBlock(iSize);
+        }
+        if (m_bEndOfStream)
+        {
+            return nullptr;
+        }
+        if (!WaitForSignal(mpState, mu::kInfinite)) // only an event that could not be made
+        {
+            return nullptr;
+        }
+    }
+}
+
+void* CSafeStreamBuffer::PollBlockToRead(int& iSize)
+{
+    CFunctionSwitch fsPoll("SSB::PBTR");
+
+    CMutexProtection mpState(m_mutex, mu::kInfinite);
+    iSize = 0;
+    m_pReadBlockHeld = nullptr;
+    return m_bEnabled && !m_bFrozen && m_ring.HasData() ? HandOutReadBlock(iSize) : nullptr;
+}
+
+template <class TCommit>
+bool CSafeStreamBuffer::GiveReadBlockBack(int iSize, TCommit commit)
+{
+    m_pReadBlockHeld = nullptr;
+    return iSize == 0 || (m_bEnabled && !m_bFrozen && commit());
+}
+
+bool CSafeStreamBuffer::CommitReadLocked(void* pBlock, int iSize)
+{
+    return GiveReadBlockBack(
+        iSize, [&] { return !m_bReadBlockInvalid && m_ring.CommitRead(OffsetOf(pBlock), iSize); });
+}
+
+bool CSafeStreamBuffer::CommitReadBlock(void* pBlock, int iSize)
+{
+    const CMutexProtection mpState(m_mutex, mu::kInfinite);
+    return CommitReadLocked(pBlock, iSize);
+}
+
+bool CSafeStreamBuffer::CommitReadBlockByEndPtr(void* pBlock, const void* pEnd)
+{
+    return CommitReadBlock(pBlock, SizeBetween(pBlock, pEnd));
+}
+
+bool CSafeStreamBuffer::CommitReadBlockBufferOverflow(void* pBlock, int iSize)
+{
+    const CMutexProtection mpState(m_mutex, mu::kInfinite);
+    return GiveReadBlockBack(
+        iSize,
+        [&] { return !m_bReadBlockInvalid && m_ring.CommitReadOverEnd(OffsetOf(pBlock), iSize); });
+}
+
+bool CSafeStreamBuffer::SetReadRelativePosition(int iOffset)
+{
+    const CMutexProtection mpState(m_mutex, mu::kInfinite);
+    return GiveReadBlockBack(iOffset, [&] { return m_ring.Skip(iOffset); });
+}
+
+bool CSafeStreamBuffer::WaitForData(unsigned int dwMilliseconds)
+{
+    CMutexProtection mpState(m_mutex, mu::kInfinite);
+    return m_ring.HasData() || WaitForSignal(mpState, dwMilliseconds);
+}
+
+bool CSafeStreamBuffer::HandleTransportDone(void* pBlock, int iSize)
+{
+    const int iMoved = std::max(iSize, 0);
+    bool bReaders = false;
+    int iAllocatedSize = 0;
+    {
+        const CMutexProtection mpState(m_mutex, mu::kInfinite);
+        bReaders = pBlock != nullptr && pBlock == m_pReadBlockHeld;
+        iAllocatedSize = m_iWriteBlockHeld;
+    }
+    return bReaders ? CommitReadBlock(pBlock, iMoved)
+                    : CommitWrittenBlock(pBlock, iMoved, iAllocatedSize);
+}
+
+void CSafeStreamBuffer::Thaw()
+{
+    m_bFrozen = false;
+    m_weThawed.Signal();
+}
+
+void CSafeStreamBuffer::Freeze()
+{
+    const CMutexProtection mpState(m_mutex, mu::kInfinite);
+    m_bFrozen = true;
+    m_weThawed.Reset();
+}
+
+void CSafeStreamBuffer::UnFreeze()
+{
+    const CMutexProtection mpState(m_mutex, mu::kInfinite);
+    Thaw();
+    SignalIfReadable();
+}
+
+void CSafeStreamBuffer::StartOver(bool bEndOfStream)
+{
+    m_ring.Clear();
+    m_bEndOfStream = bEndOfStream;
+    m_bEnabled = true;
+    m_bReadBlockInvalid = true;
+    m_bWriteBlockInvalid = true;
+    Thaw();
+    SignalIfReadable();
+}
+
+void CSafeStreamBuffer::FullStop()
+{
+    const CMutexProtection mpState(m_mutex, mu::kInfinite);
+    StartOver(true);
+}
+
+void CSafeStreamBuffer::Reset()
+{
+    const CMutexProtection mpState(m_mutex, mu::kInfinite);
+    m_ring.ClearTotals();
+    m_pReadBlockHeld = nullptr;
+    m_iWriteBlockHeld = 0;
+    StartOver(false);
+}
+
+bool CSafeStreamBuffer::ReplaceMemory(std::unique_ptr<char[]> pInternal, char* pMemory, int iSize)
+{
+    if (!m_mutex.IsValid() || m_ring.HasData() || m_pReadBlockHeld != nullptr ||
+        m_iWriteBlockHeld != 0)
+    {
+        return false;
+    }
+    m_pInternal = std::move(pInternal);
+    m_pMemory = pMemory;
+    m_ring.SetSize(iSize);
+    m_bEnabled = iSize > 0;
+    m_bReadBlockInvalid = true;
+    m_bWriteBlockInvalid = true;
+    return true;
+}
+
+bool CSafeStreamBuffer::SetBufferSize(int iSize)
+{
+    std::unique_ptr<char[]> pInternal;
+    if (iSize > 0)
+    {
+        pInternal.reset(new (std::nothrow) char[static_cast<std::size_t>(iSize)]);
+    }
+    if (iSize < 0 || (iSize > 0 && pInternal == nullptr))
+    {
+        return false;
+    }
+    char* const pMemory = pInternal.get();
+    const CMutexProtection mpState(m_mutex, mu::kInfinite);
+    return ReplaceMemory(std::move(pInternal), pMemory, iSize);
+}
+
+bool CSafeStreamBuffer::SetExternalBuffer(void* pBuffer, int iSize)
+{
+    if (iSize < 0)
+    {
+        return false;
+    }
+    const CMutexProtection mpState(m_mutex, mu::kInfinite);
+    return ReplaceMemory(nullptr, static_cast<char*>(pBuffer), pBuffer != nullptr ? iSize : 0);
+}
+
+bool CSafeStreamBuffer::FreeInternalBuffer()
+{
+    const CMutexProtection mpState(m_mutex, mu::kInfinite);
+    return m_pInternal == nullptr || ReplaceMemory(nullptr, nullptr, 0);
+}
+
+bool CSafeStreamBuffer::IsStreaming() const
+{
+    const CMutexProtection mpState(m_mutex, mu::kInfinite);
+    return m_bEnabled;
+}
+
+bool CSafeStreamBuffer::IsPointerInBuffer(const void* p) const
+{
+    const CMutexProtection mpState(m_mutex, mu::kInfinite);
+    return OffsetOf(p) != CBlockRing::kNone;
+}
+
+int CSafeStreamBuffer::GetAvailableSizeToWrite() const
+{
+    const CMutexProtection mpState(m_mutex, mu::kInfinite);
+    return m_ring.GetFreeSize();
+}
+
+int CSafeStreamBuffer::GetLargestAvailableBlockSizeToWrite() const
+{
+    CFunctionSwitch fsGet("SSB::ABGS");
+
+    const CMutexProtection mpState(m_mutex, mu::kInfinite);
+    return m_ring.GetLargestFreeBlockSize();
+}
+
+int CSafeStreamBuffer::GetReadQueueLength() const
+{
+    const CMutexProtection mpState(m_mutex, mu::kInfinite);
+    return m_ring.GetUnreadSize();
+}
+
+unsigned long long CSafeStreamBuffer::GetTotalWritten() const
+{
+    const CMutexProtection mpState(m_mutex, mu::kInfinite);
+    return m_ring.GetTotalWritten();
+}
+
+unsigned long long CSafeStreamBuffer::GetTotalRead() const
+{
+    const CMutexProtection mpState(m_mutex, mu::kInfinite);
+    return m_ring.GetTotalRead();
+}
+
+int CSafeStreamBuffer::PrintState(char* szBuffer, int iBufferSize, const char* szName) const
+{
+    if (szBuffer == nullptr || iBufferSize <= 0)
+    {
+        return 0;
+    }
+    const CMutexProtection mpState(m_mutex, mu::kInfinite);
+    const char* const szMode = !m_bEnabled ? "Disabled" : m_bFrozen ? "Frozen" : "Enabled";
+    const int iLength = std::snprintf(szBuffer, static_cast<std::size_t>(iBufferSize),
+                                      "%s: %s Size=%d Used=%d HasData=%d WrtPtr=%d RdPtr=%d\r\n",
+                                      szName != nullptr ? szName : "", szMode, m_ring.GetSize(),
+                                      m_ring.GetDataEnd(), m_ring.HasData() ? 1 : 0,
+                                      m_ring.GetWriteOffset(), m_ring.GetReadOffset());
+    return std::clamp(iLength, 0, iBufferSize - 1);
+}

@@ -1,0 +1,170 @@
+#include "io/safe_stream_buffer.h"
+
+#include <atomic>
+#include <cstdlib>
+#include <random>
+#include <string>
+
+#include <gtest/gtest.h>
+
+#include "stream_buffer_model.h"
+#include "tests/support/function_chain.h"
+#include "tests/threading/threads.h"
+#include "threading/sleep.h"
+
+namespace
+{
+
+using CBuffer = AutoDeleteThreadObjectImpl<CSafeStreamBuffer>;
+
+// ZOR_SOAK asks for more steps than a test run has time for.
+TEST(SafeStreamBuffer, KeepsItsLawsInAnyOrderOfOperations)
+{
+    const char* const szSoak = std::getenv("ZOR_SOAK");
+    const long iSteps = szSoak != nullptr ? std::atol(szSoak) : 100'000;
+    std::minstd_rand random(1);
+    CStreamBufferModel model;
+    for (long i = 0; i < iSteps; ++i)
+    {
+        const auto uOperation = static_cast<unsigned int>(random());
+        const int n = static_cast<int>(random() % 62) - 1;
+        ASSERT_NO_THROW(model.Step(uOperation, n)) << "step " << i;
+    }
+}
+
+void Do(CSafeStreamBuffer& buffer, const std::string& strActs)
+{
+    for (const char c : strActs)
+    {
+        c == 'd'   ? void(buffer.Write("x", 1))
+        : c == 'e' ? buffer.SetEndOfStream()
+        : c == 'f' ? buffer.Freeze()
+        : c == 'u' ? buffer.UnFreeze()
+                   : buffer.FullStop();
+    }
+}
+
+struct SWakeUp
+{
+    const char* szBefore;
+    const char* szWake;
+    int iRead;
+};
+
+constexpr SWakeUp kWakeUps[] = {
+    {"", "d", 1}, {"", "e", 0}, {"df", "u", 1}, {"df", "s", 0}, {"dfe", "u", 1}, {"dfe", "s", 0},
+};
+
+TEST(SafeStreamBuffer, WakesAReaderThatSleeps)
+{
+    for (const SWakeUp& row : kWakeUps)
+    {
+        SCOPED_TRACE(std::string(row.szBefore) + " " + row.szWake);
+        auto* const pBuffer = new CBuffer;
+        const CStickyScope ssBuffer(*pBuffer);
+        ASSERT_TRUE(pBuffer->SetBufferSize(4));
+        Do(*pBuffer, row.szBefore);
+        char cRead = 0;
+        int iRead = -1;
+        std::thread reader = StartTraced([&] { iRead = pBuffer->Read(&cRead, 1, 1); });
+        mu::SleepMS(10);
+        Do(*pBuffer, row.szWake);
+        reader.join();
+        EXPECT_EQ(iRead, row.iRead);
+    }
+}
+
+/// Takes a stream in halves, now and then nothing, and refuses it after so many bytes. It freezes
+/// the input at the worst moment: when it has taken bytes that are not committed yet.
+class COutput final : public IStreamWriter
+{
+public:
+    COutput(CSafeStreamBuffer& input, int iLimit) : m_input(input), m_iLimit(iLimit) {}
+
+    int AddRef() override { return ++m_iReferences; }
+    int Release() override { return --m_iReferences; }
+    bool HandleTransportDone(void*, int) override { return false; }
+    void* AllocateBlock(int) override { return nullptr; }
+    bool CommitWrittenBlock(void*, int, int) override { return false; }
+    int Write(const void* pData, int iSize) override
+    {
+        m_strChain = FunctionChain();
+        if (++m_iCalls % 16 == 0)
+        {
+            m_input.Freeze();
+        }
+        const int iTaken = m_iBytes >= m_iLimit ? -1 : m_iCalls % 9 == 0 ? 0 : (iSize + 1) / 2;
+        for (int i = 0; i < iTaken; ++i)
+        {
+            const auto ucByte = static_cast<const unsigned char*>(pData)[i];
+            m_bInOrder = m_bInOrder && ucByte == static_cast<unsigned char>(m_iBytes++);
+        }
+        return iTaken;
+    }
+    void SetEndOfStream() override { m_iReferencesAtEnd = m_iReferences; }
+
+    CSafeStreamBuffer& m_input;
+    const int m_iLimit;
+    std::atomic<int> m_iReferences{0};
+    int m_iReferencesAtEnd = 0;
+    int m_iCalls = 0;
+    int m_iBytes = 0;
+    bool m_bInOrder = true;
+    std::string m_strChain;
+};
+
+// A writer, the copy thread, and this thread, which freezes and thaws the stream. Whoever is not
+// woken never ends.
+TEST(SafeStreamBuffer, LosesNoByteAndNoWakeUpBetweenThreads)
+{
+    constexpr int kBytes = 20'000;
+    for (int iRound = 0; iRound < 9; ++iRound)
+    {
+        const bool bStop = iRound % 3 == 1;
+        const bool bRefuse = iRound % 3 == 2;
+        auto* const pBuffer = new CBuffer;
+        const CStickyScope ssBuffer(*pBuffer);
+        COutput output(*pBuffer, bRefuse ? kBytes / 2 : kBytes);
+        ASSERT_TRUE(pBuffer->SetBufferSize(97) && pBuffer->StartCopyThread(&output));
+        std::atomic<bool> bEnd{false};
+        std::thread writer = StartTraced(
+            [&]
+            {
+                for (int i = 0; i < kBytes && !bEnd;)
+                {
+                    const int iSize = std::min(1 + i % 31, kBytes - i);
+                    auto* const p = static_cast<unsigned char*>(pBuffer->AllocateBlock(iSize));
+                    for (int j = 0; p != nullptr && j < iSize; ++j)
+                    {
+                        p[j] = static_cast<unsigned char>(i + j);
+                    }
+                    // After a stop a writer could begin anew; this one does not.
+                    i += p != nullptr && !bEnd && pBuffer->CommitWrittenBlock(p, iSize) ? iSize : 0;
+                    mu::ThreadContextSwitch("full");
+                }
+                pBuffer->SetEndOfStream();
+            });
+        for (int i = 0; output.m_iReferences > 0; ++i)
+        {
+            pBuffer->Freeze();
+            mu::ThreadContextSwitch("frozen");
+            pBuffer->UnFreeze();
+            mu::SleepMS(1);
+            if (bStop && i == 5)
+            {
+                bEnd = true;
+                pBuffer->FullStop();
+            }
+        }
+        bEnd = true;
+        writer.join();
+        EXPECT_TRUE(output.m_bInOrder);
+        EXPECT_EQ(output.m_iBytes == kBytes, !bStop && !bRefuse);
+        EXPECT_EQ(output.m_iReferencesAtEnd, bRefuse ? 0 : 2); // the thread's and WriteTo()'s
+        EXPECT_EQ(output.m_strChain,
+                  "SSB::WTo pswOutput:1 pBlock:1 iSize:2;CST::thMain m_psrReader:1;"
+                  "Posix Thread Main szThreadName:5 tid:3 szStage:5;");
+    }
+}
+
+} // namespace
