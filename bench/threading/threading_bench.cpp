@@ -1,11 +1,10 @@
 #include <chrono>
-#include <future>
 #include <mutex>
-#include <thread>
 
 #include <benchmark/benchmark.h>
 #include <pthread.h>
 
+#include "bench/support/second_thread.h"
 #include "diagnostics/function_state.h"
 #include "threading/mutex.h"
 #include "threading/precise_timer.h"
@@ -13,22 +12,6 @@
 
 namespace
 {
-
-/// A second thread, asleep: without one, the C library's mutexes cost half.
-class CSecondThread
-{
-public:
-    CSecondThread() : m_thread([this] { m_end.get_future().wait(); }) {}
-    ~CSecondThread()
-    {
-        m_end.set_value();
-        m_thread.join();
-    }
-
-private:
-    std::promise<void> m_end;
-    std::thread m_thread;
-};
 
 // An uncontended lock and unlock, in a function that is traced itself, as nearly every one is.
 
