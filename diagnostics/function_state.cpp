@@ -3,6 +3,7 @@
 #include <cstdlib>
 #include <new>
 
+#include "diagnostics/alternate_stack.h"
 #include "logging/logger.h"
 #include "threading/sleep.h"
 
@@ -189,6 +190,7 @@ SPosixThreadExceptionVars* AllocExVarsStorage()
         return nullptr;
     }
     g_pThreadExceptionVars = pVars;
+    InstallAlternateStack();
     RegisterThread(pVars);
     return pVars;
 }
@@ -204,6 +206,7 @@ void FreeThreadExVarsStorage()
     UnregisterThread();
     g_pThreadExceptionVars = nullptr;
     pthread_setspecific(g_pkFuncStateEntryThreadKey, nullptr);
+    RemoveAlternateStack();
     ReleaseThreadExceptionVars(pVars);
     std::free(pVars);
 }

@@ -10,6 +10,7 @@
 
 #include <sched.h>
 
+#include "diagnostics/fixed_text.h"
 #include "diagnostics/readable_memory.h"
 #include "logging/logger.h"
 #include "mu/unicode.h"
@@ -106,30 +107,13 @@ private:
     std::size_t m_uStart = sizeof m_szText;
 };
 
-/// Fills a report's buffer with whole pieces.
-class CReportText
+/// Takes texts that may not be there.
+class CReportText : public CFixedText
 {
 public:
     CReportText(CMemoryProbe& probe, char* szBuffer, int iBufferSize)
-        : m_probe(probe), m_szBuffer(szBuffer), m_iSize(iBufferSize)
+        : CFixedText(szBuffer, iBufferSize), m_probe(probe)
     {
-    }
-
-    int Length() const { return m_iLength; }
-    int Room() const { return m_iSize - m_iLength; }
-    char* Rest() const { return m_szBuffer + m_iLength; }
-    void Extend(int iLength) { m_iLength += iLength; }
-    void CutBackTo(int iLength) { m_iLength = iLength; }
-
-    bool Append(std::string_view text)
-    {
-        if (Room() < static_cast<int>(text.size()))
-        {
-            return false;
-        }
-        text.copy(Rest(), text.size());
-        Extend(static_cast<int>(text.size()));
-        return true;
     }
 
     /// Appends at most iMost bytes of a text, which ends also where it cannot be read. Whether that
@@ -182,9 +166,6 @@ public:
 
 private:
     CMemoryProbe& m_probe;
-    char* const m_szBuffer;
-    const int m_iSize;
-    int m_iLength = 0;
 };
 
 /// The report on one chain.
@@ -402,7 +383,7 @@ SScheduling GetScheduling(CMemoryProbe& probe, unsigned long dwThreadID)
     return scheduling;
 }
 
-bool AppendThreadHead(CReportText& text, unsigned long dwThreadID, const SScheduling& scheduling)
+bool AppendThreadHead(CFixedText& text, unsigned long dwThreadID, const SScheduling& scheduling)
 {
     int iDigits = 8;
     while (iDigits < 2 * static_cast<int>(sizeof dwThreadID) && dwThreadID >> (4 * iDigits) != 0)
@@ -427,7 +408,7 @@ int WriteThreads(const std::map<unsigned long, SPosixThreadExceptionVars*>& mapT
                  char* szBuffer, int iBufferSize)
 {
     CMemoryProbe probe;
-    CReportText text(probe, szBuffer, iBufferSize);
+    CFixedText text(szBuffer, iBufferSize);
     const auto llThreads = static_cast<std::int64_t>(mapThreads.size());
     if (!text.Append(g_szApplicationName) || !text.Append(" ") || !text.Append(g_szVersion) ||
         !text.Append(": Application Threads (") ||

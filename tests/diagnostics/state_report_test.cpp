@@ -3,10 +3,10 @@
 #include <algorithm>
 #include <array>
 #include <atomic>
-#include <chrono>
 #include <climits>
 #include <cstdint>
 #include <cstdio>
+#include <cstring>
 #include <deque>
 #include <memory>
 #include <string>
@@ -41,72 +41,67 @@ std::string Report(SFuncStateEntry* pEntry, int iSize)
     return {pBuffer.get(), static_cast<std::size_t>(iLength)};
 }
 
-enum EPiece
+// A function with a value for each parameter, and how the report says it: as it is when there is
+// room (Plain), when there are more than 40 bytes (Binary), cut (Narrow), or with 15 to spare
+// (Wide).
+enum EKind
 {
-    Tag,
-    Value,
+    Plain,
     Binary,
     Narrow,
     Wide
 };
-
-struct SPiece
+struct SRow
 {
-    EPiece m_eKind;
-    const char* m_szName; // of the function or the parameter
-    EFuncParamType m_eType;
+    const char* m_szName;
     const void* m_pValue;
+    int m_iType;
     std::string m_strText;
+    EKind m_eKind = Plain;
+};
+struct SFunction
+{
+    const char* m_szTag;
+    std::vector<SRow> m_vRows;
 };
 
 // The rules for room, piece by piece.
-std::string ExpectedReport(const std::vector<SPiece>& vPieces, int iSize)
+std::string ExpectedReport(const std::vector<SFunction>& vFunctions, int iSize)
 {
     std::string strReport;
-    bool bParameters = true;
     const auto room = [&] { return iSize - static_cast<int>(strReport.size()); };
-    const auto endLine = [&]
+    for (const auto& [szTag, vRows] : vFunctions)
     {
-        const bool bEnds = strReport.empty() || room() >= 2;
-        strReport += strReport.empty() || !bEnds ? "" : "\r\n";
-        return bEnds;
-    };
-    for (const SPiece& piece : vPieces)
-    {
-        const std::string strName = piece.m_szName;
-        const int iName = static_cast<int>(strName.size());
-        if (piece.m_eKind == Tag)
+        if (room() <= 10 || room() <= static_cast<int>(std::strlen(szTag)) + 2)
         {
-            if (!endLine() || room() <= 10 || room() <= iName + 2)
+            break;
+        }
+        strReport += szTag;
+        for (const SRow& row : vRows)
+        {
+            if (static_cast<int>(std::strlen(row.m_szName)) + 15 >= room())
             {
-                return strReport;
+                break;
             }
-            strReport += strName;
-            bParameters = true;
-            continue;
+            strReport.append(" ").append(row.m_szName).append("=");
+            const int iRoom = room();
+            const int iLength = static_cast<int>(row.m_strText.size());
+            const char* const szQuote = row.m_eKind >= Narrow ? "\"" : "";
+            const auto uMost = static_cast<std::size_t>(
+                row.m_eKind == Narrow ? std::max(iRoom - 1 - 15, 0) : iLength);
+            if ((row.m_eKind == Plain && iLength <= iRoom) ||
+                (row.m_eKind == Binary && iRoom > 40) || row.m_eKind == Narrow ||
+                (row.m_eKind == Wide && iRoom > iLength + 15))
+            {
+                strReport.append(szQuote).append(row.m_strText, 0, uMost).append(szQuote);
+            }
         }
-        bParameters = bParameters && iName + 15 < room();
-        if (!bParameters)
+        if (room() < 2)
         {
-            continue;
+            break;
         }
-        strReport += " " + strName + "=";
-        const int iLength = static_cast<int>(piece.m_strText.size());
-        if (piece.m_eKind == Narrow) // 15 bytes remain before the second quote
-        {
-            const auto uMost = static_cast<std::size_t>(std::max(room() - 1 - 15, 0));
-            strReport += '"' + piece.m_strText.substr(0, uMost) + '"';
-        }
-        else if (piece.m_eKind == Wide)
-        {
-            strReport += room() > iLength + 15 ? '"' + piece.m_strText + '"' : "";
-        }
-        else
-        {
-            strReport += room() >= (piece.m_eKind == Binary ? 41 : iLength) ? piece.m_strText : "";
-        }
+        strReport += "\r\n";
     }
-    endLine();
     return strReport;
 }
 
@@ -116,78 +111,73 @@ TEST(StateReport, SaysEachTypeOfValueAndCutsByTheRulesAtEverySize)
     void* const pNone = nullptr;
     const void* const pGood = page.End() - 1;
     const void* const pBad = page.End();
+    const void* const pOdd = page.End() - 9;
+    const void* const pShort = page.End() - 2;
     const int iValues[] = {0, -999, 1000, INT_MIN, INT_MAX};
     const unsigned uDword = 0x0A1B2C3D;
     const std::string strLong(150, 'a');
     const char* const szLong = strLong.c_str();
     const char* const szOpen = page.PutAtEnd(std::array{'o', 'p', 'e', 'n'})->data();
-    const void* const pOdd = page.End() - 9;
-    const void* const pCut = page.End() - 2;
     const std::wstring wsLong(40, L'\u20AC');
     const wchar_t* const wszLong = wsLong.c_str();
+    std::string strLongAsBytes;
+    for (int i = 0; i < 40; ++i)
+    {
+        strLongAsBytes += "\xE2\x82\xAC";
+    }
     const bool bYes = true;
     const bool bNo = false;
     const std::int64_t llValue = INT64_MIN;
     const std::uint8_t uByte = 0xA5;
     const std::int16_t iShort = -32768;
     const std::uint16_t uWord = 0xBEEF;
-    std::string strEuros;
-    for (int i = 0; i < 40; ++i)
-    {
-        strEuros += "\xE2\x82\xAC";
-    }
 
-    const std::vector<SPiece> vPieces = {
-        {Tag, "T::Inner", {}, nullptr, ""},
-        {Value, "bYes", FPT_BOOL, &bYes, "True"},
-        {Value, "bNo", FPT_BOOL, &bNo, "False"},
-        {Value, "uByte", FPT_BYTE, &uByte, "0xA5"},
-        {Value, "iShort", FPT_SHORT, &iShort, "-32,768"},
-        {Value, "uWord", FPT_WORD, &uWord, "0xBEEF"},
-        {Value, "uOther", EFuncParamType(99), &uDword, "0x0A1B2C3D"},
-        {Value, "i4", FPT_INT, &iValues[4], "2,147,483,647"},
-        {Tag, "T::M", {}, nullptr, ""},
-        {Narrow, "szLong", FPT_STRING, &szLong, strLong},
-        {Narrow, "szOpen", FPT_STRING, &szOpen, "open"},
-        {Value, "wszNone", FPT_WSTRING, &pNone, "NULL"},
-        {Value, "wszOdd", FPT_WSTRING, &pOdd, "NULL"},
-        {Value, "wszBad", FPT_WSTRING, &pCut, "INVALID"},
-        {Wide, "wszLong", FPT_WSTRING, &wszLong, strEuros},
-        {Value, "llValue", FPT_INT64, &llValue, "-9,223,372,036,854,775,808"},
-        {Tag, "T::Outermost", {}, nullptr, ""},
-        {Value, "pNone", FPT_POINTER, &pNone, "NULL"},
-        {Value, "pGood", FPT_POINTER, &pGood, Hex(pGood)},
-        {Value, "pBad", FPT_POINTER, &pBad, "(BAD)" + Hex(pBad)},
-        {Value, "i0", FPT_INT, &iValues[0], "0"},
-        {Value, "i1", FPT_INT, &iValues[1], "-999"},
-        {Value, "i2", FPT_INT, &iValues[2], "1,000"},
-        {Value, "i3", FPT_INT, &iValues[3], "-2,147,483,648"},
-        {Value, "uDword", FPT_DWORD, &uDword, "0x0A1B2C3D"},
-        {Binary, "uBits", FPT_BINARY, &uDword, "0b00001010000110110010110000111101"},
-        {Value, "szNone", FPT_STRING, &pNone, "NULL"},
-        {Value, "szBad", FPT_STRING, &pBad, "INVALID"},
+    const std::vector<SFunction> vFunctions = {
+        {"T::Inner",
+         {{"bYes", &bYes, FPT_BOOL, "True"},
+          {"bNo", &bNo, FPT_BOOL, "False"},
+          {"uByte", &uByte, FPT_BYTE, "0xA5"},
+          {"iShort", &iShort, FPT_SHORT, "-32,768"},
+          {"uWord", &uWord, FPT_WORD, "0xBEEF"},
+          {"uOther", &uDword, 99, "0x0A1B2C3D"},
+          {"i4", &iValues[4], FPT_INT, "2,147,483,647"}}},
+        {"T::M",
+         {{"szLong", &szLong, FPT_STRING, strLong, Narrow},
+          {"szOpen", &szOpen, FPT_STRING, "open", Narrow},
+          {"wszNone", &pNone, FPT_WSTRING, "NULL"},
+          {"wszOdd", &pOdd, FPT_WSTRING, "NULL"},
+          {"wszShort", &pShort, FPT_WSTRING, "INVALID"},
+          {"wszLong", &wszLong, FPT_WSTRING, strLongAsBytes, Wide},
+          {"llValue", &llValue, FPT_INT64, "-9,223,372,036,854,775,808"}}},
+        {"T::Outermost",
+         {{"pNone", &pNone, FPT_POINTER, "NULL"},
+          {"pGood", &pGood, FPT_POINTER, Hex(pGood)},
+          {"pBad", &pBad, FPT_POINTER, "(BAD)" + Hex(pBad)},
+          {"i0", &iValues[0], FPT_INT, "0"},
+          {"i1", &iValues[1], FPT_INT, "-999"},
+          {"i2", &iValues[2], FPT_INT, "1,000"},
+          {"i3", &iValues[3], FPT_INT, "-2,147,483,648"},
+          {"uDword", &uDword, FPT_DWORD, "0x0A1B2C3D"},
+          {"uBits", &uDword, FPT_BINARY, "0b00001010000110110010110000111101", Binary},
+          {"szNone", &pNone, FPT_STRING, "NULL"},
+          {"szBad", &pBad, FPT_STRING, "INVALID"}}},
     };
-    std::deque<SFuncStateEntry> vEntries;
+    SFuncStateEntry vEntries[3] = {};
     std::deque<SFuncStateParam> vParams;
-    for (const SPiece& piece : vPieces)
+    for (std::size_t u = 0; u < 3; ++u)
     {
-        if (piece.m_eKind == Tag)
+        SetNewFuncStateEntry(&vEntries[u], vFunctions[u].m_szTag,
+                             u < 2 ? &vEntries[u + 1] : nullptr);
+        for (const SRow& row : vFunctions[u].m_vRows)
         {
-            SFuncStateEntry& entry = vEntries.emplace_back();
-            SetNewFuncStateEntry(&entry, piece.m_szName, nullptr);
-            if (vEntries.size() > 1)
-            {
-                vEntries[vEntries.size() - 2].m_pPrevious = &entry;
-            }
-            continue;
+            SetNewFuncParam(&vParams.emplace_back(), row.m_szName, const_cast<void*>(row.m_pValue),
+                            row.m_iType);
+            AddFuncStateParam(&vEntries[u], &vParams.back());
         }
-        SetNewFuncParam(&vParams.emplace_back(), piece.m_szName, const_cast<void*>(piece.m_pValue),
-                        piece.m_eType);
-        AddFuncStateParam(&vEntries.back(), &vParams.back());
     }
     for (int iSize = -1; iSize < 1000; ++iSize)
     {
-        ASSERT_EQ(Report(&vEntries.front(), iSize), ExpectedReport(vPieces, iSize)) << iSize;
+        ASSERT_EQ(Report(vEntries, iSize), ExpectedReport(vFunctions, iSize)) << iSize;
     }
 }
 

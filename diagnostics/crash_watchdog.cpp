@@ -1,0 +1,94 @@
+#include "diagnostics/crash_watchdog.h"
+
+#include <atomic>
+#include <csignal>
+
+#include <pthread.h>
+#include <semaphore.h>
+#include <sys/time.h>
+#include <unistd.h>
+
+#include "threading/sleep.h"
+
+int g_iProcessExitCode = 1;
+
+namespace
+{
+
+int g_iTimeLimit = 10'000;
+sem_t g_semArmed;
+std::atomic<int> g_iAlarms{0};
+void (*g_pDeliverRest)() = nullptr;
+
+// Not a signal: the thread that crashed may sit in a system call that only the end of the process
+// interrupts, and a signal may be blocked in all the others.
+void* Watch(void*)
+{
+    while (sem_wait(&g_semArmed) != 0)
+    {
+    }
+    mu::SleepMS(g_iTimeLimit);
+    EndProcessAtOnce();
+}
+
+void StartAlarm(int iMilliseconds)
+{
+    itimerval timer = {};
+    timer.it_value.tv_sec = iMilliseconds / 1000;
+    timer.it_value.tv_usec = iMilliseconds % 1000 * 1000 + 1; // 0 would stop the timer
+    ::setitimer(ITIMER_REAL, &timer, nullptr);
+}
+
+void HandleAlarm(int)
+{
+    if (g_iAlarms.fetch_add(1) > 0)
+    {
+        EndProcessAtOnce();
+    }
+    StartAlarm(g_iTimeLimit / 4);
+    g_pDeliverRest();
+}
+
+} // namespace
+
+void EndProcessAtOnce()
+{
+    ::_exit(g_iProcessExitCode);
+}
+
+void SetCrashTimeLimit(int iMilliseconds)
+{
+    g_iTimeLimit = iMilliseconds;
+}
+
+void StartCrashWatchdog()
+{
+    sem_init(&g_semArmed, 0, 0);
+    pthread_attr_t attributes;
+    pthread_attr_init(&attributes);
+    pthread_attr_setdetachstate(&attributes, PTHREAD_CREATE_DETACHED);
+    pthread_attr_setstacksize(&attributes, 256 * 1024UL);
+
+    // The application's signals are not for this thread.
+    sigset_t signals;
+    sigset_t maskBefore;
+    sigfillset(&signals);
+    pthread_sigmask(SIG_SETMASK, &signals, &maskBefore);
+    pthread_t thread;
+    pthread_create(&thread, &attributes, Watch, nullptr); // without it SIGALRM has to do
+    pthread_sigmask(SIG_SETMASK, &maskBefore, nullptr);
+    pthread_attr_destroy(&attributes);
+}
+
+void ArmCrashWatchdog(void (*pDeliverRest)())
+{
+    sem_post(&g_semArmed);
+
+    g_pDeliverRest = pDeliverRest;
+    struct sigaction action = {};
+    action.sa_handler = HandleAlarm;
+    sigemptyset(&action.sa_mask);
+    action.sa_flags = SA_ONSTACK | SA_NODEFER | SA_RESTART;
+    ::sigaction(SIGALRM, &action, nullptr);
+    StartAlarm(g_iTimeLimit / 4 * 3);
+}

@@ -1,0 +1,34 @@
+#ifndef ZOR_DIAGNOSTICS_EXCEPTION_DELIVERY_H
+#define ZOR_DIAGNOSTICS_EXCEPTION_DELIVERY_H
+
+#include <atomic>
+#include <cstddef>
+
+#include "mu/calendar.h"
+
+class CWinEvent;
+
+/// Where reports go beside standard output and the process's text logger. Paths are at most 256 and
+/// 255 characters, the rest is cut off; empty is none.
+void SetExceptionLogFile(const wchar_t* wszPath);
+void SetExceptionFilesFolder(const wchar_t* wszPath);
+void SetExceptionEvent(CWinEvent* pEvent);
+bool HasExceptionEvent();
+
+/// The delivery of one report: standard output, logger, log file, dated file, event. Each step
+/// fails for itself alone, and is taken by the first thread or handler that comes to it: when one
+/// hangs in a step, another one's Run() does the rest. Allocates nothing.
+class CExceptionDelivery
+{
+public:
+    explicit constexpr CExceptionDelivery(bool bToEvent) : m_bToEvent(bToEvent) {}
+
+    /// The report ends with a zero. The time, local, names the dated file.
+    void Run(const char* szReport, int iLength, const mu::STimeComponents& time);
+
+private:
+    const bool m_bToEvent;
+    std::atomic<std::size_t> m_uNextStep{0};
+};
+
+#endif

@@ -1,0 +1,37 @@
+#ifndef ZOR_DIAGNOSTICS_FIXED_TEXT_H
+#define ZOR_DIAGNOSTICS_FIXED_TEXT_H
+
+#include <string_view>
+
+/// Text in a caller's buffer, made of whole pieces, without a terminating zero.
+class CFixedText
+{
+public:
+    CFixedText(char* szBuffer, int iBufferSize) : m_szBuffer(szBuffer), m_iSize(iBufferSize) {}
+
+    int Length() const { return m_iLength; }
+    int Room() const { return m_iSize - m_iLength; }
+    char* Rest() const { return m_szBuffer + m_iLength; }
+    /// Takes what was written at Rest().
+    void Extend(int iLength) { m_iLength += iLength; }
+    void CutBackTo(int iLength) { m_iLength = iLength; }
+
+    /// The whole piece or nothing.
+    bool Append(std::string_view text)
+    {
+        if (Room() < static_cast<int>(text.size()))
+        {
+            return false;
+        }
+        text.copy(Rest(), text.size());
+        Extend(static_cast<int>(text.size()));
+        return true;
+    }
+
+private:
+    char* const m_szBuffer;
+    const int m_iSize;
+    int m_iLength = 0;
+};
+
+#endif

@@ -1,0 +1,60 @@
+#include "diagnostics/local_times.h"
+
+#include <algorithm>
+#include <limits>
+
+namespace
+{
+
+constexpr std::time_t kDay = 86400;
+// No zone changes its offset and changes it back within so short a time.
+constexpr std::time_t kStep = 14 * kDay;
+constexpr long long kEndOf2100 = 4'133'980'800;
+
+long OffsetAt(std::time_t tMoment)
+{
+    std::tm time = {};
+    return ::localtime_r(&tMoment, &time) != nullptr ? time.tm_gmtoff : 0;
+}
+
+} // namespace
+
+void CLocalTimes::Load()
+{
+    ::tzset();
+    constexpr auto kEnd = static_cast<std::time_t>(
+        std::min<long long>(kEndOf2100, std::numeric_limits<std::time_t>::max()));
+    m_vChanges[0] = {0, OffsetAt(0)};
+    m_iChanges = 1;
+    for (std::time_t t = 0; t <= kEnd - kStep; t += kStep)
+    {
+        FindChanges(t, t + kStep);
+    }
+}
+
+void CLocalTimes::FindChanges(std::time_t tFrom, std::time_t tTo)
+{
+    const long iOffset = OffsetAt(tTo);
+    if (iOffset == m_vChanges[m_iChanges - 1].m_iOffset || m_iChanges == kMostChanges)
+    {
+        return;
+    }
+    while (tTo - tFrom > 1)
+    {
+        const std::time_t tMiddle = tFrom + (tTo - tFrom) / 2;
+        (OffsetAt(tMiddle) == iOffset ? tTo : tFrom) = tMiddle;
+    }
+    m_vChanges[m_iChanges++] = {tTo, iOffset};
+}
+
+mu::STimeComponents CLocalTimes::At(std::time_t tMoment) const
+{
+    const SChange* const pEnd = m_vChanges + m_iChanges;
+    const SChange* const pNext =
+        std::upper_bound(m_vChanges, pEnd, tMoment,
+                         [](std::time_t t, const SChange& change) { return t < change.m_tFrom; });
+    const long iOffset = pNext == m_vChanges ? 0 : pNext[-1].m_iOffset;
+    mu::STimeComponents time;
+    time.FromStandardTimeValue(static_cast<long long>(tMoment) + iOffset);
+    return time;
+}

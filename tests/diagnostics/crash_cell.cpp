@@ -1,0 +1,212 @@
+#include <algorithm>
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <map>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include <fcntl.h>
+#include <sys/mman.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include "diagnostics/crash_handler.h"
+#include "diagnostics/function_state.h"
+#include "tests/support/line_logger.h"
+#include "threading/event.h"
+
+// Ends in one way: crash_cell CRASH [THREAD FOLDER OPTION...]
+
+namespace
+{
+
+volatile int g_iZero = 0;
+std::mutex g_mutexOfLogger;
+
+[[gnu::noinline]] int Overflow(int iDepth)
+{
+    CFunctionSwitch fsOver("T::Over");
+    volatile char vFrame[1000];
+    vFrame[0] = static_cast<char>(iDepth);
+    return g_iZero == 0 ? Overflow(iDepth + 1) + vFrame[0] : 0;
+}
+
+// The second time is found out, and aborted, under the heap's lock.
+void CorruptHeap()
+{
+    char* volatile pBlock = static_cast<char*>(std::malloc(5'000));
+    char* volatile pNext = static_cast<char*>(std::malloc(5'000));
+    std::free(pBlock);
+    std::free(pBlock);
+    std::free(pNext);
+}
+
+void ReadBeyondFile()
+{
+    g_iZero = *static_cast<volatile char*>(
+        ::mmap(nullptr, 1, PROT_READ, MAP_SHARED, ::fileno(std::tmpfile()), 0));
+}
+
+void HoldMapAndGiveUp()
+{
+    const CThreadStatesMapScope scope;
+    pthread_mutex_lock(&scope.GetMap()->m_mutex);
+    FatalProgramState("Stuck");
+}
+
+void SleepForEver()
+{
+    for (;;)
+    {
+        ::pause();
+    }
+}
+
+void ReplaceOutput(bool bFull)
+{
+    int vEnds[2];
+    if (::pipe(vEnds) != 0 || ::dup2(vEnds[1], STDOUT_FILENO) < 0)
+    {
+        std::abort();
+    }
+    ::fcntl(STDOUT_FILENO, F_SETFL, O_NONBLOCK);
+    while (bFull && ::write(STDOUT_FILENO, "x", 1) == 1)
+    {
+    }
+    ::fcntl(STDOUT_FILENO, F_SETFL, 0);
+    ::close(vEnds[bFull ? 1 : 0]);
+}
+
+// What a program that starts again must not find.
+void LeaveTraces()
+{
+    sigset_t signals;
+    sigfillset(&signals);
+    pthread_sigmask(SIG_SETMASK, &signals, nullptr);
+    std::raise(SIGUSR1);
+    ::dup2(STDIN_FILENO, 77);
+}
+
+void SignalEvent()
+{
+    static CWinEvent s_event;
+    SetCrashEvent(&s_event);
+    std::thread([] { s_event.Wait(60'000) && ::write(STDOUT_FILENO, "event\n", 6) == 6; }).detach();
+}
+
+// The crash is a child's, which has only this thread.
+void Fork()
+{
+    int iStatus = 0;
+    if (::fork() != 0)
+    {
+        ::wait(&iStatus);
+        ::_exit(WEXITSTATUS(iStatus));
+    }
+}
+
+using Action = void (*)();
+const std::map<std::string, Action> kCrashes = {
+    {"SIGABRT", [] { std::raise(SIGABRT); }},
+    {"SIGFPE", [] { std::raise(SIGFPE); }},
+    {"SIGILL", [] { std::raise(SIGILL); }},
+    {"SIGSEGV", [] { std::raise(SIGSEGV); }},
+    {"SIGBUS", [] { std::raise(SIGBUS); }},
+    {"abort", [] { std::abort(); }},
+    {"null", [] { *reinterpret_cast<volatile int*>(static_cast<long>(g_iZero)) = 1; }},
+    {"divide", [] { g_iZero = 1000 / g_iZero; }},
+    {"illegal", [] { __builtin_trap(); }},
+    {"file", ReadBeyondFile},
+    {"overflow", [] { g_iZero = Overflow(0); }},
+    {"heap", CorruptHeap},
+    {"error", [] { FatalProgramError("Wrong"); }},
+    {"state", [] { FatalProgramState("Odd"); }},
+    {"long", [] { FatalProgramError(std::string(40'000, 'x').c_str()); }},
+    {"map", HoldMapAndGiveUp},
+};
+const std::map<std::string, Action> kOptions = {
+    {"short", [] { SetCrashTimeLimit(800); }},
+    {"hold-logger", [] { std::thread([] { g_mutexOfLogger.lock(), SleepForEver(); }).detach(); }},
+    {"event", SignalEvent},
+    {"fork", Fork},
+    {"restart", [] { EnableProgramRestart(true); }},
+    {"traces", LeaveTraces},
+    {"exit-hangs", [] { std::atexit(SleepForEver); }},
+    {"full", [] { ReplaceOutput(true); }},
+    {"closed", [] { ReplaceOutput(false); }},
+};
+
+void Crash(const std::string& strCrash)
+{
+    int iValue = 7;
+    CFunctionSwitch fsOuter("T::Out");
+    CFunctionParam fpValue(fsOuter, "iValue", iValue);
+    CFunctionSwitch fsInner("T::In");
+    kCrashes.at(strCrash)();
+}
+
+} // namespace
+
+int main(int iArgs, char** ppArgs)
+{
+    const std::vector<std::string> vArgs(ppArgs, ppArgs + iArgs);
+    SetPosixExceptionHandler(nullptr, nullptr, nullptr, 0, nullptr);
+    if (iArgs == 2)
+    {
+        Crash(vArgs[1]);
+    }
+
+    const std::wstring wsFolder(vArgs[3].begin(), vArgs[3].end());
+    std::string strScript = vArgs[3] + "/script";
+    char* vRestart[] = {strScript.data(), nullptr};
+    const bool bVector = vArgs.back() == "vector";
+    SetPosixExceptionHandler("Cell", "1.0", (wsFolder + L"/log").c_str(), bVector ? 1 : 0,
+                             vRestart);
+    SetRootExceptionFilesFolder((wsFolder + L"/dated").c_str());
+    SetPosixExceptionProcessExitCode(3);
+
+    Action pAgain = nullptr;
+    for (const std::string& strOption : vArgs)
+    {
+        if (const auto it = kOptions.find(strOption); it != kOptions.end())
+        {
+            it->second();
+        }
+        else if (&strOption > &vArgs[3] && kCrashes.count(strOption) > 0)
+        {
+            pAgain = kCrashes.at(strOption);
+        }
+    }
+    CLineLogger logger;
+    logger.m_onMessage = [pAgain]
+    {
+        if (pAgain != nullptr)
+        {
+            pAgain();
+        }
+        g_mutexOfLogger.lock();
+    };
+    ::usleep(50'000); // for the options' threads
+
+    if (vArgs[2] == "untraced")
+    {
+        std::thread(kCrashes.at(vArgs[1])).detach();
+    }
+    else if (vArgs[2] != "main")
+    {
+        std::thread(Crash, vArgs[1]).detach();
+    }
+    if (vArgs[2] == "main" || vArgs[2] == "both")
+    {
+        Crash(vArgs[1]);
+    }
+    for (int i = 0; i < 200; ++i)
+    {
+        ::usleep(100'000); // which an alarm would cut short
+    }
+    ::_exit(99);
+}

@@ -1,0 +1,211 @@
+#include <chrono>
+#include <cstdio>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include <sys/stat.h>
+
+#include <gtest/gtest.h>
+
+#include "mu/calendar.h"
+#include "tests/support/child_process.h"
+#include "tests/support/files.h"
+#include "tests/support/temporary_folder.h"
+
+namespace
+{
+
+#if defined(__SANITIZE_ADDRESS__)
+constexpr bool kOwnHeap = true;
+#else
+constexpr bool kOwnHeap = false;
+#endif
+#if defined(__x86_64__)
+constexpr bool kDivisionFaults = true;
+#else
+constexpr bool kDivisionFaults = false;
+#endif
+
+constexpr bool kEmulated = *ZOR_EMULATOR != '\0'; // where a forked child cannot start a thread
+
+// A report's first line ends with its time.
+constexpr std::size_t kTimeLength = 19;
+
+std::size_t TimeOf(const std::string& strReport)
+{
+    const std::size_t uEnd = strReport.find('\r');
+    return uEnd == std::string::npos || uEnd < kTimeLength ? 0 : uEnd - kTimeLength;
+}
+
+// A report with what differs from run to run replaced, and lines that repeat once.
+std::string Plain(std::string strReport)
+{
+    if (const std::size_t uTime = TimeOf(strReport))
+    {
+        strReport.replace(uTime, kTimeLength, "time");
+    }
+    for (std::size_t u = 0; (u = strReport.find("0x", u)) != std::string::npos;)
+    {
+        const std::size_t uEnd = strReport.find_first_not_of("0123456789ABCDEFabcdef", u + 2);
+        strReport.replace(u, uEnd - u, "number");
+    }
+    std::istringstream lines(strReport);
+    std::string strPlain;
+    std::string strBefore;
+    for (std::string strLine; std::getline(lines, strLine); strBefore = strLine)
+    {
+        if (strLine.size() > 1000)
+        {
+            strLine = strLine.back() == '\r' ? "long\r" : "long";
+        }
+        else if (strLine.find("[number]") != std::string::npos)
+        {
+            strLine = "frame\r";
+        }
+        strPlain += strLine == strBefore ? "" : strLine + (lines.eof() ? "" : "\n");
+    }
+    return strPlain;
+}
+
+const std::string kThread =
+    "\r\nStack=number\r\nT::In\r\nT::Out iValue=7\r\nBacktrace:\r\nframe\r\n";
+const std::string kNull = "Segmentation Violation" + kThread;
+
+struct SCell
+{
+    std::string m_strThreads;
+    std::string m_strCrash;
+    std::string m_strReport;
+    std::vector<std::string> m_vOptions = {};
+    enum
+    {
+        Everywhere,
+        OnOutput,
+        InFiles
+    } m_eWhere = Everywhere;
+    int m_iCode = 3;
+    std::string m_strAfter = "";
+};
+
+const SCell kCells[] = {
+    {"main worker", "SIGABRT", "Abort Signal" + kThread},
+    {"main worker", "SIGFPE", "Floating Point Error" + kThread},
+    {"main worker", "SIGILL", "Illegal Instruction" + kThread},
+    {"main worker", "SIGSEGV", kNull},
+    {"main worker", "SIGBUS", "Bus Error" + kThread},
+    {"main worker", "abort", "Abort Signal" + kThread},
+    {"main worker both", "null", kNull},
+    {"main worker", "divide", "Floating Point Error" + kThread},
+    {"main worker", "illegal", "Illegal Instruction" + kThread},
+    {"main worker", "file", "Bus Error" + kThread},
+    {"main worker", "heap", "Abort Signal" + kThread, {"short"}},
+    {"main worker", "overflow", "Segmentation Violation\r\nStack=number\r\nT::Over\r\n"},
+    {"main worker", "error", "Wrong" + kThread},
+    {"main", "long", "long"},
+    {"main", "map", "Stuck\r\n"},
+    {"main", "state",
+     "Odd\r\nCell 1.0: Application Threads (1)\r\n===============\r\nThread number policy=0 "
+     "priority=0\r\nTSM::PASR\r\nT::In\r\nT::Out iValue=7\r\n===============\r\n"},
+    {"untraced", "heap", "Abort Signal\r\nStack=number\r\nBacktrace:\r\nframe\r\n", {"short"}},
+    {"untraced", "state", "Odd\r\nCell 1.0: Application Threads (1)\r\n===============\r\n"},
+    // Again inside the report.
+    {"main worker", "null", kNull, {"SIGABRT"}, SCell::OnOutput},
+    {"main", "null", kNull, {"SIGFPE"}, SCell::OnOutput},
+    {"main", "null", kNull, {"SIGILL"}, SCell::OnOutput},
+    {"main worker", "null", kNull, {"null"}, SCell::OnOutput},
+    {"main", "null", kNull, {"file"}, SCell::OnOutput},
+    {"main", "error", "Wrong" + kThread, {"error"}, SCell::OnOutput},
+    // A step that hangs.
+    {"main worker", "null", kNull, {"hold-logger", "short"}},
+    {"main", "null", kNull, {"fork", "hold-logger", "short"}},
+    {"main worker", "null", kNull, {"full", "short"}, SCell::InFiles},
+    {"main", "null", kNull, {"closed"}, SCell::InFiles},
+    {"main", "null", kNull, {"exit-hangs", "short"}},
+    // The end.
+    {"main", "null", kNull, {"event"}, SCell::Everywhere, 3, "event\n"},
+    {"main", "null", kNull, {"restart"}},
+    {"main worker",
+     "error",
+     "Wrong" + kThread,
+     {"short", "restart", "traces", "vector"},
+     SCell::Everywhere,
+     7,
+     "0 1 2 0000000000000000\n"},
+};
+
+// Tells its descriptors (the tenth is the shell's own) and blocked signals, after the time in which
+// an alarm would come.
+const char* const kScript = "#!/bin/sh\n"
+                            "sleep 1\n"
+                            "for d in /proc/self/fd/*; do d=${d##*/}\n"
+                            "[ -e /proc/self/fd/$d ] && [ $d != 10 ] && printf '%s ' $d; done\n"
+                            "sed -n 's/SigBlk:.//p' /proc/self/status\n"
+                            "exit 7\n";
+
+std::string NameOfDatedFile(const std::string& strReport)
+{
+    const std::string strTime = strReport.substr(TimeOf(strReport), kTimeLength);
+    mu::STimeComponents time;
+    mu::GetTimeComponentsFromString({strTime.begin(), strTime.end()}, time);
+    char szName[100];
+    std::snprintf(szName, sizeof szName, "%04d/%02d %ls/%02d/Exception_%02d_%02d_%02d.txt",
+                  time.m_iYear, time.m_iMonth, mu::GetMonthName(time.m_iMonth), time.m_iDay,
+                  time.m_iHour, time.m_iMinute, time.m_iSecond);
+    return szName;
+}
+
+void RunCell(const SCell& cell, const std::string& strThread)
+{
+    const CTemporaryFolder folder;
+    WriteFile(folder.Path("script"), kScript);
+    ::chmod(folder.Path("script").c_str(), 0700);
+    std::vector<std::string> vArguments = {cell.m_strCrash, strThread, folder.Path()};
+    vArguments.insert(vArguments.end(), cell.m_vOptions.begin(), cell.m_vOptions.end());
+
+    const auto start = std::chrono::steady_clock::now();
+    CChildProcess child(ZOR_CRASH_CELL, vArguments);
+    const std::string strOutput = child.ReadOutput();
+    EXPECT_EQ(child.Wait(), cell.m_iCode) << child.ReadErrors();
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(8));
+
+    const std::string strReport = "Cell 1.0 time\r\n" + cell.m_strReport;
+    EXPECT_EQ(Plain(strOutput),
+              cell.m_eWhere == SCell::InFiles ? "" : strReport + "\r\n" + cell.m_strAfter);
+    const std::string strLog = ReadFile(folder.Path("log"));
+    EXPECT_EQ(Plain(strLog), cell.m_eWhere == SCell::OnOutput ? "(none)" : strReport);
+    if (cell.m_eWhere != SCell::OnOutput)
+    {
+        EXPECT_EQ(ReadFile(folder.Path("dated/" + NameOfDatedFile(strLog))), strLog);
+    }
+}
+
+TEST(CrashHandler, EndsTheProcessWithItsReportWhateverHappens)
+{
+    for (const SCell& cell : kCells)
+    {
+        const bool bForks = !cell.m_vOptions.empty() && cell.m_vOptions[0] == "fork";
+        if ((cell.m_strCrash == "heap" && kOwnHeap) ||
+            (cell.m_strCrash == "divide" && !kDivisionFaults) || (bForks && kEmulated))
+        {
+            continue;
+        }
+        std::istringstream threads(cell.m_strThreads);
+        for (std::string strThread; threads >> strThread;)
+        {
+            SCOPED_TRACE(testing::Message() << cell.m_strCrash << " " << strThread << " "
+                                            << testing::PrintToString(cell.m_vOptions));
+            RunCell(cell, strThread);
+        }
+    }
+}
+
+TEST(CrashHandler, ReportsWithoutAnySetting)
+{
+    CChildProcess child(ZOR_CRASH_CELL, {"null"});
+    EXPECT_EQ(Plain(child.ReadOutput()),
+              "Unknown Application Unknown Version time\r\n" + kNull + "\r\n");
+    EXPECT_EQ(child.Wait(), 1);
+}
+
+} // namespace
