@@ -1,7 +1,7 @@
 #include "threading/scheduler.h"
 
-#include <limits>
 #include <string>
+#include <utility>
 
 #include <gtest/gtest.h>
 
@@ -14,106 +14,90 @@
 namespace
 {
 
-using SScheduler = AutoDeleteThreadObjectImpl<CScheduler>;
-
 constexpr unsigned long long kHour = 3'600'000'000;
 
-// Notes each callback: "3 " for a task with the parameter 3, "-3 " for its cancelling.
-struct SNotes
-{
-    SNotes()
-    {
-        m_pScheduler->AddRef();
-        EXPECT_EQ(Queue(1, 0), 0U) << "before it is started";
-        EXPECT_TRUE(m_pScheduler->Start("test scheduler"));
-    }
-    unsigned long long Queue(int i, unsigned long long ullDelay,
-                             IScheduler::TaskCallback pTask = Run)
-    {
-        return m_pScheduler->ScheduleTask(ullDelay, "test", 0, pTask, Cancel, this, i);
-    }
-    static void Run(IScheduler*, void* pNotes, int i, bool&)
-    {
-        static_cast<SNotes*>(pNotes)->m_strNotes += std::to_string(i) + " ";
-    }
-    static void RunSlowly(IScheduler* pScheduler, void* pNotes, int i, bool& bReserved)
-    {
-        static_cast<SNotes*>(pNotes)->m_event.Signal();
-        mu::SleepMS(20);
-        Run(pScheduler, pNotes, i, bReserved);
-    }
-    static void Cancel(IScheduler* pScheduler, void* pNotes, int i)
-    {
-        bool bReserved = false;
-        Run(pScheduler, pNotes, -i, bReserved);
-    }
+std::string g_strNotes; // of one thread at a time: "3 " for a task, "-3 " for its cancelling
 
-    SScheduler* m_pScheduler = new SScheduler;
-    CPosixEventObject m_event;
-    std::string m_strNotes;
-};
-
-TEST(Scheduler, RunsTasksInTheOrderOfTheirTimesThenOfTheirComing)
+void Note(IScheduler*, void*, int i, bool&)
 {
-    SNotes notes;
-    notes.Queue(0, 0, SNotes::RunSlowly);
-    notes.m_event.Wait(mu::kInfinite);
-    constexpr unsigned long long kForever = std::numeric_limits<unsigned long long>::max();
-    const unsigned long long kDelays[] = {60'000, 40'000, kForever, 0, 40'000, 0};
-    for (int i = 0; const unsigned long long ullDelay : kDelays)
-    {
-        EXPECT_NE(notes.Queue(++i, ullDelay), 0U);
-    }
-    notes.m_event.Reset();
-    notes.Queue(7, 80'000, SNotes::RunSlowly);
-    notes.m_event.Wait(mu::kInfinite);
-    notes.m_pScheduler->Stop(); // waits for the task that runs, then cancels
-    EXPECT_EQ(notes.Queue(8, 0), 0U);
-    EXPECT_EQ(notes.m_strNotes, "0 4 6 2 5 1 7 -3 ");
-    notes.m_pScheduler->Release();
+    g_strNotes += std::to_string(i) + " ";
+}
+void Cancel(IScheduler*, void*, int i)
+{
+    g_strNotes += std::to_string(-i) + " ";
 }
 
-TEST(Scheduler, RemovesTasksAndRefusesThoseBeyondItsTable)
+TEST(Scheduler, RunsByTimeThenByComingAndCancelsWhatIsLeft)
 {
-    SNotes notes;
-    notes.Queue(3, 2 * kHour);
-    notes.Queue(1, kHour);
-    notes.Queue(7, kHour, SNotes::RunSlowly);
-    const unsigned long long ullTask = notes.Queue(2, kHour);
-    notes.Queue(4, 2 * kHour);
-    CScheduler& scheduler = *notes.m_pScheduler;
-    scheduler.RemoveTasks(0, SNotes::Run, nullptr, 1);
-    scheduler.RemoveTasks(ullTask + 9, SNotes::Run, &notes, 1);
-    EXPECT_EQ(scheduler.GetQueuedTaskCount(), 5);
-    scheduler.RemoveTasks(ullTask, SNotes::Run, &notes, 1);
-    scheduler.RemoveTasks(0, SNotes::Run, &notes, 0);
-    EXPECT_EQ(notes.m_strNotes, "-2 -1 ");
-    scheduler.RemoveTasks(0, SNotes::Run, &notes, 1);
-    EXPECT_EQ(notes.m_strNotes, "-2 -1 -3 -4 ");
+    auto& scheduler = *new AutoDeleteThreadObjectImpl<CScheduler>;
+    scheduler.AddRef();
+    CPosixEventObject event;
+    constexpr IScheduler::TaskCallback noteSlowly =
+        [](IScheduler* pScheduler, void* pEvent, int i, bool& bReserved)
+    {
+        static_cast<CPosixEventObject*>(pEvent)->Signal();
+        mu::SleepMS(20);
+        Note(pScheduler, pEvent, i, bReserved);
+    };
+    const auto queue = [&](int i, unsigned long long ullDelay)
+    {
+        return scheduler.ScheduleTask(ullDelay, "test", 0, i % 6 == 0 ? noteSlowly : Note, Cancel,
+                                      &event, i);
+    };
+    EXPECT_EQ(queue(9, 0), 0U) << "before it is started";
+    EXPECT_TRUE(scheduler.Start("test scheduler"));
+
+    queue(3, 2 * kHour);
+    queue(1, kHour);
+    const unsigned long long ullTask = queue(2, kHour);
     {
         const CFailingHeap heap(0);
-        for (int i = 1; i < CScheduler::kMaxQueuedTasks; ++i)
+        for (int i = 3; i < CScheduler::kMaxQueuedTasks; ++i)
         {
-            ASSERT_NE(notes.Queue(i, kHour), 0U);
+            ASSERT_NE(queue(6, kHour), 0U);
         }
-        EXPECT_EQ(notes.Queue(0, 0), 0U);
+        EXPECT_EQ(queue(0, 0), 0U) << "the table is full";
         EXPECT_FALSE(CFailingHeap::HasFailed());
     }
+    scheduler.RemoveTasks(0, Note, nullptr, 1);
+    scheduler.RemoveTasks(ullTask, noteSlowly, &event, 1);
+    scheduler.RemoveTasks(ullTask, Note, &event, 1);
+    scheduler.RemoveTasks(0, Note, &event, 0);
+    scheduler.RemoveTasks(0, Note, &event, 1);
+    EXPECT_EQ(std::exchange(g_strNotes, {}), "-2 -1 -3 ");
+    scheduler.RemoveTasks(0, noteSlowly, &event, 1);
+
+    g_strNotes.clear();
+    queue(0, 0);
+    event.Wait(mu::kInfinite);
+    event.Reset();
+    for (int i = 0; const unsigned long long ullDelay : {60'000ULL, 40'000ULL, ~0ULL, 0ULL, 0ULL})
+    {
+        queue(++i, ullDelay);
+    }
+    queue(6, 80'000);
+    event.Wait(mu::kInfinite);
+    scheduler.Stop(); // waits for the task that runs
+    EXPECT_EQ(queue(9, 0), 0U);
+    EXPECT_EQ(std::exchange(g_strNotes, {}), "0 4 5 2 1 6 -3 ");
     scheduler.Release();
 }
 
 TEST(Scheduler, MayEndInItsOwnTask)
 {
-    SNotes notes;
-    notes.Queue(1, kHour);
-    notes.Queue(2, 0,
-                [](IScheduler* pScheduler, void* pNotes, int, bool&)
-                {
-                    EXPECT_EQ(pScheduler->Release(), 0);
-                    static_cast<SNotes*>(pNotes)->m_event.Signal();
-                });
-    notes.m_event.Wait(mu::kInfinite);
-    EXPECT_EQ(notes.m_strNotes, "-1 ");
+    auto& scheduler = *new AutoDeleteThreadObjectImpl<CScheduler>;
+    scheduler.AddRef();
+    scheduler.Start("test scheduler");
+    CPosixEventObject event;
+    scheduler.ScheduleTask(kHour, "test", 0, Note, Cancel, nullptr, 1);
+    const auto drop = [](IScheduler* pScheduler, void* pEvent, int, bool&)
+    {
+        pScheduler->Release();
+        static_cast<CPosixEventObject*>(pEvent)->Signal();
+    };
+    scheduler.ScheduleTask(0, "test", 0, drop, Cancel, &event, 2);
+    event.Wait(mu::kInfinite);
+    EXPECT_EQ(std::exchange(g_strNotes, {}), "-1 ");
 }
 
 } // namespace
