@@ -1,0 +1,163 @@
+#ifndef ZOR_LOGGING_DAILY_DEBUG_LOG_H
+#define ZOR_LOGGING_DAILY_DEBUG_LOG_H
+
+#include <atomic>
+#include <cstdarg>
+#include <memory>
+#include <mutex>
+#include <string>
+
+#include "io/file_access.h"
+#include "io/safe_stream_buffer.h"
+#include "logging/logger.h"
+#include "mu/calendar.h"
+#include "threading/auto_delete.h"
+#include "threading/scheduler_interface.h"
+#include "threading/thread_id.h"
+
+class CMediaRecorderConfiguration;
+
+/// Collects lines in memory and writes them to one UTF-8 file a day, "DebugLog_2026_11_15.txt" in
+/// the day's directory of recordings. Abstract: the application derives from it and decides, with
+/// AddRef() and Release(), how long it lives; the count starts at what the application holds.
+///
+/// Set up in this order, before other threads log: SetBufferSize(), SetRecConfig(), the callbacks
+/// if there are any, SetStorageScheduler(), ScheduleNextLogFlush(false); then install it as
+/// mu::g_ptlTextLogger and with SetDailyDebugLogForTimeChange().
+///
+/// Any thread may log. With a scheduler none ever waits for the disk: the file is written by tasks
+/// on the scheduler's thread, one second after local midnight and at once after an Error or when
+/// the buffer is more than half full. Without one, an Error or a full buffer writes it on the
+/// calling thread. Adding text allocates nothing; a document that is logged is turned into text
+/// on the heap. A line that finds no room, and a formatted one of more than 1022 bytes, is dropped.
+///
+/// One flush runs at a time. What is logged inside it (by the files that fail there, by the
+/// callbacks) is buffered and asks for no other. A flush that fails leaves the data in the buffer
+/// and disarms: nothing asks for a flush until SetRecConfig() or HandleConfigurationChange(), or
+/// until the one at the day's end succeeds.
+///
+/// The day is the one on which the day end was scheduled last: a clock that is set over midnight
+/// leaves an open file open until the next day end and names the file after it. A day of 23 hours
+/// ends an hour late, one of 25 an hour early with a second end at midnight, on the same file.
+class CDailyDebugLog : public IXMLLogger, public ITextLogger
+{
+public:
+    using LogCallback = void (*)(ITextLogger* ptlLogger, void* pContext);
+
+    CDailyDebugLog(const CDailyDebugLog&) = delete;
+    CDailyDebugLog& operator=(const CDailyDebugLog&) = delete;
+
+    // Setting up.
+
+    /// In bytes. False, with nothing changed, if the buffer holds data or there is no memory.
+    bool SetBufferSize(int iSize);
+    /// Not owned. Arms. While a flush may run, the configuration's directories must not change.
+    void SetRecConfig(CMediaRecorderConfiguration* pRecConfig);
+    /// Opens each day's file: called after the day end has closed the old one.
+    void SetInitLogCallback(LogCallback pCallback, void* pContext);
+    /// Closes each day's file: called before the day end writes it.
+    void SetTermLogCallback(LogCallback pCallback, void* pContext);
+    /// Holds a reference on the scheduler, or none on null.
+    void SetStorageScheduler(IScheduler* pScheduler);
+
+    // Adding text whatever its severity. False if it was dropped.
+
+    bool AddText(const char* szText, int iLength, bool bAddNewLine);
+    bool AddTextF(const char* szFormat, ...) __attribute__((format(printf, 2, 3)));
+    bool AddTextV(const char* szFormat, va_list args) __attribute__((format(printf, 2, 0)));
+
+    // Logging.
+
+    Severity GetLowestLoggerServerity() override { return m_eLowestSeverity; }
+    /// Adds the time of day and the message's text form.
+    void LogMessage(Severity eSeverity, CEasyXML& exmlMessage) override;
+    void LogMessage(Severity eSeverity, const char* szText) override;
+    void LogMessageF(Severity eSeverity, const char* szFormat, ...) override
+        __attribute__((format(printf, 3, 4)));
+    void LogMessageV(Severity eSeverity, const char* szFormat, va_list args) override
+        __attribute__((format(printf, 3, 0)));
+
+    // Flushing.
+
+    /// Asks for a flush if eSeverity is Error.
+    void CheckSeverity(Severity eSeverity);
+    /// Asks for a flush if more than half of the buffer is used.
+    void CheckLargeContent();
+    /// Queues a flush now, or the one at the end of the local day in place of those queued. Without
+    /// a scheduler it flushes now, and does nothing for the day's end.
+    void ScheduleNextLogFlush(bool bNow);
+    /// The flush itself.
+    void SaveLog(bool bDayEnd);
+    /// The recordings' directory may have moved: goes on in the file there.
+    void HandleConfigurationChange();
+
+    // The scheduler's tasks; the context is the log, to which each task has a reference.
+    static void TimeToSaveLog(IScheduler* pScheduler, void* pContext, int iParameter,
+                              bool& bReserved);
+    static void TimeToHandleConfigChange(IScheduler* pScheduler, void* pContext, int iParameter,
+                                         bool& bReserved);
+    static void TaskCancelled(IScheduler* pScheduler, void* pContext, int iParameter);
+
+protected:
+    CDailyDebugLog();
+    ~CDailyDebugLog();
+
+    /// Cancels the tasks, ends the registration with the clock, waits for a task that runs on
+    /// another thread and gives everything back; what was not flushed is lost. A derived class
+    /// calls it in its destructor, where the Release() that cancelled tasks need still exists.
+    /// Logging is harmless then and adds nothing. Not to be called inside a flush.
+    void ReleaseResources();
+
+private:
+    struct SSchedulerReleaser
+    {
+        void operator()(IScheduler* pScheduler) const { pScheduler->Release(); }
+    };
+    using CSchedulerReference = std::unique_ptr<IScheduler, SSchedulerReleaser>;
+
+    static constexpr int kLineBlockSize = 1024;
+
+    void TimeToHandleConfigChange();
+    bool AddBlock(const char* pText, int iLength, int iRoom, bool bAddNewLine,
+                  const char*& szState);
+    bool IsContentLarge();
+    void RequestFlush();
+    bool WriteContent();
+    bool OpenFile(const mu::STimeComponents& date);
+    CSchedulerReference GetScheduler();
+    mu::STimeComponents GetFileDate();
+
+    std::atomic<bool> m_bArmed{false}; // whether Errors and a full buffer may ask for a flush
+    std::atomic<int> m_iBufferSize{0};
+
+protected:
+    Severity m_eLowestSeverity = Status; ///< constant once other threads log
+
+private:
+    IScheduler* m_pScheduler = nullptr;
+    AutoDeleteThreadObjectImpl<CSafeStreamBuffer>* m_pTextBuffer; // null when released
+    std::atomic<CMediaRecorderConfiguration*> m_pRecConfig{nullptr};
+    std::unique_ptr<CFileAccess> m_pFile; // null when released
+    LogCallback m_pInitCallback = nullptr;
+    LogCallback m_pTermCallback = nullptr;
+    void* m_pInitContext = nullptr;
+    void* m_pTermContext = nullptr;
+    mu::STimeComponents m_fileDate;
+
+    // From the allocation of a block to its commit, because the buffer is for one writer; for the
+    // pointers to the scheduler and the buffer and for the file's date too. Never
+    // held while anything is formatted or called that may wait.
+    std::mutex m_writeMutex;
+    long long m_llFreeAtLeast = 0; // in the buffer, so that it is asked only now and then
+    // For the time of a flush, and of the task it runs in, which may end with the log. Recursive,
+    // because the log's last reference may go in its own task.
+    const std::shared_ptr<std::recursive_mutex> m_pFlushMutex;
+    std::atomic<unsigned long> m_dwFlushThreadID{mu::kNoThreadID}; // of the thread in SaveLog()
+    std::atomic<bool> m_bFlushMissed{false}; // asked for while one was under way
+};
+
+/// The log whose day end is scheduled anew when mu::SetCurrentLocalTimeComponents() has set the
+/// clock; null for none. Any thread may call it; it waits for a rescheduling that is under way.
+void SetDailyDebugLogForTimeChange(CDailyDebugLog* pLog);
+
+#endif
