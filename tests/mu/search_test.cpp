@@ -5,6 +5,8 @@
 
 #include <gtest/gtest.h>
 
+#include "mu/words.h"
+
 namespace
 {
 
@@ -73,6 +75,18 @@ TEST(Search, ATokenThatNearlyOccursEverywhereTakesLinearTime)
     const std::string strBuffer(1000000, 'a');
     const std::string strToken = std::string(500000, 'a') + 'b';
     EXPECT_EQ(mu::FindTokenInBuffer(strBuffer.data(), 1000000, strToken.data(), 500001), -1);
+}
+
+TEST(Words, SplitAndSearched)
+{
+    const std::vector<std::wstring> vWords = {L"ab", L"c  d", L"e", L"f ", L"g h"};
+    EXPECT_EQ(mu::SplitWords(L" ab\t\"c  d\"e \"\" \"f \"\r\n\"g h"), vWords);
+
+    const std::wstring wsText = L"Température du Boîtier 38.5 °C";
+    for (const wchar_t* const wszFound : {L"", L"boîTIER temp", L"\"du B\"", L"38.5 °c", L"\""})
+        EXPECT_TRUE(mu::IsSearchMatch(wsText, wszFound)) << wszFound;
+    for (const wchar_t* const wszMissing : {L"\"du  B\"", L"temp 39", L"tempê", L"°C2"})
+        EXPECT_FALSE(mu::IsSearchMatch(wsText, wszMissing)) << wszMissing;
 }
 
 } // namespace
