@@ -17,7 +17,8 @@ namespace
 /// Negative when the end lies before the start; as large as an int where it is far behind it.
 int SizeBetween(const void* pStart, const void* pEnd)
 {
-    const auto iSize = static_cast<const char*>(pEnd) - static_cast<const char*>(pStart);
+    const auto iSize = static_cast<std::ptrdiff_t>(reinterpret_cast<std::uintptr_t>(pEnd) -
+                                                   reinterpret_cast<std::uintptr_t>(pStart));
     return static_cast<int>(std::clamp<std::ptrdiff_t>(iSize, -1, std::numeric_limits<int>::max()));
 }
 
@@ -44,6 +45,11 @@ bool CSafeStreamBuffer::CanWrite() const
 {
     const bool bReaderInStoppedBlock = m_pReadBlockHeld != nullptr && m_bReadBlockInvalid;
     return m_bEnabled && !m_bFrozen && !bReaderInStoppedBlock;
+}
+
+bool CSafeStreamBuffer::IsMemoryInUse() const
+{
+    return m_ring.HasData() || m_pReadBlockHeld != nullptr || m_iWriteBlockHeld != 0;
 }
 
 bool CSafeStreamBuffer::IsReadable() const
@@ -97,7 +103,7 @@ void* CSafeStreamBuffer::AllocateBlock(int iSize)
     CFunctionSwitch fsAllocate("SSB::AlcBlk");
     CFunctionParam fpSize(fsAllocate, "iSize", iSize);
 
-    CMutexProtection mpState(m_mutex, mu::kInfinite);
+    const CMutexProtection mpState(m_mutex, mu::kInfinite);
     return CanWrite() ? HandOutWriteBlock(m_ring.Allocate(iSize), iSize) : nullptr;
 }
 
@@ -117,7 +123,7 @@ bool CSafeStreamBuffer::NeedsToGrow(int iSize) const
 {
     const CMutexProtection mpState(m_mutex, mu::kInfinite);
     const bool bExternal = m_pMemory != nullptr && m_pInternal == nullptr;
-    return iSize > m_ring.GetSize() && !bExternal && CanWrite();
+    return iSize > m_ring.GetSize() && !bExternal && !IsMemoryInUse() && CanWrite();
 }
 
 template <class TCommit>
@@ -162,7 +168,7 @@ bool CSafeStreamBuffer::CommitWrittenBlockByEndPtr(void* pBlock, const void* pEn
 
 void CSafeStreamBuffer::SetEndOfStream()
 {
-    CMutexProtection mpState(m_mutex, mu::kInfinite);
+    const CMutexProtection mpState(m_mutex, mu::kInfinite);
     m_bEndOfStream = true;
     SignalIfReadable();
 }
@@ -200,7 +206,7 @@ void* CSafeStreamBuffer::PollBlockToRead(int& iSize)
 {
     CFunctionSwitch fsPoll("SSB::PBTR");
 
-    CMutexProtection mpState(m_mutex, mu::kInfinite);
+    const CMutexProtection mpState(m_mutex, mu::kInfinite);
     iSize = 0;
     m_pReadBlockHeld = nullptr;
     return m_bEnabled && !m_bFrozen && m_ring.HasData() ? HandOutReadBlock(iSize) : nullptr;
@@ -312,8 +318,7 @@ void CSafeStreamBuffer::Reset()
 
 bool CSafeStreamBuffer::ReplaceMemory(std::unique_ptr<char[]> pInternal, char* pMemory, int iSize)
 {
-    if (!m_mutex.IsValid() || m_ring.HasData() || m_pReadBlockHeld != nullptr ||
-        m_iWriteBlockHeld != 0)
+    if (!m_mutex.IsValid() || IsMemoryInUse())
     {
         return false;
     }

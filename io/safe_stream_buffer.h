@@ -144,6 +144,7 @@ private:
     void* At(int iOffset) const { return m_pMemory + iOffset; }
     int OffsetOf(const void* pBlock) const;
     bool CanWrite() const;
+    bool IsMemoryInUse() const;
     void* HandOutWriteBlock(int iOffset, int iSize);
     void* HandOutReadBlock(int& iSize);
     template <class TCommit>

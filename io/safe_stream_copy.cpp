@@ -144,7 +144,7 @@ bool CSafeStreamBuffer::CommitReadThroughFreeze(void* pBlock, int iSize)
     {
         CMutexProtection mpState(m_mutex, mu::kInfinite);
         // A stop ends the freeze and the block.
-        if (!m_bFrozen)
+        if (!m_bFrozen || iSize == 0)
         {
             return CommitReadLocked(pBlock, iSize);
         }

@@ -14,7 +14,7 @@ class IStreamTransportClient : public virtual ISticky
 {
 public:
     /// The transport is done with the block, of which it moved iSize bytes; 0 or less when it
-    /// failed, which gives the block back as it was. Returns whether the stream took the bytes.
+    /// failed, which gives the block back as it was. Whether the stream took the bytes.
     virtual bool HandleTransportDone(void* pBlock, int iSize) = 0;
 
 protected:

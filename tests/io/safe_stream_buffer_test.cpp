@@ -8,6 +8,7 @@
 #include <gtest/gtest.h>
 
 #include "stream_buffer_model.h"
+#include "tests/support/failing_heap.h"
 #include "tests/support/function_chain.h"
 #include "tests/threading/threads.h"
 #include "threading/sleep.h"
@@ -30,6 +31,30 @@ TEST(SafeStreamBuffer, KeepsItsLawsInAnyOrderOfOperations)
         const int n = static_cast<int>(random() % 62) - 1;
         ASSERT_NO_THROW(model.Step(uOperation, n)) << "step " << i;
     }
+}
+
+TEST(SafeStreamBuffer, KeepsItsMemoryWhileItIsInUse)
+{
+    auto* const pBuffer = new CBuffer;
+    const CStickyScope ssBuffer(*pBuffer);
+    EXPECT_EQ(pBuffer->AllocateBlock(1), nullptr); // there is none yet
+    auto* const p = static_cast<char*>(pBuffer->AllocateBlockResizeIfNeeded(8));
+    ASSERT_NE(p, nullptr);
+    EXPECT_EQ(pBuffer->AllocateBlockResizeIfNeeded(9), nullptr);
+    EXPECT_FALSE(pBuffer->SetBufferSize(9));
+    EXPECT_TRUE(pBuffer->CommitWrittenBlock(p, 8));
+    EXPECT_FALSE(pBuffer->FreeInternalBuffer());
+    int iSize = 0;
+    EXPECT_EQ(pBuffer->GetBlockToRead(iSize), p);
+    EXPECT_TRUE(pBuffer->CommitReadBlockByEndPtr(p, p + iSize));
+    const CFailingHeap heap(0);
+    // Fails, and keeps what there was.
+    EXPECT_NE(pBuffer->SetBufferSize(9), CFailingHeap::kAvailable);
+    EXPECT_TRUE(pBuffer->IsStreaming() && pBuffer->FreeInternalBuffer());
+    EXPECT_FALSE(pBuffer->IsStreaming());
+    char szState[24];
+    EXPECT_EQ(pBuffer->PrintState(szState, sizeof(szState), "name"), 23);
+    EXPECT_STREQ(szState, "name: Disabled Size=0 U");
 }
 
 void Do(CSafeStreamBuffer& buffer, const std::string& strActs)
@@ -118,7 +143,7 @@ public:
 TEST(SafeStreamBuffer, LosesNoByteAndNoWakeUpBetweenThreads)
 {
     constexpr int kBytes = 20'000;
-    for (int iRound = 0; iRound < 9; ++iRound)
+    for (int iRound = 0; iRound < 6; ++iRound)
     {
         const bool bStop = iRound % 3 == 1;
         const bool bRefuse = iRound % 3 == 2;

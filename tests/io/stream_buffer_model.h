@@ -110,9 +110,12 @@ private:
                                ? block.p == At(m_iWrite)
                                : !IsWrapped() && block.p == At(0) && iAllocated <= m_iRead;
         const bool bTaken = block.bValid && !m_bFrozen && bFits && n > 0 && n <= iAllocated;
-        const bool bResult = block.bHeld && block.bValid && iAllocated == block.iSize && n % 2 == 1
-                                 ? m_pBuffer->HandleTransportDone(block.p, n)
-                                 : m_pBuffer->CommitWrittenBlock(block.p, n, iAllocated);
+        const bool bResult =
+            block.bHeld && block.bValid && iAllocated == block.iSize && n % 2 == 1
+                ? m_pBuffer->HandleTransportDone(block.p, n)
+            : block.p == nullptr
+                ? m_pBuffer->CommitWrittenBlock(nullptr, n, iAllocated)
+                : m_pBuffer->CommitWrittenBlockByEndPtr(block.p, block.p + n, iAllocated);
         Written(bResult, bTaken, static_cast<int>(block.p - At(0)), n);
     }
     void CommitWrittenOverEnd(int n)
