@@ -1,5 +1,6 @@
 #include "simulator/arguments.h"
 
+#include <charconv>
 #include <cstdio>
 #include <string_view>
 
@@ -14,6 +15,8 @@ enum EOption
 {
     OPTION_PARAMS = 256,
     OPTION_FAULTS,
+    OPTION_RELOAD,
+    OPTION_CRASH,
     OPTION_VERBOSE,
     OPTION_HELP,
     OPTION_VERSION,
@@ -22,6 +25,8 @@ enum EOption
 constexpr option kOptions[] = {
     {"params", required_argument, nullptr, OPTION_PARAMS},
     {"faults", required_argument, nullptr, OPTION_FAULTS},
+    {"reload", required_argument, nullptr, OPTION_RELOAD},
+    {"crash", required_argument, nullptr, OPTION_CRASH}, // for maintainers; the help is silent
     {"verbose", no_argument, nullptr, OPTION_VERBOSE},
     {"help", no_argument, nullptr, OPTION_HELP},
     {"version", no_argument, nullptr, OPTION_VERSION},
@@ -44,6 +49,7 @@ void PrintHelp()
         "                  malformed-document spoils the reply to a parameters request, the\n"
         "                  others those to log and diagnostic requests. Each console gets\n"
         "                  the whole list once; further replies are good.\n"
+        "  --reload MS     send the parameters anew every MS milliseconds\n"
         "  --verbose       show each frame, in hexadecimal and its meaning, on stderr\n"
         "  --help          show this text\n"
         "  --version       show the version\n");
@@ -69,6 +75,21 @@ bool ParseFaults(std::string_view svList, std::vector<EFault>& vecFaults)
         }
         svList.remove_prefix(uEnd + 1);
     }
+}
+
+bool ParsePeriod(std::string_view svText, std::chrono::milliseconds& period)
+{
+    int iPeriod = 0;
+    const auto [pEnd, eError] =
+        std::from_chars(svText.data(), svText.data() + svText.size(), iPeriod);
+    if (eError != std::errc() || pEnd != svText.data() + svText.size() || iPeriod < 1)
+    {
+        std::fprintf(stderr, "%s: --reload needs milliseconds, not '%.*s'\n", kProgram,
+                     static_cast<int>(svText.size()), svText.data());
+        return false;
+    }
+    period = std::chrono::milliseconds(iPeriod);
+    return true;
 }
 
 int Complain()
@@ -103,6 +124,20 @@ std::optional<int> ParseArguments(int argc, char* argv[], SArguments& arguments)
         case OPTION_FAULTS:
             if (!ParseFaults(optarg, arguments.m_vecFaults))
             {
+                return Complain();
+            }
+            break;
+        case OPTION_RELOAD:
+            if (!ParsePeriod(optarg, arguments.m_reload))
+            {
+                return Complain();
+            }
+            break;
+        case OPTION_CRASH:
+            arguments.m_eCrash = CrashKindByName(optarg);
+            if (!arguments.m_eCrash)
+            {
+                std::fprintf(stderr, "%s: unknown crash '%s'\n", kProgram, optarg);
                 return Complain();
             }
             break;

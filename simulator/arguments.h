@@ -1,10 +1,12 @@
 #ifndef ZOR_SIMULATOR_ARGUMENTS_H
 #define ZOR_SIMULATOR_ARGUMENTS_H
 
+#include <chrono>
 #include <optional>
 #include <string>
 #include <vector>
 
+#include "simulator/crash_kinds.h"
 #include "simulator/faults.h"
 
 constexpr int kExitBadArguments = 2;
@@ -13,6 +15,8 @@ struct SArguments
 {
     std::string m_strParamsPath; ///< empty: the built-in document
     std::vector<EFault> m_vecFaults;
+    std::optional<ECrashKind> m_eCrash;    ///< at the first diagnostic that is asked for
+    std::chrono::milliseconds m_reload{0}; ///< how often parameters come unasked; 0: never
     bool m_bVerbose = false;
 };
 

@@ -3,6 +3,8 @@
 #include <cstdio>
 #include <cstdlib>
 
+#include "simulator/process_diagnostics.h"
+
 namespace
 {
 
@@ -68,6 +70,14 @@ std::string DiagnosticText(const std::vector<std::string>& vecNames, std::uint32
 
     const std::string& strName = vecNames[dwIndex];
     std::string strText = strName + ", up " + FormatUptime(uptime) + "\r\n";
+    if (strName == "Threads")
+    {
+        return strText + ThreadsText();
+    }
+    if (strName == "Memory")
+    {
+        return strText + MemoryText();
+    }
     bool bKnown = false;
     for (const SReading& reading : kReadings)
     {

@@ -6,11 +6,14 @@
 #include <unistd.h>
 
 #include "console/descriptors.h"
+#include "diagnostics/crash_handler.h"
 #include "simulator/arguments.h"
 #include "simulator/recorder_server.h"
 
 namespace
 {
+
+constexpr int kExitCrashed = 3;
 
 // The signals that end the program arrive on the descriptor instead.
 int OpenStopDescriptor()
@@ -35,6 +38,8 @@ int Fail(const std::string& strError, int iExitCode)
 int main(int argc, char* argv[])
 {
     OpenStandardDescriptors();
+    SetPosixExceptionProcessExitCode(kExitCrashed);
+    SetPosixExceptionHandler("zor-recorder-sim", ZOR_VERSION, nullptr, 0, nullptr);
     std::signal(SIGPIPE, SIG_IGN); // a console that leaves is an error of write()
 
     SArguments arguments;
@@ -56,11 +61,14 @@ int main(int argc, char* argv[])
     {
         return Fail(strError, 1);
     }
+    CRecorderServer server(pipes, std::move(document), std::move(arguments));
+    if (!server.Start())
+    {
+        return Fail("no thread can be started", 1);
+    }
     std::puts("Recorder ready.");
     std::fflush(stdout);
 
-    CRecorderServer server(pipes, std::move(document), CFaultPlan(std::move(arguments.m_vecFaults)),
-                           arguments.m_bVerbose);
     server.ServeUntil(iStopDescriptor);
     return 0;
 }

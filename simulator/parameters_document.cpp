@@ -45,6 +45,8 @@ constexpr char kBuiltInDocument[] =
             <zor:DiagnosticType>Video inputs</zor:DiagnosticType>
             <zor:DiagnosticType>Recording storage</zor:DiagnosticType>
             <zor:DiagnosticType>Network</zor:DiagnosticType>
+            <zor:DiagnosticType>Threads</zor:DiagnosticType>
+            <zor:DiagnosticType>Memory</zor:DiagnosticType>
         </zor:DiagnosticTypes>
     </zor:CaptureDeviceConfig>
     <zor:LoggingParameters>

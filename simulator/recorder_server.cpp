@@ -9,6 +9,7 @@
 #include <poll.h>
 #include <unistd.h>
 
+#include "diagnostics/function_state.h"
 #include "simulator/diagnostics.h"
 #include "simulator/frames.h"
 
@@ -50,12 +51,14 @@ constexpr const char* kBootEvents[] = {
 } // namespace
 
 CRecorderServer::CRecorderServer(CRecorderPipes& pipes, SParametersDocument document,
-                                 CFaultPlan faults, bool bVerbose)
+                                 SArguments arguments)
     : m_pipes(pipes),
       m_document(std::move(document)),
-      m_faults(std::move(faults)),
-      m_bVerbose(bVerbose),
-      m_tpStart(std::chrono::steady_clock::now() - kUptimeAtStart)
+      m_faults(std::move(arguments.m_vecFaults)),
+      m_reload(arguments.m_reload),
+      m_bVerbose(arguments.m_bVerbose),
+      m_tpStart(std::chrono::steady_clock::now() - kUptimeAtStart),
+      m_replies(m_document, m_log, arguments.m_eCrash)
 {
     std::chrono::milliseconds uptime = 0ms;
     for (const char* szEvent : kBootEvents)
@@ -65,8 +68,14 @@ CRecorderServer::CRecorderServer(CRecorderPipes& pipes, SParametersDocument docu
     }
 }
 
+bool CRecorderServer::Start()
+{
+    return m_replies.Start();
+}
+
 void CRecorderServer::ServeUntil(int iStopDescriptor)
 {
+    CFunctionSwitch fsServe("RSim::Serve");
     for (;;)
     {
         if (!m_pipes.IsConnected() && m_pipes.Connect())
@@ -83,9 +92,10 @@ void CRecorderServer::ServeUntil(int iStopDescriptor)
         pollfd aPolled[] = {{iStopDescriptor, POLLIN, 0},
                             {bListens ? m_pipes.GetInput() : -1, POLLIN, 0},
                             {m_pipes.GetOutput(), 0, 0}};
-        const std::chrono::milliseconds limit = bListens          ? -1ms
-                                                : m_bReplyWaiting ? kTakenPeriod
-                                                                  : kConnectPeriod;
+        const std::chrono::milliseconds limit = m_bReplyWaiting   ? kTakenPeriod
+                                                : !bListens       ? kConnectPeriod
+                                                : m_reload == 0ms ? -1ms
+                                                                  : m_reload;
         ::poll(aPolled, std::size(aPolled), static_cast<int>(limit.count()));
 
         if (aPolled[0].revents != 0)
@@ -106,6 +116,10 @@ void CRecorderServer::ServeUntil(int iStopDescriptor)
         if (aPolled[1].revents != 0)
         {
             ReadRequest();
+        }
+        else if (bListens && IsReloadDue())
+        {
+            SendParameters();
         }
     }
 }
@@ -149,27 +163,39 @@ void CRecorderServer::ReadRequest()
 
 void CRecorderServer::Answer(EPipeMessage eRequest, std::uint32_t dwArgument)
 {
+    CFunctionSwitch fsAnswer("RSim::Answer");
+    CFunctionParam fpRequest(fsAnswer, "eRequest", &eRequest, FPT_DWORD);
+    CFunctionParam fpArgument(fsAnswer, "dwArgument", dwArgument);
+
     switch (eRequest)
     {
     case PM_REQUEST_PARAMETERS:
         Log("Console: parameters requested");
-        Send(MakeFrame(PM_PARAMETERS, 0, m_document.m_strText), m_faults.ForParameters());
-        break;
+        SendParameters();
+        return;
     case PM_REQUEST_DIAGNOSTIC:
         Log("Console: diagnostic " + std::to_string(dwArgument + 1ULL) + " requested");
-        Send(MakeFrame(PM_TEXT, 0,
-                       DiagnosticText(m_document.m_vecDiagnostics, dwArgument, GetUptime())),
-             m_faults.ForNextReply());
         break;
     case PM_REQUEST_LOG:
         Log("Console: log requested");
-        Send(MakeFrame(PM_CIRCULAR_TEXT, m_log.GetSplit(), m_log.GetBuffer()),
-             m_faults.ForNextReply());
         break;
     default:
         Log("Console: unknown request");
-        break;
+        return;
     }
+    Send(m_replies.GetReply(eRequest, dwArgument, GetUptime()), m_faults.ForNextReply());
+}
+
+void CRecorderServer::SendParameters()
+{
+    m_tpLoaded = std::chrono::steady_clock::now();
+    Send(m_replies.GetReply(PM_REQUEST_PARAMETERS, 0, GetUptime()), m_faults.ForParameters());
+}
+
+bool CRecorderServer::IsReloadDue() const
+{
+    return m_reload > 0ms && m_bAsked && m_dwPayload == 0 &&
+           std::chrono::steady_clock::now() - m_tpLoaded >= m_reload;
 }
 
 void CRecorderServer::Send(std::string strFrame, std::optional<EFault> eFault)

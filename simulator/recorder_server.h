@@ -8,25 +8,30 @@
 #include <string_view>
 
 #include "console/pipe_protocol.h"
+#include "simulator/arguments.h"
 #include "simulator/circular_log.h"
 #include "simulator/faults.h"
 #include "simulator/parameters_document.h"
 #include "simulator/recorder_pipes.h"
+#include "simulator/reply_worker.h"
 
 /// Answers the requests of one console after the other.
 class CRecorderServer
 {
 public:
-    CRecorderServer(CRecorderPipes& pipes, SParametersDocument document, CFaultPlan faults,
-                    bool bVerbose);
+    CRecorderServer(CRecorderPipes& pipes, SParametersDocument document, SArguments arguments);
 
+    /// Starts the thread that makes the replies; false if there can be none.
+    bool Start();
     /// Serves until the descriptor is readable.
     void ServeUntil(int iStopDescriptor);
 
 private:
     void ReadRequest();
     void Answer(EPipeMessage eRequest, std::uint32_t dwArgument);
+    void SendParameters();
     void Send(std::string strFrame, std::optional<EFault> eFault);
+    bool IsReloadDue() const;
     void HangUp(const char* szEvent);
     void Log(std::string_view svEvent);
     void Trace(const char* szDirection, std::string_view svFrame) const;
@@ -36,15 +41,18 @@ private:
     CRecorderPipes& m_pipes;
     const SParametersDocument m_document;
     CFaultPlan m_faults;
+    const std::chrono::milliseconds m_reload;
     const bool m_bVerbose;
     const std::chrono::steady_clock::time_point m_tpStart;
     CCircularLog m_log;
+    CReplyWorker m_replies;
 
     // Of the connected console:
-    bool m_bAsked = false;         // it has sent a request
-    bool m_bInputEnded = false;    // it does not have the input open
-    bool m_bReplyWaiting = false;  // it has not yet taken all of the last reply
-    std::uint32_t m_dwPayload = 0; // bytes to come of a request's payload
+    bool m_bAsked = false;                            // it has sent a request
+    bool m_bInputEnded = false;                       // it does not have the input open
+    std::chrono::steady_clock::time_point m_tpLoaded; // it was last sent the parameters
+    bool m_bReplyWaiting = false;                     // it has not yet taken all of the last reply
+    std::uint32_t m_dwPayload = 0;                    // bytes to come of a request's payload
 };
 
 #endif

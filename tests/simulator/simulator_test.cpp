@@ -30,8 +30,8 @@ using testing::HasSubstr;
 
 const std::string kParametersRequest = "G\0\0\0\0\0\0\0\0\0\0\0"s;
 const std::string kLogRequest = "C\0\0\0\0\0\0\0\0\0\0\0"s;
-const std::string kDiagnosticRequest = "d\0\0\0\5\0\0\0\0\0\0\0"s;
-const std::string kNoDiagnostic = "There is no diagnostic 6; this recorder has 5.\r\n";
+const std::string kDiagnosticRequest = "d\0\0\0\7\0\0\0\0\0\0\0"s;
+const std::string kNoDiagnostic = "There is no diagnostic 8; this recorder has 7.\r\n";
 
 TEST(CircularLog, OverwritesItsOldestLine)
 {
@@ -238,6 +238,43 @@ TEST_F(Simulator, ServesEachConsoleWhateverBecameOfTheLast)
     }
 }
 
+TEST_F(Simulator, TellsOfItsThreadsAndMemoryAndSendsParametersAnew)
+{
+    Start({"--reload", "30"});
+    const SConsoleEnds console("d\0\0\0\5\0\0\0\0\0\0\0d\0\0\0\6\0\0\0\0\0\0\0"s);
+    EXPECT_THAT(
+        console.ReadReply(PM_TEXT),
+        testing::AllOf(HasSubstr("RSim::MakeDiagnostic szName=\"Threads\"\r\n"),
+                       HasSubstr("Posix Thread Main szThreadName=\"Replies\" tid="),
+                       HasSubstr("RSim::Answer eRequest=0x00000064 dwArgument=0x00000005")));
+    EXPECT_THAT(console.ReadReply(PM_TEXT), HasSubstr("  Most resident: "));
+    EXPECT_NE(console.ReadReply(PM_PARAMETERS), "");
+    EXPECT_NE(console.ReadReply(PM_PARAMETERS), "");
+}
+
+TEST_F(Simulator, CrashesOnRequestWithAReport)
+{
+#ifdef __SANITIZE_THREAD__
+    GTEST_SKIP() << "its allocator ends a crashing process in its own way";
+#endif
+    for (const auto& [szKind, strReport] : std::vector<std::pair<const char*, std::string>>{
+             {"segv", "Segmentation Violation\r\nStack="},
+             {"stack", "Segmentation Violation\r\nStack="},
+             {"state", "The simulator was asked to crash\r\nzor-recorder-sim "},
+         })
+    {
+        SCOPED_TRACE(szKind);
+        Start({"--crash", szKind});
+        const SConsoleEnds console(kDiagnosticRequest);
+        EXPECT_EQ(ReadFrom(console.m_iMessages), "");
+        EXPECT_THAT(m_pSimulator->ReadOutput(),
+                    testing::AllOf(testing::StartsWith("zor-recorder-sim "), HasSubstr(strReport),
+                                   HasSubstr("RSim::")));
+        EXPECT_EQ(m_pSimulator->Wait(), 3);
+        RemovePipes();
+    }
+}
+
 TEST_F(Simulator, ForgetsRequestsWithNobodyToAnswer)
 {
     Start();
@@ -290,7 +327,7 @@ TEST_F(Simulator, ShowsHowTheConsoleBearsFaults)
         EXPECT_EQ(console.ReadOutput(strPrinted.size()), strPrinted);
         for (const std::string& strExpected : {row.strTextPrinted, kNoDiagnostic})
         {
-            console.Type("diag 6\n");
+            console.Type("diag 8\n");
             strPrinted = strReading + strExpected;
             EXPECT_EQ(console.ReadOutput(strPrinted.size()), strPrinted);
         }
@@ -299,8 +336,8 @@ TEST_F(Simulator, ShowsHowTheConsoleBearsFaults)
 
         m_pSimulator->Kill(SIGTERM);
         const std::string strTrace = m_pSimulator->ReadErrors();
-        EXPECT_THAT(strTrace, HasSubstr("in: diagnostic request, index 5\n"
-                                        " 64 00 00 00 05 00 00 00 00 00 00 00              "
+        EXPECT_THAT(strTrace, HasSubstr("in: diagnostic request, index 7\n"
+                                        " 64 00 00 00 07 00 00 00 00 00 00 00              "
                                         "d...........\n"));
         EXPECT_THAT(strTrace, HasSubstr("out: text, 48 bytes\n"
                                         " 65 00 00 00 00 00 00 00 30 00 00 00              "

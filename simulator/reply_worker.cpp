@@ -1,0 +1,129 @@
+#include "simulator/reply_worker.h"
+
+#include <cstring>
+
+#include "diagnostics/function_state.h"
+#include "simulator/diagnostics.h"
+#include "simulator/frames.h"
+#include "threading/wait_time.h"
+
+namespace
+{
+
+// For the replies other than the document, none of which is longer than this beyond a name in it.
+constexpr int kReplyRoom = 65536;
+
+AutoDeleteThreadObjectImpl<CSafeStreamBuffer>* MakeBuffer(int iSize)
+{
+    auto* const pBuffer = new AutoDeleteThreadObjectImpl<CSafeStreamBuffer>;
+    pBuffer->AddRef();
+    pBuffer->SetBufferSize(iSize);
+    return pBuffer;
+}
+
+} // namespace
+
+CReplyWorker::CReplyWorker(const SParametersDocument& document, const CCircularLog& log,
+                           std::optional<ECrashKind> eCrash)
+    : m_document(document),
+      m_log(log),
+      m_eCrash(eCrash),
+      m_pRequests(MakeBuffer(sizeof(SRequest))),
+      m_pReplies(MakeBuffer(static_cast<int>(document.m_strText.size()) + kReplyRoom))
+{
+}
+
+CReplyWorker::~CReplyWorker()
+{
+    if (m_bStarted)
+    {
+        m_pRequests->SetEndOfStream();
+        m_weEnded.Wait(mu::kInfinite);
+    }
+    m_pRequests->Release();
+    m_pReplies->Release();
+}
+
+bool CReplyWorker::Start()
+{
+    m_bStarted = StartThread("Replies", nullptr, nullptr);
+    return m_bStarted;
+}
+
+std::string CReplyWorker::GetReply(EPipeMessage eRequest, std::uint32_t dwArgument,
+                                   std::chrono::milliseconds uptime)
+{
+    CFunctionSwitch fsGet("RSim::GetReply");
+    const SRequest request{eRequest, dwArgument, uptime};
+    m_pRequests->Write(&request, sizeof(request));
+
+    int iSize = 0;
+    void* const pFrame = m_pReplies->GetBlockToRead(iSize);
+    if (pFrame == nullptr)
+    {
+        return {};
+    }
+    std::string strFrame(static_cast<const char*>(pFrame), static_cast<std::size_t>(iSize));
+    m_pReplies->CommitReadBlock(pFrame, iSize);
+    return strFrame;
+}
+
+int CReplyWorker::ThreadMain(void*)
+{
+    int iSize = 0;
+    while (void* const pBlock = m_pRequests->GetBlockToRead(iSize))
+    {
+        SRequest request;
+        std::memcpy(&request, pBlock, sizeof(request));
+        m_pRequests->CommitReadBlock(pBlock, sizeof(request));
+
+        // In one block, which the reader gets in one piece: the last frame has been read.
+        const std::string strFrame = MakeReply(request);
+        const auto iLength = static_cast<int>(strFrame.size());
+        void* const pFrame = m_pReplies->AllocateBlock(iLength);
+        if (pFrame == nullptr)
+        {
+            m_pReplies->SetEndOfStream(); // whoever waits gets no reply
+            break;
+        }
+        strFrame.copy(static_cast<char*>(pFrame), strFrame.size());
+        m_pReplies->CommitWrittenBlock(pFrame, iLength);
+    }
+    m_weEnded.Signal();
+    return 0;
+}
+
+std::string CReplyWorker::MakeReply(const SRequest& request) const
+{
+    CFunctionSwitch fsMake("RSim::MakeReply");
+    CFunctionParam fpType(fsMake, "m_eType", &request.m_eType, FPT_DWORD);
+    CFunctionParam fpArgument(fsMake, "m_dwArgument", &request.m_dwArgument, FPT_DWORD);
+
+    switch (request.m_eType)
+    {
+    case PM_REQUEST_PARAMETERS:
+        return MakeFrame(PM_PARAMETERS, 0, m_document.m_strText);
+    case PM_REQUEST_DIAGNOSTIC:
+        return MakeFrame(PM_TEXT, 0, MakeDiagnostic(request));
+    case PM_REQUEST_LOG:
+        return MakeFrame(PM_CIRCULAR_TEXT, m_log.GetSplit(), m_log.GetBuffer());
+    default:
+        return {};
+    }
+}
+
+std::string CReplyWorker::MakeDiagnostic(const SRequest& request) const
+{
+    CFunctionSwitch fsDiagnostic("RSim::MakeDiagnostic");
+    const std::size_t uIndex = request.m_dwArgument;
+    const char* const szName = uIndex < m_document.m_vecDiagnostics.size()
+                                   ? m_document.m_vecDiagnostics[uIndex].c_str()
+                                   : nullptr;
+    CFunctionParam fpName(fsDiagnostic, "szName", szName);
+
+    if (m_eCrash)
+    {
+        Crash(*m_eCrash);
+    }
+    return DiagnosticText(m_document.m_vecDiagnostics, request.m_dwArgument, request.m_uptime);
+}

@@ -1,0 +1,60 @@
+#ifndef ZOR_SIMULATOR_REPLY_WORKER_H
+#define ZOR_SIMULATOR_REPLY_WORKER_H
+
+#include <chrono>
+#include <cstdint>
+#include <optional>
+#include <string>
+
+#include "console/pipe_protocol.h"
+#include "io/safe_stream_buffer.h"
+#include "simulator/circular_log.h"
+#include "simulator/crash_kinds.h"
+#include "simulator/parameters_document.h"
+#include "threading/auto_delete.h"
+#include "threading/event.h"
+#include "threading/simple_thread.h"
+
+/// Makes the replies on a thread of its own: requests go to it through one stream buffer, frames
+/// come back through another.
+class CReplyWorker final : private CSimpleThread
+{
+public:
+    /// Both must outlive the worker; the log is read only inside GetReply(). A crash kind is for
+    /// the first diagnostic that is asked for.
+    CReplyWorker(const SParametersDocument& document, const CCircularLog& log,
+                 std::optional<ECrashKind> eCrash);
+    ~CReplyWorker(); ///< waits for the thread's end
+
+    CReplyWorker(const CReplyWorker&) = delete;
+    CReplyWorker& operator=(const CReplyWorker&) = delete;
+
+    bool Start();
+
+    /// The frame that answers a request, after the recorder has run for a while. Waits for it.
+    /// Empty: there is no reply to that.
+    std::string GetReply(EPipeMessage eRequest, std::uint32_t dwArgument,
+                         std::chrono::milliseconds uptime);
+
+private:
+    struct SRequest
+    {
+        EPipeMessage m_eType;
+        std::uint32_t m_dwArgument;
+        std::chrono::milliseconds m_uptime;
+    };
+
+    int ThreadMain(void* pParam) override;
+    std::string MakeReply(const SRequest& request) const;
+    std::string MakeDiagnostic(const SRequest& request) const;
+
+    const SParametersDocument& m_document;
+    const CCircularLog& m_log;
+    const std::optional<ECrashKind> m_eCrash;
+    AutoDeleteThreadObjectImpl<CSafeStreamBuffer>* m_pRequests;
+    AutoDeleteThreadObjectImpl<CSafeStreamBuffer>* m_pReplies;
+    CWinEvent m_weEnded;
+    bool m_bStarted = false;
+};
+
+#endif
