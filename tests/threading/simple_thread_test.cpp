@@ -115,6 +115,7 @@ TEST(SimpleThread, TellsWhyItDidNotStart)
     ASSERT_EQ(pthread_setattr_default_np(&attributes), 0);
     CWorker worker([] {});
     unsigned long dwThreadID = 1;
+    GetAllocExVarsStorage(); // on the first use, so not counted below
     const long iBlocks = CFailingHeap::BlocksInUse();
     EXPECT_FALSE(worker.StartThread("T", nullptr, &dwThreadID));
     EXPECT_EQ(CFailingHeap::BlocksInUse(), iBlocks);
