@@ -7,6 +7,7 @@
 
 #include "logging/logger.h"
 #include "logging/logging_parameters.h"
+#include "mu/file_interfaces.h"
 #include "threading/mutex.h"
 #include "xml/easy_xml.h"
 
@@ -66,8 +67,11 @@ public:
     /// never the newest one. Whatever a message says stays text.
     void AppendHTMLTable(std::string& html, int iMaxLength);
 
-    /// Both make or replace a file, in UTF-8 with a byte-order mark, and take no lock: no other
-    /// thread logs meanwhile. False if the file could not be written.
+    // These take no lock: no other thread logs meanwhile. UTF-8; false if it could not be written.
+
+    /// The day, wherever it changes, and the messages, each with its time of day.
+    bool WriteText(IFileWriter& writer, const wchar_t* wszLineEnd);
+    /// Both make or replace a file, which begins with a byte-order mark.
     bool SaveInXMLFile(const wchar_t* wszPath);
     bool SaveInTextFile(const wchar_t* wszPath, const wchar_t* wszLineEnd);
 

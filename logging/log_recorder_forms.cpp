@@ -160,11 +160,13 @@ bool CLogRecorder::SaveInXMLFile(const wchar_t* wszPath)
 bool CLogRecorder::SaveInTextFile(const wchar_t* wszPath, const wchar_t* wszLineEnd)
 {
     CFileAccess file;
-    if (!file.Open(wszPath, CFileAccess::FM_CREATE, false))
-    {
-        return false;
-    }
-    bool bWritten = file.WriteUTF8Header();
+    return file.Open(wszPath, CFileAccess::FM_CREATE, false) && file.WriteUTF8Header() &&
+           WriteText(file, wszLineEnd);
+}
+
+bool CLogRecorder::WriteText(IFileWriter& writer, const wchar_t* wszLineEnd)
+{
+    bool bWritten = true;
     const std::wstring wsLineEnd(wszLineEnd != nullptr ? wszLineEnd : L"");
     mu::STimeComponents previous;
     for (const SLogMessageRec& record : m_messages)
@@ -189,7 +191,7 @@ bool CLogRecorder::SaveInTextFile(const wchar_t* wszPath, const wchar_t* wszLine
 
         const std::string strLines = mu::WideStringToNarrow(wsLines);
         const int iLength = mu::IntCount(strLines.size());
-        bWritten = bWritten && file.Write(strLines.data(), iLength) == iLength;
+        bWritten = bWritten && writer.Write(strLines.data(), iLength) == iLength;
     }
     return bWritten;
 }

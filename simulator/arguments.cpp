@@ -14,6 +14,8 @@ constexpr char kProgram[] = "zor-recorder-sim";
 enum EOption
 {
     OPTION_PARAMS = 256,
+    OPTION_CONFIG,
+    OPTION_ROOT,
     OPTION_FAULTS,
     OPTION_RELOAD,
     OPTION_CRASH,
@@ -24,6 +26,8 @@ enum EOption
 
 constexpr option kOptions[] = {
     {"params", required_argument, nullptr, OPTION_PARAMS},
+    {"config", required_argument, nullptr, OPTION_CONFIG},
+    {"root", required_argument, nullptr, OPTION_ROOT},
     {"faults", required_argument, nullptr, OPTION_FAULTS},
     {"reload", required_argument, nullptr, OPTION_RELOAD},
     {"crash", required_argument, nullptr, OPTION_CRASH}, // for maintainers; the help is silent
@@ -39,6 +43,8 @@ void PrintHelp()
                 "Plays the recorder application for zor-console until it gets SIGINT or SIGTERM.\n"
                 "\n"
                 "  --params FILE   the device parameters to send (XML in UTF-8)\n"
+                "  --config FILE   keep the configuration in this file (XML)\n"
+                "  --root DIR      keep recordings, and the daily log among them, below DIR\n"
                 "  --faults LIST   spoil one reply after the other, separated by commas:\n",
                 kProgram);
     for (const SFaultName& fault : g_aFaultNames)
@@ -120,6 +126,12 @@ std::optional<int> ParseArguments(int argc, char* argv[], SArguments& arguments)
                 std::fprintf(stderr, "%s: --params needs a file\n", kProgram);
                 return Complain();
             }
+            break;
+        case OPTION_CONFIG:
+            arguments.m_strConfigPath = optarg;
+            break;
+        case OPTION_ROOT:
+            arguments.m_strRoot = optarg;
             break;
         case OPTION_FAULTS:
             if (!ParseFaults(optarg, arguments.m_vecFaults))

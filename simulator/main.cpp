@@ -8,6 +8,8 @@
 #include "console/descriptors.h"
 #include "diagnostics/crash_handler.h"
 #include "simulator/arguments.h"
+#include "simulator/recorder_configuration.h"
+#include "simulator/recorder_log.h"
 #include "simulator/recorder_server.h"
 
 namespace
@@ -54,6 +56,14 @@ int main(int argc, char* argv[])
         return Fail(strError, kExitBadArguments);
     }
 
+    SRecorderConfiguration configuration;
+    strError = PrepareConfiguration(arguments.m_strConfigPath, arguments.m_strRoot, configuration);
+    if (!strError.empty())
+    {
+        return Fail(strError, kExitBadArguments);
+    }
+    SetRootExceptionFilesFolder(configuration.m_recorder.m_wsRootDirectory.c_str());
+
     const int iStopDescriptor = OpenStopDescriptor();
     CRecorderPipes pipes;
     strError = pipes.Create();
@@ -61,8 +71,10 @@ int main(int argc, char* argv[])
     {
         return Fail(strError, 1);
     }
-    CRecorderServer server(pipes, std::move(document), std::move(arguments));
-    if (!server.Start())
+    CRecorderLog log(configuration.m_recorder, configuration.m_logging);
+    const bool bLogs = log.Start();
+    CRecorderServer server(pipes, log, std::move(document), std::move(arguments));
+    if (!bLogs || !server.Start())
     {
         return Fail("no thread can be started", 1);
     }

@@ -10,7 +10,6 @@
 #include <unistd.h>
 
 #include "diagnostics/function_state.h"
-#include "simulator/diagnostics.h"
 #include "simulator/frames.h"
 
 namespace
@@ -25,7 +24,6 @@ constexpr std::chrono::milliseconds kTakenPeriod = 1ms;
 // The recorder has been running for a while when the operator comes.
 constexpr std::chrono::milliseconds kUptimeAtStart = 5min;
 
-// More than the log holds, so that its oldest line stands in the middle.
 constexpr const char* kBootEvents[] = {
     "Boot: watchdog armed, last reset by power-on",
     "Boot: firmware 3.12.0 build 8841",
@@ -50,9 +48,10 @@ constexpr const char* kBootEvents[] = {
 
 } // namespace
 
-CRecorderServer::CRecorderServer(CRecorderPipes& pipes, SParametersDocument document,
-                                 SArguments arguments)
+CRecorderServer::CRecorderServer(CRecorderPipes& pipes, CRecorderLog& log,
+                                 SParametersDocument document, SArguments arguments)
     : m_pipes(pipes),
+      m_log(log),
       m_document(std::move(document)),
       m_faults(std::move(arguments.m_vecFaults)),
       m_reload(arguments.m_reload),
@@ -60,11 +59,9 @@ CRecorderServer::CRecorderServer(CRecorderPipes& pipes, SParametersDocument docu
       m_tpStart(std::chrono::steady_clock::now() - kUptimeAtStart),
       m_replies(m_document, m_log, arguments.m_eCrash)
 {
-    std::chrono::milliseconds uptime = 0ms;
     for (const char* szEvent : kBootEvents)
     {
-        uptime += 1370ms;
-        m_log.Append(FormatUptime(uptime) + "  " + szEvent);
+        m_log.Log(szEvent);
     }
 }
 
@@ -170,17 +167,17 @@ void CRecorderServer::Answer(EPipeMessage eRequest, std::uint32_t dwArgument)
     switch (eRequest)
     {
     case PM_REQUEST_PARAMETERS:
-        Log("Console: parameters requested");
+        m_log.Log("Console: parameters requested");
         SendParameters();
         return;
     case PM_REQUEST_DIAGNOSTIC:
-        Log("Console: diagnostic " + std::to_string(dwArgument + 1ULL) + " requested");
+        m_log.Log("Console: diagnostic " + std::to_string(dwArgument + 1ULL) + " requested");
         break;
     case PM_REQUEST_LOG:
-        Log("Console: log requested");
+        m_log.Log("Console: log requested");
         break;
     default:
-        Log("Console: unknown request");
+        m_log.Log("Console: unknown request");
         return;
     }
     Send(m_replies.GetReply(eRequest, dwArgument, GetUptime()), m_faults.ForNextReply());
@@ -235,11 +232,6 @@ void CRecorderServer::HangUp(const char* szEvent)
 {
     TraceEvent(szEvent);
     m_pipes.Disconnect();
-}
-
-void CRecorderServer::Log(std::string_view svEvent)
-{
-    m_log.Append(FormatUptime(GetUptime()) + "  " + std::string(svEvent));
 }
 
 void CRecorderServer::Trace(const char* szDirection, std::string_view svFrame) const

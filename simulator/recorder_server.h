@@ -9,9 +9,9 @@
 
 #include "console/pipe_protocol.h"
 #include "simulator/arguments.h"
-#include "simulator/circular_log.h"
 #include "simulator/faults.h"
 #include "simulator/parameters_document.h"
+#include "simulator/recorder_log.h"
 #include "simulator/recorder_pipes.h"
 #include "simulator/reply_worker.h"
 
@@ -19,7 +19,9 @@
 class CRecorderServer
 {
 public:
-    CRecorderServer(CRecorderPipes& pipes, SParametersDocument document, SArguments arguments);
+    /// The pipes and the log must outlive it.
+    CRecorderServer(CRecorderPipes& pipes, CRecorderLog& log, SParametersDocument document,
+                    SArguments arguments);
 
     /// Starts the thread that makes the replies; false if there can be none.
     bool Start();
@@ -33,18 +35,17 @@ private:
     void Send(std::string strFrame, std::optional<EFault> eFault);
     bool IsReloadDue() const;
     void HangUp(const char* szEvent);
-    void Log(std::string_view svEvent);
     void Trace(const char* szDirection, std::string_view svFrame) const;
     void TraceEvent(const char* szEvent) const;
     std::chrono::milliseconds GetUptime() const;
 
     CRecorderPipes& m_pipes;
+    CRecorderLog& m_log;
     const SParametersDocument m_document;
     CFaultPlan m_faults;
     const std::chrono::milliseconds m_reload;
     const bool m_bVerbose;
     const std::chrono::steady_clock::time_point m_tpStart;
-    CCircularLog m_log;
     CReplyWorker m_replies;
 
     // Of the connected console:

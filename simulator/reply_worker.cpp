@@ -23,7 +23,7 @@ AutoDeleteThreadObjectImpl<CSafeStreamBuffer>* MakeBuffer(int iSize)
 
 } // namespace
 
-CReplyWorker::CReplyWorker(const SParametersDocument& document, const CCircularLog& log,
+CReplyWorker::CReplyWorker(const SParametersDocument& document, CRecorderLog& log,
                            std::optional<ECrashKind> eCrash)
     : m_document(document),
       m_log(log),
@@ -106,7 +106,7 @@ std::string CReplyWorker::MakeReply(const SRequest& request) const
     case PM_REQUEST_DIAGNOSTIC:
         return MakeFrame(PM_TEXT, 0, MakeDiagnostic(request));
     case PM_REQUEST_LOG:
-        return MakeFrame(PM_CIRCULAR_TEXT, m_log.GetSplit(), m_log.GetBuffer());
+        return MakeFrame(PM_CIRCULAR_TEXT, 0, m_log.GetText(kReplyRoom / 2));
     default:
         return {};
     }

@@ -8,9 +8,9 @@
 
 #include "console/pipe_protocol.h"
 #include "io/safe_stream_buffer.h"
-#include "simulator/circular_log.h"
 #include "simulator/crash_kinds.h"
 #include "simulator/parameters_document.h"
+#include "simulator/recorder_log.h"
 #include "threading/auto_delete.h"
 #include "threading/event.h"
 #include "threading/simple_thread.h"
@@ -20,9 +20,9 @@
 class CReplyWorker final : private CSimpleThread
 {
 public:
-    /// Both must outlive the worker; the log is read only inside GetReply(). A crash kind is for
-    /// the first diagnostic that is asked for.
-    CReplyWorker(const SParametersDocument& document, const CCircularLog& log,
+    /// Both must outlive the worker, which reads the log only inside GetReply(). A crash kind is
+    /// for the first diagnostic that is asked for.
+    CReplyWorker(const SParametersDocument& document, CRecorderLog& log,
                  std::optional<ECrashKind> eCrash);
     ~CReplyWorker(); ///< waits for the thread's end
 
@@ -49,7 +49,7 @@ private:
     std::string MakeDiagnostic(const SRequest& request) const;
 
     const SParametersDocument& m_document;
-    const CCircularLog& m_log;
+    CRecorderLog& m_log;
     const std::optional<ECrashKind> m_eCrash;
     AutoDeleteThreadObjectImpl<CSafeStreamBuffer>* m_pRequests;
     AutoDeleteThreadObjectImpl<CSafeStreamBuffer>* m_pReplies;

@@ -16,9 +16,9 @@
 #include <gtest/gtest.h>
 
 #include "console/pipe_protocol.h"
-#include "simulator/circular_log.h"
 #include "simulator/diagnostics.h"
 #include "tests/support/child_process.h"
+#include "tests/support/files.h"
 #include "tests/support/temporary_folder.h"
 
 namespace
@@ -32,25 +32,6 @@ const std::string kParametersRequest = "G\0\0\0\0\0\0\0\0\0\0\0"s;
 const std::string kLogRequest = "C\0\0\0\0\0\0\0\0\0\0\0"s;
 const std::string kDiagnosticRequest = "d\0\0\0\7\0\0\0\0\0\0\0"s;
 const std::string kNoDiagnostic = "There is no diagnostic 8; this recorder has 7.\r\n";
-
-TEST(CircularLog, OverwritesItsOldestLine)
-{
-    CCircularLog log;
-    for (std::size_t i = 0; i < CCircularLog::kLines; ++i)
-    {
-        EXPECT_EQ(log.GetSplit(), 0U);
-        log.Append("line " + std::to_string(i));
-    }
-    log.Append(std::string(61, 'x') + "\u00E9"); // the last character does not fit
-    EXPECT_EQ(log.GetSplit(), 64U);
-    EXPECT_EQ(log.GetBuffer().substr(0, 71), std::string(61, 'x') + " \r\nline 1 ");
-    for (std::size_t i = 1; i < CCircularLog::kLines; ++i)
-    {
-        log.Append("");
-    }
-    EXPECT_EQ(log.GetSplit(), 0U);
-    EXPECT_EQ(log.GetBuffer().size(), CCircularLog::kLines * CCircularLog::kLineLength);
-}
 
 TEST(Diagnostics, MoveOverTimeAndTellWhatIsNotThere)
 {
@@ -138,6 +119,10 @@ TEST_F(Simulator, RefusesBadArguments)
         {{"--params", ""}, "--params needs a file"},
         {{"--params", "/nowhere/p.xml"}, "/nowhere/p.xml: cannot be read: No such file"},
         {{"--params", folder.Path("broken.xml")}, "not well-formed"},
+        {{"--config", folder.Path("broken.xml")}, "broken.xml: cannot be read, or is not"},
+        {{"--config", "/nowhere/c.xml"}, "/nowhere/c.xml: cannot be written: No such file"},
+        {{"--reload", "0"}, "--reload needs milliseconds, not '0'"},
+        {{"--crash", "softly"}, "unknown crash 'softly'"},
         {{"--faults", "nuls,,silence"}, "unknown fault ''"},
         {{"--faults", "nuls,noise"}, "unknown fault 'noise'"},
         {{"--loud"}, "--loud"},
@@ -233,8 +218,46 @@ TEST_F(Simulator, ServesEachConsoleWhateverBecameOfTheLast)
         EXPECT_THAT(console.ReadReply(PM_PARAMETERS), testing::EndsWith("eters>\n"));
         EXPECT_EQ(console.ReadReply(PM_TEXT), kNoDiagnostic);
         const std::string strLog = console.ReadReply(PM_CIRCULAR_TEXT);
-        EXPECT_THAT(strLog.substr(strLog.size() - CCircularLog::kLineLength),
-                    HasSubstr("  Console: log requested  "));
+        EXPECT_THAT(strLog, testing::EndsWith(" Console: log requested\r\n"));
+    }
+}
+
+// All files below a folder, one after the other.
+std::string AllFiles(const std::string& strFolder)
+{
+    std::string strAll;
+    for (const auto& entry : std::filesystem::recursive_directory_iterator(strFolder))
+    {
+        strAll += entry.is_regular_file()
+                      ? entry.path().filename().string() + "\n" + ReadFile(entry.path().string())
+                      : "";
+    }
+    return strAll;
+}
+
+TEST_F(Simulator, KeepsItsConfigurationAndADailyLogBelowItsRoot)
+{
+    const CTemporaryFolder folder;
+    const std::string strRoot = folder.Path("recordings \u00C4");
+    std::vector<std::string> vecArguments{"--config", folder.Path("c.xml"), "--root", strRoot};
+    for (std::size_t uStarts = 1; uStarts < 3; ++uStarts)
+    {
+        Start(vecArguments);
+        EXPECT_THAT(SConsoleEnds(kLogRequest).ReadReply(PM_CIRCULAR_TEXT),
+                    testing::MatchesRegex("Date .dd/mm/yyyy.: [^\r]*\r\n[0-9:]* Boot: .*"));
+        m_pSimulator->Kill(SIGTERM);
+        EXPECT_EQ(m_pSimulator->Wait(), 0);
+        const std::string strFiles = AllFiles(strRoot);
+        EXPECT_THAT(strFiles,
+                    testing::ContainsRegex("^DebugLog_[0-9_]*.txt\n\xEF\xBB\xBF[0-9:]* Boot"));
+        std::size_t uFound = 0;
+        for (std::size_t u = 0;
+             (u = strFiles.find("Console: log requested\r\n", u)) != strFiles.npos; ++u)
+        {
+            ++uFound;
+        }
+        EXPECT_EQ(uFound, uStarts);
+        vecArguments.resize(2); // the root is in the configuration now
     }
 }
 
