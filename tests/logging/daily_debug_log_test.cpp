@@ -32,12 +32,14 @@
 namespace
 {
 
+namespace fs = std::filesystem;
+
 constexpr char kMark[] = "\xEF\xBB\xBF";
 constexpr long long kMidnight = 1709251200; // 2024-03-01, UTC
 constexpr char kFebruary29[] = "/2024/02 February/29/DebugLog_2024_02_29.txt";
 constexpr char kMarch1[] = "/2024/03 March/01/DebugLog_2024_03_01.txt";
 
-// A log in a folder of its own. Its scope ends it, if its references do not.
+// A log in a folder of its own. It tells its end.
 class CTestLog final : public CDailyDebugLog
 {
 public:
@@ -52,26 +54,18 @@ public:
     ~CTestLog()
     {
         ReleaseResources();
-        if (m_pDeleted != nullptr)
-        {
-            m_pDeleted->Signal();
-        }
+        m_pDeleted != nullptr ? m_pDeleted->Signal() : false;
     }
     int AddRef() override { return ++m_iReferences; }
     int Release() override
     {
         const int iReferences = --m_iReferences;
-        if (iReferences == 0)
-        {
-            delete this;
-        }
+        iReferences == 0 ? delete this : void();
         return iReferences;
     }
     using CDailyDebugLog::ReleaseResources;
-    std::string File(const std::string& strName) const
-    {
-        return ReadFile(m_folder.Path("root") + strName);
-    }
+    std::string Path(const std::string& strName) const { return m_folder.Path("root") + strName; }
+    std::string File(const std::string& strName) const { return ReadFile(Path(strName)); }
 
     std::atomic<int> m_iReferences{1};
     CPosixEventObject* m_pDeleted = nullptr;
@@ -79,24 +73,12 @@ public:
     CMediaRecorderConfiguration m_config;
 };
 
-struct SRunningScheduler
-{
-    SRunningScheduler()
-    {
-        m_scheduler.AddRef();
-        EXPECT_TRUE(m_scheduler.Start("log test"));
-    }
-    ~SRunningScheduler() { m_scheduler.Release(); }
-    AutoDeleteThreadObjectImpl<CScheduler>& m_scheduler =
-        *new AutoDeleteThreadObjectImpl<CScheduler>;
-};
-
 TEST(DailyDebugLog, AddsLinesWholeOrNotAtAll)
 {
     const CFakeTime time(kMidnight - 1);
     CTestLog log(nullptr, 64 << 10);
     std::string strExpected(kMark);
-    for (const std::size_t uLength : {0U, 1U, 1022U, 1023U, 5000U})
+    for (const unsigned uLength : {0U, 1U, 1022U, 1023U, 5000U})
     {
         const std::string strLine(uLength, 'x');
         const bool bFits = uLength >= 1 && uLength <= 1022;
@@ -118,8 +100,8 @@ TEST(DailyDebugLog, AddsLinesWholeOrNotAtAll)
     strExpected += "no end,\r\n1\r\n23:59:59 \xC3\xA9\r\nerror\r\n";
     EXPECT_EQ(log.File(kFebruary29), strExpected);
     log.HandleConfigurationChange(); // goes on in the file, without a second mark
-    EXPECT_EQ(log.File(kFebruary29),
-              strExpected + "Daily debug Log: configuration change, NULL storage scheduler!\r\n");
+    strExpected += "Daily debug Log: configuration change, NULL storage scheduler!\r\n";
+    EXPECT_EQ(log.File(kFebruary29), strExpected);
     log.ReleaseResources();
     EXPECT_FALSE(log.AddTextF("x"));
 }
@@ -131,53 +113,45 @@ TEST(DailyDebugLog, EndsEachDayAtItsMidnight)
     {
         const char* m_szZone;
         long long m_llTime;
-        int m_iDelays[4]; // of the day ends, one after the other
+        int m_iDelays[3]; // of the day ends, one after the other
         const char* m_szFile;
         const char* m_szLines;
     } aCases[] = {
-        {"UTC0", kMidnight - 1, {2, 86400, 86400}, kFebruary29, "0 term 2 \r\n"},
-        {"UTC0", kMidnight, {86401, 86400, 86400}, kMarch1, "0 term 86401 \r\n"},
+        {"UTC0", kMidnight - 1, {2, 86400, 86400}, kFebruary29, "0 term\r\n"},
+        {"UTC0", kMidnight, {86401, 86400, 86400}, kMarch1, "0 term\r\n"},
         // 2024-03-31 has 23 hours: it ends an hour late. 2024-10-27 has 25 and ends twice.
         {kZone,
          1711839601,
          {86400, 82800, 86400},
          "/2024/03 March/31/DebugLog_2024_03_31.txt",
-         "0 term 86400 \r\n"},
+         "0 term\r\n"},
         {kZone,
          1729980001,
          {86400, 3600, 86400},
          "/2024/10 October/27/DebugLog_2024_10_27.txt",
-         "0 term 86400 \r\ninit 1 term 3600 \r\n"},
+         "0 term\r\ninit\r\n1 term\r\n"},
     };
+    const auto logInside = [](ITextLogger* ptlLogger, void* szText)
+    {
+        EXPECT_EQ(FunctionChain(), "DDL::SL;");
+        ptlLogger->LogMessage(IBaseLogger::Error, static_cast<char*>(szText)); // only buffered
+    };
+    char szTerm[] = "term";
+    char szInit[] = "init";
     for (const auto& row : aCases)
     {
         SCOPED_TRACE(row.m_llTime);
         CFakeTime time(row.m_llTime, row.m_szZone);
         CHandScheduler scheduler;
         CTestLog log(&scheduler);
-        static int iDelay;
-        log.SetTermLogCallback(
-            [](ITextLogger* ptlLogger, void*)
-            {
-                EXPECT_EQ(FunctionChain(), "DDL::SL;");
-                // An Error inside a flush asks for no other.
-                ptlLogger->LogMessageF(IBaseLogger::Error, "term %d ", iDelay);
-            },
-            nullptr);
-        log.SetInitLogCallback(
-            [](ITextLogger* ptlLogger, void* pLog)
-            {
-                static_cast<CTestLog*>(pLog)->AddText("init ", 5, false);
-                EXPECT_EQ(ptlLogger, static_cast<CTestLog*>(pLog));
-            },
-            &log);
-        long long llNow = row.m_llTime;
-        for (int i = 0; i < 3; ++i)
+        log.SetTermLogCallback(logInside, szTerm);
+        log.SetInitLogCallback(logInside, szInit);
+        for (long long i = 0, llNow = row.m_llTime; i < 3; ++i)
         {
-            iDelay = row.m_iDelays[i];
-            EXPECT_EQ(scheduler.Tasks(), "flush daily log 1 in " + std::to_string(iDelay) + ";");
+            EXPECT_EQ(scheduler.Tasks(),
+                      "flush daily log 1 in " + std::to_string(row.m_iDelays[i]) + ";");
             log.AddText(i == 0 ? "0 " : "1 ", 2, false);
-            time.Set(llNow += iDelay);
+            time.Set(llNow += row.m_iDelays[i]);
             scheduler.Finish(0, true);
         }
         EXPECT_EQ(log.File(row.m_szFile), std::string(kMark) + row.m_szLines);
@@ -187,6 +161,12 @@ TEST(DailyDebugLog, EndsEachDayAtItsMidnight)
 TEST(DailyDebugLog, FollowsAClockThatIsSet)
 {
     CFakeTime time(86400); // 1970: nobody has set the clock
+    const auto setClock = [](long long llTime)
+    {
+        mu::STimeComponents components;
+        mu::GetLocalTimeComponents(llTime, components);
+        mu::SetCurrentLocalTimeComponents(components);
+    };
     CHandScheduler scheduler;
     CTestLog log(&scheduler);
     SetDailyDebugLogForTimeChange(&log);
@@ -199,8 +179,7 @@ TEST(DailyDebugLog, FollowsAClockThatIsSet)
                                             {10, "flush daily log 1 in 86391;"},
                                             {-20, "flush daily log 1 in 21;"}})
     {
-        time.Set(kMidnight + iSeconds);
-        mu::SetCurrentLocalTimeComponents({});
+        setClock(kMidnight + iSeconds);
         EXPECT_EQ(scheduler.Tasks(), szTasks);
         log.LogMessageF(IBaseLogger::Error, "%d", iSeconds);
         scheduler.Finish(1, true);
@@ -209,78 +188,68 @@ TEST(DailyDebugLog, FollowsAClockThatIsSet)
     // A day end that fails schedules the next one, and its lines come into the next file.
     log.AddTextF("late");
     log.HandleConfigurationChange();
-    std::filesystem::rename(log.m_folder.Path("root"), log.m_folder.Path("away"));
-    WriteFile(log.m_folder.Path("root"), "");
+    fs::rename(log.Path(""), log.Path("2"));
+    WriteFile(log.Path(""), "");
     time.Set(kMidnight + 1);
     scheduler.Finish(1, true);
     scheduler.Finish(0, true);
     EXPECT_EQ(scheduler.Tasks(), "flush daily log 1 in 86400;");
-    std::filesystem::remove(log.m_folder.Path("root"));
+    fs::remove(log.Path(""));
     scheduler.Finish(0, true);
     EXPECT_EQ(log.File(kMarch1), std::string(kMark) + "late\r\n");
 
     log.HandleConfigurationChange();
     log.ReleaseResources();
+    EXPECT_EQ(scheduler.m_iReferences, 0);
     log.SetStorageScheduler(&scheduler);
-    mu::SetCurrentLocalTimeComponents({}); // the registration is gone
-    log.SetStorageScheduler(nullptr);
+    setClock(kMidnight); // the registration is gone
     EXPECT_EQ(scheduler.Tasks(), "");
     EXPECT_EQ(log.m_iReferences, 1);
-    EXPECT_EQ(scheduler.m_iReferences, 0);
 }
 
 TEST(DailyDebugLog, AsksForOneFlushAtATimeAndAgainIfItNeverRan)
 {
     const CFakeTime time(kMidnight);
-    const std::string strDayEnd = "flush daily log 1 in 86401;";
-    const std::string strNow = "flush daily log 0 in 0;";
     CHandScheduler scheduler;
     CTestLog log(&scheduler, 2048);
-    const auto tasksAfterErrors = [&]
+    // The tasks that are queued after two Errors, or after text of that size.
+    const auto tasksAfter = [&](int iBytes)
     {
-        log.LogMessage(IBaseLogger::Error, "e");
-        log.LogMessage(IBaseLogger::Error, "e");
-        return scheduler.Tasks();
+        for (int i = 0; i < 2 && iBytes == 0; ++i)
+        {
+            log.LogMessage(IBaseLogger::Error, "e");
+        }
+        log.AddText(std::string(1024, 'x').c_str(), iBytes, false);
+        return scheduler.GetQueuedTaskCount();
     };
-    EXPECT_EQ(tasksAfterErrors(), strDayEnd + strNow);
+    EXPECT_EQ(tasksAfter(0), 2);
     log.ScheduleNextLogFlush(false);
-    EXPECT_EQ(scheduler.Tasks(), strDayEnd);
+    EXPECT_EQ(scheduler.Tasks(), "flush daily log 1 in 86401;");
     scheduler.m_bRefuse = true;
-    EXPECT_EQ(tasksAfterErrors(), strDayEnd);
+    EXPECT_EQ(tasksAfter(0), 1);
     scheduler.m_bRefuse = false;
-    EXPECT_EQ(tasksAfterErrors(), strDayEnd + strNow);
+    EXPECT_EQ(tasksAfter(0), 2);
     scheduler.Finish(1, false);
-    EXPECT_EQ(tasksAfterErrors(), strDayEnd + strNow);
+    EXPECT_EQ(tasksAfter(0), 2);
     EXPECT_EQ(log.m_iReferences, 3);
     scheduler.Finish(1, true);
 
     // So does half of the buffer, and a line that finds no room in a smaller part of it.
-    const std::string strHalf(1022, 'x');
-    EXPECT_TRUE(log.AddText(strHalf.data(), 1022, true));
-    EXPECT_EQ(scheduler.Tasks(), strDayEnd);
-    EXPECT_TRUE(log.AddText("1", 1, false));
-    EXPECT_EQ(scheduler.Tasks(), strDayEnd + strNow);
+    EXPECT_EQ(tasksAfter(1024), 1);
+    EXPECT_EQ(tasksAfter(1), 2);
     scheduler.Finish(1, true);
     EXPECT_TRUE(log.SetBufferSize(1100));
-    EXPECT_TRUE(log.AddText(strHalf.data(), 300, true));
-    EXPECT_EQ(scheduler.Tasks(), strDayEnd);
+    EXPECT_EQ(tasksAfter(300), 1);
     EXPECT_FALSE(log.AddTextF("no room"));
-    EXPECT_EQ(scheduler.Tasks(), strDayEnd + strNow);
+    EXPECT_EQ(scheduler.GetQueuedTaskCount(), 2);
     scheduler.Finish(1, true);
     EXPECT_TRUE(log.AddTextF("room"));
 }
 
 TEST(DailyDebugLog, LosesNothingToADiskThatFails)
 {
-    namespace fs = std::filesystem;
-    rlimit limit{};
-    ::getrlimit(RLIMIT_FSIZE, &limit);
-    const auto limitFiles = [&](int iBytes)
-    {
-        const rlimit changed{iBytes > 0 ? static_cast<rlim_t>(iBytes) : limit.rlim_max,
-                             limit.rlim_max};
-        ::setrlimit(RLIMIT_FSIZE, &changed);
-    };
+    rlimit unlimited{};
+    ::getrlimit(RLIMIT_FSIZE, &unlimited);
     std::signal(SIGXFSZ, SIG_IGN);
     const CFakeTime time(kMidnight);
     // A limit for files; or a file in the root's place, a full device, a full file system.
@@ -290,20 +259,20 @@ TEST(DailyDebugLog, LosesNothingToADiskThatFails)
         CHandScheduler scheduler;
         CTestLog log(&scheduler, 1 << 20);
         mu::g_ptlTextLogger = &log; // files that fail inside a flush log here
-        const std::string strRoot = log.m_folder.Path("root");
+        const std::string strRoot = log.Path("");
+        fs::create_directories(fs::path(log.Path(kMarch1)).parent_path());
         bool bBroken = true;
         if (iFault == -1)
         {
-            WriteFile(strRoot, "x");
+            fs::rename(strRoot, strRoot + "2");
+            WriteFile(strRoot, "");
         }
         else if (iFault == -2)
         {
-            fs::create_directories(fs::path(strRoot + kMarch1).parent_path());
-            fs::create_symlink("/dev/full", strRoot + kMarch1);
+            fs::create_symlink("/dev/full", log.Path(kMarch1));
         }
         else if (iFault == -3)
         {
-            fs::create_directory(strRoot);
             bBroken = ::mount("tmpfs", strRoot.c_str(), "tmpfs", 0, "size=64k") == 0;
         }
         std::string strExpected(kMark);
@@ -312,15 +281,17 @@ TEST(DailyDebugLog, LosesNothingToADiskThatFails)
             EXPECT_TRUE(log.AddTextF("line %d", i));
             strExpected += "line " + std::to_string(i) + "\r\n";
         }
-        limitFiles(iFault);
+        const rlimit limit{iFault > 0 ? static_cast<rlim_t>(iFault) : unlimited.rlim_max,
+                           unlimited.rlim_max};
+        ::setrlimit(RLIMIT_FSIZE, &limit);
         log.LogMessage(IBaseLogger::Error, "error");
         scheduler.Finish(1, true);
-        limitFiles(0);
+        ::setrlimit(RLIMIT_FSIZE, &unlimited);
         log.LogMessage(IBaseLogger::Error, "error");
         EXPECT_EQ(scheduler.GetQueuedTaskCount(), bBroken ? 1 : 2) << "disarmed";
         iFault == -3 ? ::mount("tmpfs", strRoot.c_str(), "tmpfs", MS_REMOUNT, "size=10m")
-                     : fs::remove(iFault == -2   ? strRoot + kMarch1
-                                  : iFault == -1 ? strRoot
+                     : fs::remove(iFault == -1   ? strRoot
+                                  : iFault == -2 ? log.Path(kMarch1)
                                                  : "");
         log.HandleConfigurationChange();
         scheduler.Finish(bBroken ? 1 : 2, true);
@@ -338,8 +309,10 @@ TEST(DailyDebugLog, KeepsEveryAcceptedLineOfManyThreads)
     const char* const szLines = std::getenv("ZOR_TEST_LOG_LINES");
     const std::size_t uLines = szLines != nullptr ? std::strtoul(szLines, nullptr, 10) / 8 : 5000;
     const CFakeTime time(kMidnight);
-    const SRunningScheduler running;
-    CTestLog log(&running.m_scheduler, 64 << 10);
+    auto& scheduler = *new AutoDeleteThreadObjectImpl<CScheduler>;
+    const CStickyScope scope(scheduler);
+    scheduler.Start("log test");
+    CTestLog log(&scheduler, 64 << 10);
     std::vector<bool> avecAccepted[8];
     std::thread aThreads[8];
     for (std::size_t uThread = 0; uThread < 8; ++uThread)
@@ -365,7 +338,7 @@ TEST(DailyDebugLog, KeepsEveryAcceptedLineOfManyThreads)
         uAccepted += static_cast<std::size_t>(
             std::count(avecAccepted[i].begin(), avecAccepted[i].end(), true));
     }
-    running.m_scheduler.Stop();
+    scheduler.Stop();
     log.SaveLog(false);
 
     // Each line is whole, was accepted and comes once, in its thread's order.
@@ -400,15 +373,17 @@ TEST(DailyDebugLog, WaitsForItsTaskButNotInsideIt)
         mu::SleepMS(20);
         static_cast<SEvents*>(pContext)->m_bEnded = true;
     };
-    const SRunningScheduler running;
+    auto& scheduler = *new AutoDeleteThreadObjectImpl<CScheduler>;
+    const CStickyScope scope(scheduler);
+    scheduler.Start("log test");
     for (const bool bInside : {false, true})
     {
         SEvents events;
         auto* const pLog = new CTestLog(nullptr);
         pLog->SetTermLogCallback(runSlowly, &events);
         pLog->AddRef();
-        running.m_scheduler.ScheduleTask(0, "day end", 0, CDailyDebugLog::TimeToSaveLog,
-                                         CDailyDebugLog::TaskCancelled, pLog, 1);
+        scheduler.ScheduleTask(0, "day end", 0, CDailyDebugLog::TimeToSaveLog,
+                               CDailyDebugLog::TaskCancelled, pLog, 1);
         events.m_started.Wait(mu::kInfinite);
         if (!bInside)
         {

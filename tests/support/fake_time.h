@@ -7,7 +7,8 @@
 extern long long g_llFakeTime;
 
 /// What time() answers for a scope in a test that links fake_time.cpp, in seconds since 1970-01-01,
-/// UTC, and the time zone (POSIX TZ). Threads that ask start after a change.
+/// UTC, and the time zone (POSIX TZ). In such a test the library sets this time and no clock.
+/// Threads that ask start after a change.
 class CFakeTime
 {
 public:
