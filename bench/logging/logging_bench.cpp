@@ -197,7 +197,9 @@ BENCHMARK(LineZor)->Name("Log/line/zor");
 BENCHMARK(LineVsnprintf)->Name("Log/line/vsnprintf");
 BENCHMARK(LineNull)->Name("Log/line/spdlog-null");
 BENCHMARK(LineRing)->Name("Log/line/spdlog-ring");
-BENCHMARK(LineAsync)->Name("Log/line/spdlog-async");
+// What the calling thread has to wait for counts here.
+BENCHMARK(LineZor)->Name("Log/line-elapsed/zor")->UseRealTime();
+BENCHMARK(LineAsync)->Name("Log/line-elapsed/spdlog-async")->UseRealTime();
 BENCHMARK(LineZor)->Name("Log/line-of-4-threads/zor")->Threads(4)->UseRealTime();
 BENCHMARK(LineZor)->Name("Log/line-of-4-threads/of-1-thread")->UseRealTime();
 BENCHMARK(LineNull)->Name("Log/line-of-4-threads/spdlog-null")->Threads(4)->UseRealTime();
