@@ -168,6 +168,7 @@ int main(int iArgs, char** ppArgs)
                              vRestart);
     SetRootExceptionFilesFolder((wsFolder + L"/dated").c_str());
     SetPosixExceptionProcessExitCode(3);
+    SetCrashTimeLimit(60'000);
 
     Action pAgain = nullptr;
     for (const std::string& strOption : vArgs)

@@ -8,18 +8,21 @@
 #include <cstdio>
 #include <cstring>
 #include <deque>
+#include <functional>
+#include <iterator>
+#include <map>
 #include <memory>
 #include <string>
 #include <thread>
 #include <vector>
 
 #include <pthread.h>
-#include <sys/mman.h>
 
 #include <gtest/gtest.h>
 
 #include "tests/support/guarded_page.h"
 #include "tests/support/line_logger.h"
+#include "tests/threading/threads.h"
 
 namespace
 {
@@ -183,137 +186,122 @@ TEST(StateReport, SaysEachTypeOfValueAndCutsByTheRulesAtEverySize)
 
 TEST(StateReport, EndsWhereTheChainIsDamaged)
 {
-    const CGuardedPage page;
-    int iValue = 7;
-    SFuncStateParam value = {"i", &iValue, FPT_INT, nullptr};
-    SFuncStateEntry outer = {"T::O", &value, &value, nullptr, nullptr};
-    const auto with = [&](auto change)
-    {
-        SFuncStateParam first = {"j", &iValue, FPT_INT, &value};
-        SFuncStateEntry inner = {"T::I", &first, &first, &outer, nullptr};
-        change(inner, first);
-        return Report(&inner, 100);
-    };
     using Entry = SFuncStateEntry;
     using Param = SFuncStateParam;
+    const CGuardedPage page;
     char* const pEnd = page.End();
-    const std::string strOuter = "T::O i=7\r\n";
+    int iValue = 7;
+    Param value = {"i", &iValue, FPT_INT, nullptr};
+    Entry outer = {"T::O", &value, &value, nullptr, nullptr};
+    const auto entryAt = [](char* p) { return reinterpret_cast<Entry*>(p); };
+    char* const pUnaligned = reinterpret_cast<char*>(&outer) + 2;
 
-    EXPECT_EQ(with([](Entry&, Param&) {}), "T::I j=7 i=7\r\n" + strOuter);
-    EXPECT_EQ(with([](Entry& e, Param&) { e.m_szTag = nullptr; }), strOuter);
-    EXPECT_EQ(with([&](Entry& e, Param&) { e.m_szTag = pEnd; }), "");
-    EXPECT_EQ(with([&](Entry&, Param& p) { p.m_szName = pEnd; }), "T::I i=7\r\n" + strOuter);
-    EXPECT_EQ(with([&](Entry&, Param& p) { p.m_pValue = nullptr; }), "T::I i=7\r\n" + strOuter);
-    EXPECT_EQ(with([&](Entry&, Param& p) { p.m_pValue = pEnd - 1; }), "T::I j= i=7\r\n" + strOuter);
-    for (char* const pBad : {pEnd, pEnd - 4, reinterpret_cast<char*>(8)})
+    const struct
     {
-        EXPECT_EQ(with([&](Entry& e, Param&) { e.m_pPrevious = reinterpret_cast<Entry*>(pBad); }),
-                  "T::I j=7 i=7\r\n");
-        EXPECT_EQ(with([&](Entry&, Param& p) { p.m_pNext = reinterpret_cast<Param*>(pBad); }),
-                  "T::I j=7\r\n" + strOuter);
-    }
-    EXPECT_EQ(
-        with([&](Entry& e, Param&)
-             { e.m_pPrevious = reinterpret_cast<Entry*>(reinterpret_cast<char*>(&outer) + 2); }),
-        "T::I j=7 i=7\r\n");
-    // Circles that write nothing.
-    EXPECT_EQ(with([](Entry& e, Param&) { e.m_szTag = nullptr, e.m_pPrevious = &e; }), "");
-    EXPECT_EQ(with([](Entry&, Param& p) { p.m_szName = nullptr, p.m_pNext = &p; }),
-              "T::I\r\n" + strOuter);
-
-    Entry vChain[5] = {};
-    for (int i = 0; i < 4; ++i)
+        std::function<void(Entry&, Param&)> m_damage;
+        const char* m_szReport;
+    } kCases[] = {
+        {[](Entry&, Param&) {}, "T::I j=7 i=7\r\nT::O i=7\r\n"},
+        {[](Entry& e, Param&) { e.m_szTag = nullptr; }, "T::O i=7\r\n"},
+        {[&](Entry& e, Param&) { e.m_szTag = pEnd; }, ""},
+        {[&](Entry&, Param& p) { p.m_szName = pEnd; }, "T::I i=7\r\nT::O i=7\r\n"},
+        {[](Entry&, Param& p) { p.m_pValue = nullptr; }, "T::I i=7\r\nT::O i=7\r\n"},
+        {[&](Entry&, Param& p) { p.m_pValue = pEnd - 1; }, "T::I j= i=7\r\nT::O i=7\r\n"},
+        {[&](Entry& e, Param&) { e.m_pPrevious = entryAt(pEnd - 4); }, "T::I j=7 i=7\r\n"},
+        {[&](Entry& e, Param&) { e.m_pPrevious = entryAt(pUnaligned); }, "T::I j=7 i=7\r\n"},
+        {[&](Entry&, Param& p) { p.m_pNext = reinterpret_cast<Param*>(pEnd - 4); },
+         "T::I j=7\r\nT::O i=7\r\n"},
+        // Circles that write nothing.
+        {[](Entry& e, Param&) { e.m_szTag = nullptr, e.m_pPrevious = &e; }, ""},
+        {[](Entry&, Param& p) { p.m_szName = nullptr, p.m_pNext = &p; }, "T::I\r\nT::O i=7\r\n"},
+    };
+    for (const auto& row : kCases)
     {
-        vChain[i].m_pNext = &vChain[i + 1];
-        vChain[i + 1].m_pPrevious = &vChain[i];
+        Param first = {"j", &iValue, FPT_INT, &value};
+        Entry inner = {"T::I", &first, &first, &outer, nullptr};
+        row.m_damage(inner, first);
+        EXPECT_EQ(Report(&inner, 100), row.m_szReport) << &row - kCases;
     }
-    EXPECT_EQ(GetFirstStateEntry(&vChain[2]), vChain);
-    EXPECT_EQ(GetLastStateEntry(&vChain[2]), &vChain[4]);
-    vChain[0].m_pPrevious = vChain[4].m_pNext = reinterpret_cast<Entry*>(pEnd);
-    EXPECT_EQ(GetFirstStateEntry(&vChain[2]), vChain);
-    EXPECT_EQ(GetLastStateEntry(&vChain[2]), &vChain[4]);
-    vChain[0].m_pPrevious = &vChain[4];
-    EXPECT_NE(GetFirstStateEntry(&vChain[2]), nullptr) << "a circle ends";
-    EXPECT_EQ(GetFirstStateEntry(nullptr), nullptr);
-    EXPECT_EQ(GetLastStateEntry(reinterpret_cast<Entry*>(pEnd)), nullptr);
-}
 
-std::string ThreadHead(pthread_t thread, const char* szRest)
-{
-    char szText[100];
-    std::snprintf(szText, sizeof szText, "Thread 0x%08lX %s\r\n",
-                  static_cast<unsigned long>(thread), szRest);
-    return szText;
+    Entry vChain[3] = {};
+    for (Entry* const pBeyond : {static_cast<Entry*>(nullptr), entryAt(pEnd)})
+    {
+        vChain[0] = {nullptr, nullptr, nullptr, pBeyond, &vChain[1]};
+        vChain[1] = {nullptr, nullptr, nullptr, &vChain[0], &vChain[2]};
+        vChain[2] = {nullptr, nullptr, nullptr, &vChain[1], pBeyond};
+        EXPECT_EQ(GetFirstStateEntry(&vChain[1]), &vChain[0]);
+        EXPECT_EQ(GetLastStateEntry(&vChain[1]), &vChain[2]);
+        EXPECT_EQ(GetFirstStateEntry(pBeyond), nullptr);
+    }
+    vChain[0].m_pPrevious = &vChain[2];
+    EXPECT_NE(GetFirstStateEntry(&vChain[1]), nullptr) << "a circle ends";
 }
 
 TEST(StateReport, ListsThreadsThatTraceWithThoseThatEndedUnnoticed)
 {
     FreeThreadExVarsStorage();
     CFunctionSwitch fsTest("T::Main");
-    fsTest.GetEntry()->m_pPrevious = nullptr;
 
-    // Memory where a thread's id would lead if its thread had been unmapped.
-    void* const pGone = ::mmap(nullptr, 1, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
-    const auto dwGone = static_cast<unsigned long>(reinterpret_cast<std::uintptr_t>(pGone));
+    // Where the id of a thread that was unmapped would lead; 1 is below all others.
+    const CGuardedPage page;
+    const auto dwGone = static_cast<unsigned long>(reinterpret_cast<std::uintptr_t>(page.End()));
     SFuncStateEntry entry = {"T::Gone", nullptr, nullptr, nullptr, nullptr};
     SPosixThreadExceptionVars vars = {{&entry}, nullptr};
     SPosixThreadExceptionVars varsIdle = {{nullptr}, nullptr};
+    std::map<std::string, std::string> mapThreads; // by the line that begins with the id
+    const auto add = [&](unsigned long dwThread, const char* szRest)
     {
-        const CThreadStatesMapScope scope;
-        scope.GetMap()->m_mapThreads.emplace(dwGone, &vars);
-        scope.GetMap()->m_mapThreads.emplace(1, &varsIdle);
+        char szHead[100];
+        std::snprintf(szHead, sizeof szHead, "Thread 0x%08lX ", dwThread);
+        mapThreads[szHead] = szRest;
+    };
+    add(static_cast<unsigned long>(pthread_self()),
+        "policy=0 priority=0\r\nTSM::PASR\r\nT::Main\r\n===============\r\n");
+    add(dwGone, "policy=-1 priority=-1\r\nT::Gone\r\n===============\r\n");
+    std::string strAll =
+        "Unknown Application Unknown Version: Application Threads (3)\r\n===============\r\n";
+    const std::size_t uHead = strAll.size();
+    for (const auto& [strHead, strRest] : mapThreads)
+    {
+        strAll.append(strHead).append(strRest);
     }
-    const std::string strSeparator = "===============\r\n";
-    const std::string strHead =
-        "Unknown Application Unknown Version: Application Threads (3)\r\n" + strSeparator;
-    const std::string strMain = ThreadHead(pthread_self(), "policy=0 priority=0") +
-                                "TSM::PASR\r\nT::Main\r\n" + strSeparator;
-    const std::string strGone =
-        ThreadHead(static_cast<pthread_t>(dwGone), "policy=-1 priority=-1") + "T::Gone\r\n" +
-        strSeparator;
-    const bool bMainFirst = static_cast<unsigned long>(pthread_self()) < dwGone;
-    const std::string strAll = strHead + (bMainFirst ? strMain + strGone : strGone + strMain);
+    auto& mapStates = CThreadStatesMapScope().GetMap()->m_mapThreads;
+    mapStates.insert({{dwGone, &vars}, {1, &varsIdle}});
 
-    for (int iSize = 0; iSize <= static_cast<int>(strAll.size()); ++iSize)
+    for (std::size_t uSize = 0; uSize <= strAll.size(); ++uSize)
     {
-        const auto pBuffer = std::make_unique<char[]>(static_cast<std::size_t>(iSize));
-        const int iLength = WriteThreadsStateReport(pBuffer.get(), iSize);
+        const auto pBuffer = std::make_unique<char[]>(uSize);
+        const int iLength = WriteThreadsStateReport(pBuffer.get(), static_cast<int>(uSize));
         const std::string strReport(pBuffer.get(), static_cast<std::size_t>(iLength));
-        ASSERT_EQ(strReport, strAll.substr(0, strReport.size())) << iSize;
-        ASSERT_GE(iLength, iSize < static_cast<int>(strHead.size()) ? 0 : iSize - 60);
+        ASSERT_EQ(strReport, strAll.substr(0, strReport.size())) << uSize;
+        ASSERT_GE(strReport.size(), uSize < uHead            ? 0
+                                    : uSize == strAll.size() ? uSize
+                                                             : uSize - 60);
     }
-    EXPECT_EQ(WriteThreadsStateReport(std::string(strAll).data(), static_cast<int>(strAll.size())),
-              static_cast<int>(strAll.size()));
-
-    for (const auto eLevel : {IBaseLogger::Undefined, IBaseLogger::Warning, IBaseLogger::Error})
+    for (const auto eLevel : {IBaseLogger::Warning, IBaseLogger::Error})
     {
         CLineLogger logger(eLevel);
         WarnProgramState("Odd state");
-        const auto vLines = logger.TakeLines();
-        ASSERT_EQ(vLines.size(), eLevel <= IBaseLogger::Warning ? 1U : 0U);
-        EXPECT_TRUE(vLines.empty() || vLines[0] == "2 Odd state:\r\n" + strAll);
+        EXPECT_EQ(logger.TakeLines(), eLevel == IBaseLogger::Error
+                                          ? std::vector<std::string>()
+                                          : std::vector{"2 Odd state:\r\n" + strAll});
     }
-    {
-        const CThreadStatesMapScope scope;
-        scope.GetMap()->m_mapThreads.erase(dwGone);
-        scope.GetMap()->m_mapThreads.erase(1);
-    }
-    ::munmap(pGone, 1);
+    mapStates.erase(dwGone);
+    mapStates.erase(1);
 }
 
-// Functions that come and go as fast as they can, with texts in their frames.
-void TraceDeeply(int iDepth, unsigned uSeed)
+// Functions that come and go, with texts in their frames.
+void TraceDeeply(int iDepth)
 {
-    std::string strText(uSeed % 100, 'x');
+    std::string strText(static_cast<std::size_t>(iDepth * 37 % 100), 'x');
     const char* szText = strText.c_str();
     const wchar_t* wszText = L"\u20AC uro";
     CFunctionSwitch fsDeep("T::Deep");
     CFunctionParam fpText(fsDeep, "szText", szText);
     CFunctionParam fpWide(fsDeep, "wszText", wszText);
-    CFunctionParam fpDepth(fsDeep, "iDepth", iDepth);
     if (iDepth > 0)
     {
-        TraceDeeply(iDepth - 1, uSeed * 31 + 7);
+        TraceDeeply(iDepth - 1);
     }
 }
 
@@ -322,45 +310,27 @@ TEST(StateReport, ReadsThreadsAtWorkThatComeAndGo)
     std::atomic<bool> bStop{false};
     const auto work = [&bStop]
     {
-        for (unsigned u = 0; !bStop; ++u)
-        {
-            TraceDeeply(static_cast<int>(u % 20), u);
-        }
-        FreeThreadExVarsStorage();
-    };
-    // Threads that end while they are in a traced function, and their stacks with them.
-    const auto vanish = [&bStop]
-    {
         while (!bStop)
         {
-            std::thread(
-                []
-                {
-                    CFunctionSwitch fsGone("T::Gone");
-                    FreeThreadExVarsStorage();
-                })
-                .join();
+            TraceDeeply(20);
+            // Ends in a traced function, and its stack with it.
+            StartTraced([] { CFunctionSwitch("T::Gone"), FreeThreadExVarsStorage(); }).join();
         }
     };
-    std::vector<std::thread> vThreads;
-    vThreads.emplace_back(work);
-    vThreads.emplace_back(work);
-    vThreads.emplace_back(vanish);
-    const auto read = [](int iReports)
+    const auto read = []
     {
         std::vector<char> vBuffer(8192);
-        const int iSize = static_cast<int>(vBuffer.size());
-        for (int i = 0; i < iReports; ++i)
+        for (int i = 0; i < 300; ++i)
         {
-            EXPECT_GT(WriteThreadsStateReport(vBuffer.data(), iSize), 0);
+            EXPECT_GT(WriteThreadsStateReport(vBuffer.data(), 8192), 0);
         }
-        FreeThreadExVarsStorage();
     };
-    vThreads.emplace_back(read, 500);
-    read(500);
-    vThreads.back().join();
+    std::thread vWorkers[] = {StartTraced(work), StartTraced(work)};
+    std::thread reader = StartTraced(read);
+    read();
+    reader.join();
     bStop = true;
-    std::for_each(vThreads.begin(), vThreads.end() - 1, [](std::thread& thread) { thread.join(); });
+    std::for_each(std::begin(vWorkers), std::end(vWorkers), [](std::thread& t) { t.join(); });
 }
 
 } // namespace
