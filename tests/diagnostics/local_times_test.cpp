@@ -1,0 +1,32 @@
+#include "diagnostics/local_times.h"
+
+#include <cstdlib>
+
+#include <gtest/gtest.h>
+
+namespace
+{
+
+TEST(LocalTimes, AreTheCLibrarysAroundEveryHour)
+{
+    for (const char* const szZone :
+         {"CET-1CEST,M3.5.0,M10.5.0/3", "<-0330>3:30", "Africa/Casablanca"})
+    {
+        ::setenv("TZ", szZone, 1);
+        CLocalTimes times;
+        times.Load();
+        for (std::time_t tHour = 86400; tHour < 2'000'000'000; tHour += 3600 * 7)
+        {
+            for (const std::time_t t : {tHour - 1, tHour, tHour + 3600})
+            {
+                std::tm tm = {};
+                mu::STimeComponents expected;
+                mu::StandardTimeStructToTimeComponents(::localtime_r(&t, &tm), expected);
+                ASSERT_EQ(times.At(t), expected) << szZone << " " << t;
+            }
+        }
+    }
+    ::unsetenv("TZ");
+}
+
+} // namespace
