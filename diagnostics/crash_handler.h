@@ -33,8 +33,8 @@ void EnableProgramRestart(bool bEnable);
 void SetCrashEvent(CWinEvent* pEvent);
 /// 1 at first.
 void SetPosixExceptionProcessExitCode(int iExitCode);
-/// From the crash to the end, at most; 10000 at first. At three quarters of it, a report that hangs
-/// in one place is delivered to the remaining ones.
+/// From the crash to the end, at most; 10000 at first. At half of it, a report that hangs in one
+/// place is delivered to the remaining ones.
 void SetCrashTimeLimit(int iMilliseconds);
 
 /// Ends the program with a report on the calling thread.

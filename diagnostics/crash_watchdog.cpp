@@ -45,7 +45,7 @@ void HandleAlarm(int)
     {
         EndProcessAtOnce();
     }
-    StartAlarm(g_iTimeLimit / 4);
+    StartAlarm(g_iTimeLimit / 2);
     g_pDeliverRest();
 }
 
@@ -90,5 +90,5 @@ void ArmCrashWatchdog(void (*pDeliverRest)())
     sigemptyset(&action.sa_mask);
     action.sa_flags = SA_ONSTACK | SA_NODEFER | SA_RESTART;
     ::sigaction(SIGALRM, &action, nullptr);
-    StartAlarm(g_iTimeLimit / 4 * 3);
+    StartAlarm(g_iTimeLimit / 2);
 }

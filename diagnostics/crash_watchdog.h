@@ -1,9 +1,9 @@
 #ifndef ZOR_DIAGNOSTICS_CRASH_WATCHDOG_H
 #define ZOR_DIAGNOSTICS_CRASH_WATCHDOG_H
 
-// What ends a crashing process that does not end by itself. At three quarters of the time limit
-// SIGALRM comes to whichever thread takes it and delivers what is left of the report; at the limit
-// a thread ends the process, or where there is none (in a forked child) a second SIGALRM.
+// What ends a crashing process that does not end by itself. At half of the time limit SIGALRM comes
+// to whichever thread takes it and delivers what is left of the report; at the limit a thread ends
+// the process, or where there is none (in a forked child) a second SIGALRM.
 
 /// 1
 extern int g_iProcessExitCode;
