@@ -4,6 +4,7 @@
 #include <atomic>
 #include <deque>
 #include <string>
+#include <string_view>
 
 #include "logging/logger.h"
 #include "logging/logging_parameters.h"
@@ -66,6 +67,10 @@ public:
     /// which may hold text before, is then longer than iMaxLength bytes, the oldest rows go, but
     /// never the newest one. Whatever a message says stays text.
     void AppendHTMLTable(std::string& html, int iMaxLength);
+    /// The parts of such a table: what stands before its rows, and the row of one message.
+    static constexpr std::string_view kHTMLTableHead =
+        "<table border='1'><tr><th>Time</th><th>Message</th><th>Parameters</th></tr>";
+    static void AppendHTMLRow(const SLogMessageRec& record, std::string& html);
 
     // These take no lock: no other thread logs meanwhile. UTF-8; false if it could not be written.
 

@@ -107,9 +107,27 @@ void CLogRecorder::CollectTextMessage(CEasyXMLNode& message, std::wstring& wsOut
     }
 }
 
+void CLogRecorder::AppendHTMLRow(const SLogMessageRec& record, std::string& html)
+{
+    mu::STimeComponents time;
+    mu::GetLocalTimeComponents(static_cast<long long>(record.m_ullTime), time);
+    std::string strTime;
+    mu::GetTimeComponentsAsString(time, strTime);
+    html.append("<tr><td>").append(strTime).append("</td>");
+
+    const CEasyXMLNode message = record.m_exmlMessage.GetRoot();
+    std::wstring wsText;
+    message.GetAttributeValue(L"zor:Text", wsText);
+    AppendCell(wsText, html);
+    std::wstring wsParameters;
+    AppendParameters(message, L"", L" ", wsParameters);
+    AppendCell(wsParameters, html);
+    html += "</tr>";
+}
+
 void CLogRecorder::AppendHTMLTable(std::string& html, int iMaxLength)
 {
-    html += "<table border='1'><tr><th>Time</th><th>Message</th><th>Parameters</th></tr>";
+    html += kHTMLTableHead;
     const std::size_t uFirstRow = html.size();
     std::vector<std::size_t> vecRows;
 
@@ -117,20 +135,7 @@ void CLogRecorder::AppendHTMLTable(std::string& html, int iMaxLength)
     for (const SLogMessageRec& record : m_messages)
     {
         vecRows.push_back(html.size());
-        mu::STimeComponents time;
-        mu::GetLocalTimeComponents(static_cast<long long>(record.m_ullTime), time);
-        std::string strTime;
-        mu::GetTimeComponentsAsString(time, strTime);
-        html.append("<tr><td>").append(strTime).append("</td>");
-
-        const CEasyXMLNode message = record.m_exmlMessage.GetRoot();
-        std::wstring wsText;
-        message.GetAttributeValue(L"zor:Text", wsText);
-        AppendCell(wsText, html);
-        std::wstring wsParameters;
-        AppendParameters(message, L"", L" ", wsParameters);
-        AppendCell(wsParameters, html);
-        html += "</tr>";
+        AppendHTMLRow(record, html);
     }
     html += "</table>";
 
