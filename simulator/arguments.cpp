@@ -17,6 +17,7 @@ enum EOption
     OPTION_CONFIG,
     OPTION_ROOT,
     OPTION_FAULTS,
+    OPTION_HTTP,
     OPTION_RELOAD,
     OPTION_CRASH,
     OPTION_VERBOSE,
@@ -29,6 +30,7 @@ constexpr option kOptions[] = {
     {"config", required_argument, nullptr, OPTION_CONFIG},
     {"root", required_argument, nullptr, OPTION_ROOT},
     {"faults", required_argument, nullptr, OPTION_FAULTS},
+    {"http", required_argument, nullptr, OPTION_HTTP},
     {"reload", required_argument, nullptr, OPTION_RELOAD},
     {"crash", required_argument, nullptr, OPTION_CRASH}, // for maintainers; the help is silent
     {"verbose", no_argument, nullptr, OPTION_VERBOSE},
@@ -55,6 +57,9 @@ void PrintHelp()
         "                  malformed-document spoils the reply to a parameters request, the\n"
         "                  others those to log and diagnostic requests. Each console gets\n"
         "                  the whole list once; further replies are good.\n"
+        "  --http [ADDRESS:]PORT\n"
+        "                  serve the live page; ADDRESS is numeric, without it only this\n"
+        "                  machine can see the page. Port 0: one that is free.\n"
         "  --reload MS     send the parameters anew every MS milliseconds\n"
         "  --verbose       show each frame, in hexadecimal and its meaning, on stderr\n"
         "  --help          show this text\n"
@@ -136,6 +141,14 @@ std::optional<int> ParseArguments(int argc, char* argv[], SArguments& arguments)
         case OPTION_FAULTS:
             if (!ParseFaults(optarg, arguments.m_vecFaults))
             {
+                return Complain();
+            }
+            break;
+        case OPTION_HTTP:
+            if (!ParseHttpAddress(optarg, arguments.m_http.emplace()))
+            {
+                std::fprintf(stderr, "%s: --http needs PORT or ADDRESS:PORT, not '%s'\n", kProgram,
+                             optarg);
                 return Complain();
             }
             break;

@@ -8,6 +8,7 @@
 
 #include "simulator/crash_kinds.h"
 #include "simulator/faults.h"
+#include "simulator/http_address.h"
 
 constexpr int kExitBadArguments = 2;
 
@@ -17,6 +18,7 @@ struct SArguments
     std::string m_strConfigPath; ///< empty: nothing is kept
     std::string m_strRoot;       ///< of recordings; empty: as the configuration says
     std::vector<EFault> m_vecFaults;
+    std::optional<SHttpAddress> m_http;    ///< of the live page; none: there is none
     std::optional<ECrashKind> m_eCrash;    ///< at the first diagnostic that is asked for
     std::chrono::milliseconds m_reload{0}; ///< how often parameters come unasked; 0: never
     bool m_bVerbose = false;

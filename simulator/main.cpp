@@ -8,9 +8,11 @@
 #include "console/descriptors.h"
 #include "diagnostics/crash_handler.h"
 #include "simulator/arguments.h"
+#include "simulator/http_server.h"
 #include "simulator/recorder_configuration.h"
 #include "simulator/recorder_log.h"
 #include "simulator/recorder_server.h"
+#include "simulator/web_pages.h"
 
 namespace
 {
@@ -73,10 +75,23 @@ int main(int argc, char* argv[])
     }
     CRecorderLog log(configuration.m_recorder, configuration.m_logging);
     const bool bLogs = log.Start();
+    const std::optional<SHttpAddress> httpAddress = arguments.m_http;
     CRecorderServer server(pipes, log, std::move(document), std::move(arguments));
     if (!bLogs || !server.Start())
     {
         return Fail("no thread can be started", 1);
+    }
+    CWebPages pages(log.GetRecorder(), server.GetDocument(), [&] { return server.GetUptime(); });
+    CHttpServer http;
+    if (httpAddress)
+    {
+        strError = http.Start(*httpAddress, [&](IWebServerExtContext* pContext)
+                              { return pages.Reply(pContext); });
+        if (!strError.empty())
+        {
+            return Fail(strError, 1);
+        }
+        std::printf("Live page at %s\n", http.GetAddress().GetURL().c_str());
     }
     std::puts("Recorder ready.");
     std::fflush(stdout);

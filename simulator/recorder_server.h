@@ -28,6 +28,10 @@ public:
     /// Serves until the descriptor is readable.
     void ServeUntil(int iStopDescriptor);
 
+    // Of any thread:
+    const SParametersDocument& GetDocument() const { return m_document; }
+    std::chrono::milliseconds GetUptime() const;
+
 private:
     void ReadRequest();
     void Answer(EPipeMessage eRequest, std::uint32_t dwArgument);
@@ -37,7 +41,6 @@ private:
     void HangUp(const char* szEvent);
     void Trace(const char* szDirection, std::string_view svFrame) const;
     void TraceEvent(const char* szEvent) const;
-    std::chrono::milliseconds GetUptime() const;
 
     CRecorderPipes& m_pipes;
     CRecorderLog& m_log;

@@ -125,6 +125,7 @@ TEST_F(Simulator, RefusesBadArguments)
         {{"--crash", "softly"}, "unknown crash 'softly'"},
         {{"--faults", "nuls,,silence"}, "unknown fault ''"},
         {{"--faults", "nuls,noise"}, "unknown fault 'noise'"},
+        {{"--http", "localhost:80"}, "--http needs PORT or ADDRESS:PORT"},
         {{"--loud"}, "--loud"},
         {{"now"}, "unexpected argument 'now'"},
     };
@@ -197,6 +198,22 @@ TEST_F(Simulator, RemovesItsPipesWhenItIsStopped)
         EXPECT_FALSE(std::filesystem::exists(g_aszPipePaths[0]));
         EXPECT_FALSE(std::filesystem::exists(g_aszPipePaths[1]));
     }
+}
+
+TEST_F(Simulator, ServesTheLivePageUntilItIsStopped)
+{
+    CChildProcess simulator(ZOR_SIMULATOR, {"--http", "0"});
+    const std::string strLine = simulator.ReadOutput(30);
+    if (strLine.empty())
+    {
+        const std::string strError = simulator.ReadErrors();
+        ASSERT_THAT(strError, HasSubstr("without Boost"));
+        GTEST_SKIP() << strError;
+    }
+    EXPECT_EQ(strLine, "Live page at http://127.0.0.1:");
+    EXPECT_THAT(simulator.ReadOutput(23), HasSubstr("/\nRecorder ready."));
+    simulator.Kill(SIGTERM);
+    EXPECT_EQ(simulator.Wait(), 0);
 }
 
 TEST_F(Simulator, ServesEachConsoleWhateverBecameOfTheLast)

@@ -1,0 +1,15 @@
+// What takes the place of http_server.cpp in a build without Boost.
+
+#include "simulator/http_server.h"
+
+class CHttpServer::CListener
+{
+};
+
+CHttpServer::CHttpServer() = default;
+CHttpServer::~CHttpServer() = default;
+
+std::string CHttpServer::Start(const SHttpAddress&, CHandler, const SHttpLimits&)
+{
+    return "this build has no live page: it was made without Boost's headers";
+}

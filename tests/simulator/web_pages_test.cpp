@@ -1,0 +1,148 @@
+#include "simulator/web_pages.h"
+
+#include <string>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "diagnostics/function_state.h"
+#include "simulator/http_connection.h"
+#include "tests/simulator/page_log.h"
+
+namespace
+{
+
+using namespace std::chrono_literals;
+using testing::HasSubstr;
+using testing::Not;
+
+class WebPages : public testing::Test
+{
+protected:
+    WebPages() { EXPECT_EQ(LoadParametersDocument("", m_document), ""); }
+
+    // The body, with each message's time as "TIME"; the header goes to m_strHeader.
+    std::string Get(const std::string& strTarget)
+    {
+        CWebPages pages(m_log, m_document, [] { return 3500ms; });
+        CHttpConnection connection(strTarget, {});
+        EXPECT_TRUE(pages.Reply(&connection));
+        const std::string strReply = connection.TakeReply(false);
+        const std::size_t uBody = strReply.find("\r\n\r\n") + 4;
+        m_strHeader = strReply.substr(0, uBody);
+        std::string strBody = strReply.substr(uBody);
+        EXPECT_THAT(m_strHeader,
+                    HasSubstr("\r\nContent-Length: " + std::to_string(strBody.size()) + "\r\n"));
+        for (std::size_t uRow = 0; (uRow = strBody.find("<tr><td>", uRow)) != std::string::npos;)
+        {
+            strBody.replace(uRow += 8, 19, "TIME");
+        }
+        return strBody;
+    }
+
+    CPageLog m_log;
+    SParametersDocument m_document;
+    std::string m_strHeader;
+};
+
+const std::string kHead = "<!DOCTYPE html>\n<html lang='en'><head><meta charset='utf-8'/>"
+                          "<meta name='viewport' content='width=device-width, initial-scale=1'/>"
+                          "<title>Log - Recorder</title><link rel='stylesheet' href='/style.css'/>";
+const std::string kNavigation =
+    "</head>\n<body><header><nav><a href='/'>Status</a>"
+    "<a href='/log#newest' aria-current='page'>Log</a><a href='/vocabulary'>Vocabulary</a>"
+    "<a href='/parameters.xml'>Parameters</a><a href='/threads.txt'>Threads</a></nav></header>\n"
+    "<main><h1>Log</h1>\n<p class='note'>";
+const std::string kTable =
+    "<table border='1'><tr><th>Time</th><th>Message</th><th>Parameters</th></tr>";
+const std::string kEnd = "<p id='newest'></p></div></main></body></html>\n";
+
+TEST_F(WebPages, ShowWhatALogSaysAsText)
+{
+    CEasyXML exmlMessage;
+    CLogRecorder::GetXMLLogMessage("</td><script src='/evil'>&\"\xC3\xA9", exmlMessage);
+    CEasyXMLNode parameter = exmlMessage.GetRoot().AppendChild(L"zor:Parameter", L"");
+    parameter.SetAttributeValue(L"zor:Name", L"", "<b>");
+    parameter.SetAttributeValue(L"zor:Value", L"", "'--><img src=/evil>");
+    m_log.LogMessage(exmlMessage);
+
+    const std::string strPaging =
+        "<div class='paging'><a class='button' aria-disabled='true'>First Page</a>"
+        " <a class='button' aria-disabled='true'>Previous Page</a> <span>Page 1 of 1</span> "
+        "<a class='button' aria-disabled='true'>Next Page</a> "
+        "<a class='button' aria-disabled='true'>Last Page</a> </div>";
+    const std::string strRow = "<tr><td>TIME</td><td>&lt;/td&gt;&lt;script src=&apos;/evil&apos;"
+                               "&gt;&amp;&quot;\xC3\xA9</td><td>&lt;b&gt;=&quot;&apos;--&gt;&lt;"
+                               "img src=/evil&gt;&quot; </td></tr>";
+    const std::string strList = "</p>\n<div class='log'>" + strPaging + "\n" + kTable + strRow +
+                                "</table>\n" + strPaging + kEnd;
+    const std::string strCount = "Messages kept: 1 of 1. ";
+    EXPECT_EQ(Get("/log"), kHead + kNavigation + strCount + "The newest." + strList);
+    m_log.m_bAutoRefresh = true;
+    EXPECT_EQ(Get("/log?form=0"), kHead + "<meta http-equiv='refresh' content='5'/>" + kNavigation +
+                                      strCount + "The newest, read again every 5 seconds." +
+                                      strList);
+    EXPECT_THAT(m_strHeader, HasSubstr("\r\nCache-Control: no-cache, no-store"));
+    EXPECT_EQ(Get("/log?from=0"),
+              kHead + kNavigation + strCount + "<a href='/log#newest'>The newest</a>" + strList);
+}
+
+TEST_F(WebPages, LeadThroughTheMessagesThatAreKept)
+{
+    // Which page it is, and its first and last message.
+    const auto rangeOf = [this](const std::string& strTarget)
+    {
+        const std::string html = Get(strTarget);
+        const auto between = [&](std::size_t uAt, std::size_t uSkip)
+        { return html.substr(uAt + uSkip, html.find('<', uAt + uSkip) - uAt - uSkip); };
+        return between(html.find("<span>"), 6) + ": " + between(html.find("<td>m"), 4) + " to " +
+               between(html.rfind("<td>m"), 4);
+    };
+    for (int i = 0; i < 120; ++i)
+    {
+        m_log.LogMessageF(IBaseLogger::Status, "m%d", i);
+    }
+    EXPECT_EQ(rangeOf("/log?from=-7"), "Page 1 of 3: m0 to m49");
+    EXPECT_EQ(rangeOf("/log?from=99"), "Page 2 of 3: m50 to m99");
+    EXPECT_EQ(rangeOf("/log?from=4000000000"), "Page 3 of 3: m100 to m119");
+
+    m_log.m_iMaxNumberOfLogMessages = 120; // from now on the oldest go
+    m_log.LogMessage(IBaseLogger::Status, "m120");
+    EXPECT_EQ(rangeOf("/log?from=0"), "Page 1 of 3: m1 to m50");
+    EXPECT_EQ(rangeOf("/log?from=100"), "Page 3 of 3: m101 to m120");
+    EXPECT_THAT(Get("/log"), HasSubstr("Messages kept: 120 of 121."));
+
+    // The newest ones, as many as fit into 8 KB.
+    EXPECT_EQ(rangeOf("/log"), "Page 3 of 3: m1 to m120");
+    m_log.LogMessage(IBaseLogger::Status, std::string(499, '&').c_str());
+    const std::string html = Get("/log");
+    EXPECT_THAT(html, Not(HasSubstr("<td>m2</td>")));
+    EXPECT_THAT(html, HasSubstr("<td>m120</td>"));
+}
+
+TEST_F(WebPages, AreAllThere)
+{
+    const std::string strStatus = Get("/?x=%");
+    EXPECT_THAT(strStatus, HasSubstr("<tr><th scope='row'>Model</th><td>MR-4</td></tr>"));
+    EXPECT_THAT(strStatus, HasSubstr("<tr><th scope='row'>Up</th><td>00:00:03.500</td></tr>"));
+    EXPECT_THAT(strStatus, HasSubstr("<h2>Power supply</h2><table><tr><th scope='row'>Input voltage"
+                                     "</th><td>12.4 V</td></tr>"));
+    EXPECT_EQ(Get("/parameters.xml"), m_document.m_strText);
+    EXPECT_THAT(m_strHeader, HasSubstr("\r\nContent-Type: text/xml; charset=utf-8\r\n"));
+    EXPECT_THAT(Get("/vocabulary"), HasSubstr("<h2>g_LogSeverityEnums</h2><table><tr>"
+                                              "<th scope='row'>0</th><td>Undefined</td></tr>"));
+    CFunctionSwitch fsTest("Test::AreAllThere");
+    EXPECT_THAT(Get("/threads.txt"), HasSubstr("Test::AreAllThere"));
+    EXPECT_THAT(m_strHeader, HasSubstr("\r\nContent-Type: text/plain; charset=utf-8\r\n"));
+    EXPECT_THAT(Get("/style.css"), HasSubstr("@media (prefers-color-scheme: dark)"));
+    EXPECT_THAT(Get("/log/"), HasSubstr("The recorder has no such page."));
+    EXPECT_THAT(m_strHeader, testing::StartsWith("HTTP/1.1 404 Not Found\r\n"));
+    Get("*");
+    EXPECT_THAT(m_strHeader, testing::StartsWith("HTTP/1.1 400 Bad Request\r\n"));
+
+    // A document of the user's own; its texts are no markup either.
+    m_document = {"<p/>", {"<b>"}};
+    EXPECT_THAT(Get("/"), HasSubstr("<h2>&lt;b&gt;</h2>"));
+}
+
+} // namespace
