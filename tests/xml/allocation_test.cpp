@@ -15,13 +15,6 @@ namespace
 
 using CExml = CEasyXML&;
 
-struct SOperation
-{
-    const char* m_szName;
-    std::function<void(CExml, CExml)> m_run;
-    bool m_bAllOrNothing;
-};
-
 TEST(XmlAllocation, FailuresLeaveAWholeDocument)
 {
     if (!CFailingHeap::kAvailable)
@@ -42,34 +35,37 @@ TEST(XmlAllocation, FailuresLeaveAWholeDocument)
         EXPECT_EQ(strText, "the old text");
         exml.GetRoot().SetTextValue("a new text of more units");
     };
-    const SOperation aOperations[] = {
-        {"wide", [&](CExml exml, CExml) { exml.LoadFromText(wsXML.c_str()); }, true},
-        {"UTF-8", [&](CExml exml, CExml) { Load(exml, strXML); }, true},
-        {"malformed UTF-8", [&](CExml exml, CExml) { Load(exml, strCut); }, true},
-        {"root", [](CExml exml, CExml) { exml.AddRoot(wsLong.c_str(), L"urn:x"); }, true},
-        {"append", [](CExml x, CExml) { x.GetRoot().AppendChild(wsLong, L"urn:x"); }, true},
-        {"clone", [](CExml x, CExml y) { x.GetRoot().AppendChild(y.GetRoot()); }, true},
-        {"clone itself", [](CExml x, CExml) { x.GetRoot().AppendChild(x.GetRoot()); }, true},
-        {"text", [](CExml x, CExml) { x.GetRoot().SetTextValue(wsLong); }, true},
-        {"UTF-8 text", GetAndSet, true},
-        {"add", [](CExml x, CExml) { x.GetRoot().SetAttributeValue(L"b", L"", wsLong); }, true},
-        {"replace", [](CExml x, CExml) { x.GetRoot().SetAttributeValue(L"k", L"", wsLong); }, true},
-        {"from text", [](CExml x, CExml) { x.GetRoot().SetAttributesFromText(L"l='1'"); }, true},
+    const struct
+    {
+        const char* m_szName;
+        std::function<void(CExml, CExml)> m_run;
+        bool m_bAllOrNothing = true;
+    } aOperations[] = {
+        {"wide", [&](CExml exml, CExml) { exml.LoadFromText(wsXML.c_str()); }},
+        {"UTF-8", [&](CExml exml, CExml) { Load(exml, strXML); }},
+        {"malformed UTF-8", [&](CExml exml, CExml) { Load(exml, strCut); }},
+        {"root", [](CExml exml, CExml) { exml.AddRoot(wsLong.c_str(), L"urn:x"); }},
+        {"append", [](CExml x, CExml) { x.GetRoot().AppendChild(wsLong, L"urn:x"); }},
+        {"clone", [](CExml x, CExml y) { x.GetRoot().AppendChild(y.GetRoot()); }},
+        {"clone itself", [](CExml x, CExml) { x.GetRoot().AppendChild(x.GetRoot()); }},
+        {"text", [](CExml x, CExml) { x.GetRoot().SetTextValue(wsLong); }},
+        {"UTF-8 text", GetAndSet},
+        {"add", [](CExml x, CExml) { x.GetRoot().SetAttributeValue(L"b", L"", wsLong); }},
+        {"replace", [](CExml x, CExml) { x.GetRoot().SetAttributeValue(L"k", L"", wsLong); }},
+        {"from text", [](CExml x, CExml) { x.GetRoot().SetAttributesFromText(L"l='1'"); }},
         {"merge", [](CExml x, CExml y) { x.GetRoot().MergeWith(y.GetRoot()); }, false},
     };
     CEasyXML().LoadFromText(L"<a/>"); // the thread's storage for tracing is made once and stays
-    for (const SOperation& operation : aOperations)
+    for (const auto& operation : aOperations)
     {
         SCOPED_TRACE(operation.m_szName);
-        std::wstring wsOld;
-        std::wstring wsNew;
         bool bFailed = true;
         for (int iAllowed = 0; bFailed; ++iAllowed)
         {
             const long iBlocksBefore = CFailingHeap::BlocksInUse();
             {
-                CEasyXML other;
-                CEasyXML exml;
+                CEasyXML other, exml;
+                std::wstring wsOld, wsNew;
                 other.LoadFromText(wsXML.c_str());
                 exml.LoadFromText(L"<o k='v'>the old text<c>t</c></o>");
                 exml.GetXML(wsOld);
@@ -86,12 +82,7 @@ TEST(XmlAllocation, FailuresLeaveAWholeDocument)
                 bFailed = CFailingHeap::HasFailed();
                 EXPECT_EQ(bThrown, bFailed);
                 ASSERT_TRUE(exml.GetXML(wsNew));
-                if (operation.m_bAllOrNothing)
-                {
-                    EXPECT_EQ(wsNew == wsOld, bFailed) << iAllowed;
-                }
-                std::wstring().swap(wsOld);
-                std::wstring().swap(wsNew);
+                EXPECT_TRUE(!operation.m_bAllOrNothing || (wsNew == wsOld) == bFailed) << iAllowed;
             }
             EXPECT_EQ(CFailingHeap::BlocksInUse(), iBlocksBefore) << iAllowed;
             ASSERT_LT(iAllowed, 200);

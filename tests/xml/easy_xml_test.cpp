@@ -1,7 +1,6 @@
 #include "xml/easy_xml.h"
 
 #include <climits>
-#include <cmath>
 #include <iterator>
 #include <string>
 
@@ -37,19 +36,16 @@ TEST(EasyXml, CopiesShareTheDocument)
         CEasyXML third;
         third = second;
         third = *&third;
-        third = first;
         EXPECT_TRUE(third.LoadFromText("<a>\xC3\xA9</a>", 9).IsValid());
         second.EnableXMLHeaderTag(true);
     }
     EXPECT_TRUE(first.IsXMLHeaderTagEnabled());
     EXPECT_EQ(Written(first), L"<?xml version='1.0' encoding='UTF-8'?><a>\xE9</a>");
-    EXPECT_FALSE(first.LoadFromText(L"<b>").IsValid());
-    EXPECT_FALSE(first.LoadFromText(nullptr).IsValid());
-    EXPECT_FALSE(first.LoadFromText(nullptr, 5).IsValid());
-    EXPECT_FALSE(first.LoadFromText("<b/>", -1).IsValid());
-    EXPECT_FALSE(first.LoadFromFile(nullptr).IsValid() || first.SaveToFile(nullptr));
+    EXPECT_FALSE(first.LoadFromText(L"<b>").IsValid() || first.LoadFromText(nullptr).IsValid() ||
+                 first.LoadFromText(nullptr, 5).IsValid() ||
+                 first.LoadFromText("<b/>", -1).IsValid() ||
+                 first.LoadFromFile(nullptr).IsValid() || first.SaveToFile(nullptr));
     first.EnableXMLHeaderTag(false);
-    EXPECT_EQ(Written(first), L"<a>\xE9</a>");
     EXPECT_EQ(Written(CEasyXML(first)), L"<a>\xE9</a>");
     EXPECT_TRUE(first.AddRoot(L"n:r", L"urn:n").IsValid());
     EXPECT_EQ(Written(first), L"<n:r xmlns:n=\"urn:n\"/>");
@@ -57,20 +53,19 @@ TEST(EasyXml, CopiesShareTheDocument)
 
 TEST(EasyXml, ABufferGetsWhatFitsCutAtACharacter)
 {
-    const CEasyXML exml = Document(L"<a>\xE9\x20AC\x10FFFE</a>");
-    const std::string strXML = "<a>\xC3\xA9\xE2\x82\xAC\xF4\x8F\xBF\xBE</a>";
-    constexpr int aFitting[] = {0, 0, 1, 2, 3, 3, 5, 5, 5, 8, 8, 8, 8, 12, 13, 14, 15, 16, 16};
-    for (int iSize = 0; iSize < static_cast<int>(std::size(aFitting)); ++iSize)
+    const CEasyXML exml = Document(L"<a>\xE9\x10FFFE</a>");
+    const std::string strXML = "<a>\xC3\xA9\xF4\x8F\xBF\xBE</a>";
+    constexpr int aFitting[] = {0, 0, 1, 2, 3, 3, 5, 5, 5, 5, 9, 10, 11, 12, 13, 13};
+    for (int iSize = -1; iSize < static_cast<int>(std::size(aFitting)); ++iSize)
     {
         std::string strBuffer(20, '#');
         const int iLength = exml.GetXML(strBuffer.data(), iSize);
-        EXPECT_EQ(iLength, aFitting[iSize]) << iSize;
+        EXPECT_EQ(iLength, iSize < 0 ? 0 : aFitting[iSize]) << iSize;
         std::string strExpected = strXML.substr(0, static_cast<std::size_t>(iLength));
         strExpected.append(iSize > 0 ? 1 : 0, '\0');
         EXPECT_EQ(strBuffer, strExpected.append(20 - strExpected.size(), '#'));
     }
     char szBuffer[4] = "abc";
-    EXPECT_EQ(exml.GetXML(szBuffer, -1), 0);
     EXPECT_EQ(CEasyXML().GetXML(szBuffer, 4), 0);
     EXPECT_STREQ(szBuffer, "");
 }
@@ -82,16 +77,10 @@ TEST(EasyXml, InvalidHandlesAreHarmlessEverywhere)
     CEasyXMLNode root = exml.GetRoot();
     std::wstring ws = L"old";
     CNamespacesPrefixesMap map;
-
-    const CEasyXMLNode aNone[] = {none.GetFirstChild(),
-                                  none.GetNextSibling(),
-                                  none.GetChildByName(L"c"),
-                                  none.GetChildByName(L"c", L""),
-                                  none.SyncChild(L"c", L"", true),
-                                  none.AppendChild(L"c"s, nullptr),
-                                  none.AppendChild(root),
-                                  root.AppendChild(none)};
-    for (const CEasyXMLNode& node : aNone)
+    for (const CEasyXMLNode& node :
+         {none.GetFirstChild(), none.GetNextSibling(), none.GetChildByName(L"c"),
+          none.GetChildByName(L"c", L""), none.SyncChild(L"c", L"", true),
+          none.AppendChild(L"c"s, nullptr), none.AppendChild(root), root.AppendChild(none)})
     {
         EXPECT_FALSE(node.IsValid());
     }
@@ -102,20 +91,8 @@ TEST(EasyXml, InvalidHandlesAreHarmlessEverywhere)
     EXPECT_FALSE(none.SetTextValue(1) || none.SetAttributeValue(L"a", nullptr, true) ||
                  none.SetAttributesFromText(L"a='1'") || none.GetNamespacePrefixes(map, true) ||
                  none.GetAttributesText(ws) || none.GetAttributesTextWithoutNS(ws) ||
-                 root.GetAttributeValue(L"b", L"", ws));
-    const auto Keeps = [&](auto value)
-    {
-        const auto old = value;
-        EXPECT_FALSE(none.GetTextValue(value) || root.GetAttributeValue(L"b", value) ||
-                     none.GetAttributeValue(nullptr, value));
-        EXPECT_EQ(value, old);
-    };
-    Keeps(L"old"s);
-    Keeps("old"s);
-    Keeps(7);
-    Keeps(7LL);
-    Keeps(7.0);
-    Keeps(true);
+                 root.GetAttributeValue(L"b", L"", ws) || none.GetTextValue(ws) ||
+                 root.GetAttributeValue(L"b", ws) || none.GetAttributeValue(nullptr, ws));
     EXPECT_EQ(ws, L"old");
     EXPECT_FALSE(none.GetName(ws));
     EXPECT_EQ(ws, L"");
@@ -124,89 +101,39 @@ TEST(EasyXml, InvalidHandlesAreHarmlessEverywhere)
     EXPECT_FALSE(root.IsValid());
 }
 
-struct SValueCase
-{
-    const wchar_t* wszText;
-    int iValue;
-    long long llValue;
-    double dValue;
-    bool bValue;
-};
-
-TEST(EasyXml, ValuesReadByTheSameRulesInTextsAndAttributes)
-{
-    const SValueCase aCases[] = {
-        {L"True", 0, 0, 0, true},
-        {L"yes", 0, 0, 0, true},
-        {L"1", 1, 1, 1, false},
-        {L"", 0, 0, 0, false},
-        {L" -12.5kg", -12, -12, -12.5, false},
-        {L"0.1", 0, 0, 0.1, false},
-        {L"0,1", 0, 0, 0, false},
-        {L"1e20", 1, 1, 1e20, false},
-        {L"4294967297", INT_MAX, 4294967297, 4294967297.0, false},
-        {L"-99999999999999999999", INT_MIN, LLONG_MIN, -1e20, false},
-        {L"\xFF11", 0, 0, 0, false},
-    };
-    for (const SValueCase& row : aCases)
-    {
-        CEasyXML exml;
-        CEasyXMLNode node = exml.AddRoot(L"r", nullptr);
-        node.SetTextValue(row.wszText);
-        node.SetAttributeValue(L"a", nullptr, row.wszText);
-        const auto Check = [&node](auto expected)
-        {
-            auto text = decltype(expected)();
-            auto attribute = decltype(expected)();
-            ASSERT_TRUE(node.GetTextValue(text) && node.GetAttributeValue(L"a", attribute));
-            EXPECT_EQ(text, expected);
-            EXPECT_EQ(attribute, expected);
-        };
-        Check(row.iValue);
-        Check(row.llValue);
-        Check(row.dValue);
-        Check(row.bValue);
-    }
-}
-
-TEST(EasyXml, ValuesAreWrittenAsTheirTypeSays)
+TEST(EasyXml, ValuesConvertByTheSameRulesInTextsAndAttributes)
 {
     const CCommaLocale comma;
     ASSERT_TRUE(comma.IsActive());
     CEasyXML exml;
     CEasyXMLNode node = exml.AddRoot(L"r", nullptr);
-    std::wstring ws;
-    const auto Text = [&]
+    const auto Check = [&node](auto set, auto expected)
     {
-        node.GetTextValue(ws);
-        return ws;
+        EXPECT_TRUE(node.SetTextValue(set) && node.SetAttributeValue(L"a", L"unused", set));
+        auto text = decltype(expected)();
+        auto attribute = decltype(expected)();
+        EXPECT_TRUE(node.GetTextValue(text) && node.GetAttributeValue(L"a", attribute));
+        EXPECT_EQ(text, expected);
+        EXPECT_EQ(attribute, expected);
     };
-    const auto Check = [&](auto value, const wchar_t* wszText)
-    {
-        EXPECT_TRUE(node.SetTextValue(value) && node.SetAttributeValue(L"a", L"unused", value));
-        EXPECT_EQ(Text(), wszText);
-        node.GetAttributeValue(L"a", ws);
-        EXPECT_EQ(ws, wszText);
-    };
-    const char* szNull = nullptr;
-    Check(true, L"True");
-    Check(false, L"False");
-    Check(INT_MIN, L"-2147483648");
-    Check(LLONG_MAX, L"9223372036854775807");
-    Check(0.1, L"0.1");
-    Check(1e20, L"1e+20");
-    Check(-1234567.0, L"-1.23457e+06");
-    Check(HUGE_VAL, L"inf");
-    Check("True", L"True");
-    Check("\xC3\xA9", L"\xE9");
-    Check("\xE2\x82\xAC"s, L"\x20AC");
-    Check(L"\x20AC", L"\x20AC");
-    Check(L"w"s, L"w");
-    Check(szNull, L"");
-    std::string str;
-    node.SetTextValue(L"\xE9\x10FFFE"s);
-    ASSERT_TRUE(node.GetTextValue(str));
-    EXPECT_EQ(str, "\xC3\xA9\xF4\x8F\xBF\xBE");
+    Check(L"True", true);
+    Check(L"yes", true);
+    Check(L"1", false);
+    Check(L"", false);
+    Check(L"4294967297kg", INT_MAX);
+    Check(L"4294967297kg", 4294967297LL);
+    Check(L" -12.5kg", -12.5);
+    Check(true, L"True"s);
+    Check(false, L"False"s);
+    Check(INT_MIN, L"-2147483648"s);
+    Check(LLONG_MAX, L"9223372036854775807"s);
+    Check(-1234567.0, L"-1.23457e+06"s);
+    Check("True", L"True"s);
+    Check("\xC3\xA9", L"\xE9"s);
+    Check("\xE2\x82\xAC"s, L"\x20AC"s);
+    Check(L"\xE9\x10FFFE", "\xC3\xA9\xF4\x8F\xBF\xBE"s);
+    Check(static_cast<const char*>(nullptr), L""s);
+    Check(static_cast<const wchar_t*>(nullptr), L""s);
 }
 
 TEST(EasyXml, NamesResolveByNamespaceOrExactly)
@@ -222,22 +149,20 @@ TEST(EasyXml, NamesResolveByNamespaceOrExactly)
         return std::stoi(wsIndex);
     };
     EXPECT_EQ(Index(root.GetChildByName(L"z:a")), 0);
-    EXPECT_EQ(Index(root.GetChildByName(L"Z:a")), -1);
     EXPECT_EQ(Index(root.GetChildByName(L"a", L"urn:z")), 0);
     EXPECT_EQ(Index(root.GetChildByName(L"a", L"urn:d")), 2);
     EXPECT_EQ(Index(root.GetChildByName(L"a", L"")), 3);
     EXPECT_EQ(Index(root.GetChildByName(L"a", L"urn:other")), 4);
     EXPECT_EQ(Index(root.GetChildByName(L"z:a", L"urn:z")), -1);
 
-    std::wstring wsLocal;
+    std::wstring ws;
     std::wstring wsURI;
-    ASSERT_TRUE(root.GetFirstChild().GetNextSibling().GetName(wsLocal, wsURI));
-    EXPECT_EQ(wsLocal + L"|" + wsURI, L"a|urn:z");
+    ASSERT_TRUE(root.GetFirstChild().GetNextSibling().GetName(ws, wsURI));
+    EXPECT_EQ(ws + L"|" + wsURI, L"a|urn:z");
     const CEasyXMLNode last = root.GetChildByName(L"a", L"urn:other");
-    std::wstring wsValue;
-    EXPECT_TRUE(last.GetAttributeValue(L"k", L"urn:other", wsValue) && wsValue == L"2");
-    EXPECT_TRUE(last.GetAttributeValue(L"k", L"urn:d", wsValue) && wsValue == L"3");
-    EXPECT_FALSE(last.GetAttributeValue(L"z", L"", wsValue));
+    EXPECT_TRUE(last.GetAttributeValue(L"k", L"urn:other", ws) && ws == L"2");
+    EXPECT_TRUE(last.GetAttributeValue(L"k", L"urn:d", ws) && ws == L"3");
+    EXPECT_FALSE(last.GetAttributeValue(L"z", L"", ws));
 
     CNamespacesPrefixesMap mapAll;
     exml.GetNamespacePrefixes(mapAll);
@@ -264,8 +189,6 @@ TEST(EasyXml, ChildrenAreSyncedAppendedAndRemoved)
     EXPECT_EQ(Written(exml), L"<r><a><r><a/><z:b xmlns:z=\"urn:b\">5</z:b></r></a>"
                              L"<z:b xmlns:z=\"urn:b\">5</z:b><o>other</o></r>");
     root.RemoveChildrenByName(L"a");
-    EXPECT_TRUE(root.GetFirstChild().GetNextSibling().IsValid());
-    EXPECT_FALSE(root.GetFirstChild().GetNextSibling().GetNextSibling().IsValid());
     CEasyXMLNode merged = root.GetChildByName(L"o");
     merged.MergeWith(Document(L"<m k='v'/>").GetRoot());
     EXPECT_EQ(Written(exml), L"<r><z:b xmlns:z=\"urn:b\">5</z:b><o k=\"v\">other</o></r>");
@@ -277,17 +200,16 @@ TEST(EasyXml, AttributesAsTextGoThereAndBack)
     CEasyXMLNode root = exml.GetRoot();
     root.SetNamespacePrefix(L"q", L"v");
     root.SetNamespacePrefix(L"", L"e");
-    std::wstring wsAll;
-    std::wstring wsOwn;
+    std::wstring wsAll, wsOwn;
     ASSERT_TRUE(root.GetAttributesText(wsAll) && root.GetAttributesTextWithoutNS(wsOwn));
     EXPECT_EQ(wsAll, L" b=\"&quot;\" xmlns=\"e\" xmlns:p=\"u\" xmlns:q=\"v\" xmlnsx=\"1\"");
     EXPECT_EQ(wsOwn, L" b=\"&quot;\" xmlnsx=\"1\"");
 
     CEasyXML other = Document(L"<o b='kept'/>");
-    EXPECT_TRUE(other.GetRoot().SetAttributesFromText(wsAll));
-    EXPECT_TRUE(other.GetRoot().SetAttributesFromText(L""));
-    EXPECT_TRUE(other.GetRoot().SetAttributesFromText(L"c='1' / d='2'"));
-    EXPECT_FALSE(other.GetRoot().SetAttributesFromText(L"x='1' y=2"));
+    root = other.GetRoot();
+    EXPECT_TRUE(root.SetAttributesFromText(wsAll) && root.SetAttributesFromText(L"") &&
+                root.SetAttributesFromText(L"c='1' / d='2'"));
+    EXPECT_FALSE(root.SetAttributesFromText(L"x='1' y=2"));
     EXPECT_EQ(Written(other), L"<o b=\"kept\" c=\"1\" xmlns=\"e\" xmlns:p=\"u\" xmlns:q=\"v\" "
                               L"xmlnsx=\"1\"/>");
 }

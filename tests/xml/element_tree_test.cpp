@@ -2,6 +2,7 @@
 
 #include <stdexcept>
 #include <string>
+#include <tuple>
 
 #include <gtest/gtest.h>
 
@@ -23,7 +24,6 @@ CVariablesSubTree* Child(const CVariablesSubTree* pParent, int iPosition)
 TEST(ElementTree, CountsAndDeclaresWhatIsAppended)
 {
     CVariablesTree tree;
-    EXPECT_EQ(tree.GetNodeCount(), 0);
     CVariablesSubTree* const pRoot = tree.AppendNode(L"r", nullptr, nullptr);
     CVariablesSubTree* const pA = tree.AppendNode(L"a", L"", pRoot);
     tree.AppendNode(L":b", L"urn:b", pRoot);
@@ -32,27 +32,8 @@ TEST(ElementTree, CountsAndDeclaresWhatIsAppended)
     EXPECT_EQ(pRoot->GetChildren().GetNodeCount(), 3);
     EXPECT_EQ(pRoot->GetNextSibling(), nullptr);
     EXPECT_EQ(Written(tree), L"<r><a><c/></a><:b xmlns=\"urn:b\"/></r>");
-    tree.AppendNode(L"p:new", L"urn:x", nullptr);
-    EXPECT_EQ(Written(tree), L"<p:new xmlns:p=\"urn:x\"/>");
-}
-
-TEST(ElementTree, SplitsANameAtItsFirstColon)
-{
-    struct SCase
-    {
-        const wchar_t* wszName;
-        const wchar_t* wszPrefix;
-        int iLocalStart;
-    };
-    for (const SCase& row : {SCase{L"zor:LogSeverity", L"zor", 4}, SCase{L"a:b:c", L"a", 2},
-                             SCase{L":x", L"", 1}, SCase{L"x", L"", 0}, SCase{L"", L"", 0}})
-    {
-        std::wstring wsPrefix = L"old";
-        int iLocalStart = -1;
-        NSPrefixFromName(row.wszName, wsPrefix, iLocalStart);
-        EXPECT_EQ(wsPrefix, row.wszPrefix);
-        EXPECT_EQ(iLocalStart, row.iLocalStart);
-    }
+    tree.AppendNode(L"p:q:new", L"urn:x", nullptr); // the first colon counts
+    EXPECT_EQ(Written(tree), L"<p:q:new xmlns:p=\"urn:x\"/>");
 }
 
 TEST(ElementTree, SearchGoesRoundAndIsRangeChecked)
@@ -62,7 +43,6 @@ TEST(ElementTree, SearchGoesRoundAndIsRangeChecked)
     const CVariablesSubTreesVector& children = tree.GetRoot()->GetChildren();
     EXPECT_EQ(children.FindSubTreeEx(L"a", 2, 4), 3);
     EXPECT_EQ(children.FindSubTreeEx(L"a", 2, 3), 1);
-    EXPECT_EQ(children.FindSubTreeEx(L"a", 4, 4), 1);
     EXPECT_EQ(children.FindSubTreeEx(L"x", 0, 4), -1);
     EXPECT_EQ(children.FindSubTreeEx(L"b", 0, 9), 0);
     EXPECT_EQ(children.FindSubTreeEx(L"A", 3, 1), -1);
@@ -75,42 +55,35 @@ TEST(ElementTree, SearchGoesRoundAndIsRangeChecked)
     list.Append(new CVariablesSubTree(nullptr, nullptr, L"x"));
     EXPECT_EQ(list.FindSubTreeEx(L"x", 0, 2), 1);
     EXPECT_EQ(list.GetNodeCount(), 1);
-    list.Clear();
-    EXPECT_EQ(list.size(), 0);
 }
 
 TEST(ElementTree, ElementsMadeWithNewFindTheirPlace)
 {
-    for (const bool bParsed : {false, true})
-    {
-        CVariablesTree tree;
-        ASSERT_TRUE(tree.FromXML(bParsed ? L"<r><c/><a><b>x</b></a></r>" : L"<r/>"));
-        auto* const pFirst = new CVariablesSubTree(&tree, tree.GetRoot(), L"n1");
-        auto* const pSecond = new CVariablesSubTree(&tree, tree.GetRoot(), L"n2");
-        EXPECT_EQ(pFirst->GetIndex(), pSecond->GetIndex());
-        tree.AddNodeToTree(tree.GetRoot(), pFirst);
-        tree.AddNodeToTree(tree.GetRoot(), pSecond);
-        EXPECT_EQ(pFirst->GetNextSibling(), pSecond);
-        tree.AddNodeToTree(pSecond, pFirst); // moved
-        EXPECT_EQ(pSecond->GetIndex(), bParsed ? 2 : 0);
-        EXPECT_EQ(Written(tree),
-                  bParsed ? L"<r><c/><a><b>x</b></a><n2><n1/></n2></r>" : L"<r><n2><n1/></n2></r>");
-        tree.AddNodeToTree(pFirst, pSecond); // under itself
-        tree.AddNodeToTree(pFirst, tree.GetRoot());
-        tree.AddNodeToTree(pFirst, pFirst);
-        tree.AddNodeToTree(nullptr, tree.GetRoot());
-        EXPECT_EQ(tree.GetNodeCount(), bParsed ? 6 : 3);
+    CVariablesTree tree;
+    ASSERT_TRUE(tree.FromXML(L"<r><c/><a><b>x</b></a></r>"));
+    auto* const pFirst = new CVariablesSubTree(&tree, tree.GetRoot(), L"n1");
+    auto* const pSecond = new CVariablesSubTree(&tree, tree.GetRoot(), L"n2");
+    EXPECT_EQ(pFirst->GetIndex(), pSecond->GetIndex());
+    tree.AddNodeToTree(tree.GetRoot(), pFirst);
+    tree.AddNodeToTree(tree.GetRoot(), pSecond);
+    EXPECT_EQ(pFirst->GetNextSibling(), pSecond);
+    tree.AddNodeToTree(pSecond, pFirst); // moved
+    EXPECT_EQ(pSecond->GetIndex(), 2);
+    EXPECT_EQ(Written(tree), L"<r><c/><a><b>x</b></a><n2><n1/></n2></r>");
+    tree.AddNodeToTree(pFirst, pSecond); // under itself
+    tree.AddNodeToTree(pFirst, tree.GetRoot());
+    tree.AddNodeToTree(pFirst, pFirst);
+    tree.AddNodeToTree(nullptr, tree.GetRoot());
+    EXPECT_EQ(tree.GetNodeCount(), 6);
 
-        if (bParsed)
-        {
-            tree.AddNodeToTree(nullptr, Child(tree.GetRoot(), 1)); // something under the root
-            EXPECT_EQ(Written(tree), L"<a><b>x</b></a>");
-            EXPECT_EQ(tree.GetRoot()->GetParent(), nullptr);
-            EXPECT_EQ(tree.GetRoot()->GetIndex(), 0);
-        }
-        tree.AddNodeToTree(nullptr, new CVariablesSubTree(&tree, nullptr, L"last"));
-        EXPECT_EQ(Written(tree), L"<last/>");
+    tree.AddNodeToTree(nullptr, Child(tree.GetRoot(), 1)); // something under the root
+    EXPECT_EQ(Written(tree), L"<a><b>x</b></a>");
+    EXPECT_TRUE(tree.GetRoot()->GetParent() == nullptr && tree.GetRoot()->GetIndex() == 0);
+    for (const wchar_t* const wszName : {L"next", L"last"})
+    {
+        tree.AddNodeToTree(nullptr, new CVariablesSubTree(&tree, nullptr, wszName));
     }
+    EXPECT_EQ(Written(tree), L"<last/>");
 }
 
 TEST(ElementTree, ANewRootMayWrapWhatIsInTheTree)
@@ -128,12 +101,12 @@ TEST(ElementTree, ANewRootMayWrapWhatIsInTheTree)
     }
 }
 
-TEST(ElementTree, ElementsMadeForNoOrAnotherDocumentAreTakenOver)
+TEST(ElementTree, ElementsOfNoOrAnotherDocumentAreTakenOver)
 {
     CVariablesTree tree;
     CVariablesTree other;
     tree.AppendNode(L"r", nullptr, nullptr);
-    for (CVariablesTree* const pTree : {static_cast<CVariablesTree*>(nullptr), &other, &tree})
+    for (CVariablesTree* const pTree : {static_cast<CVariablesTree*>(nullptr), &other})
     {
         auto* const pNode = new CVariablesSubTree(pTree, nullptr, L"n");
         auto* const pChild = new CVariablesSubTree(pTree, pNode, L"c");
@@ -144,25 +117,18 @@ TEST(ElementTree, ElementsMadeForNoOrAnotherDocumentAreTakenOver)
         EXPECT_EQ(pChild->GetTree(), &tree);
     }
     other.AppendNode(L"m", nullptr, tree.GetRoot())->SetText(L"x");
-    other.AppendClone(Child(tree.GetRoot(), 3), tree.GetRoot());
+    other.AppendClone(Child(tree.GetRoot(), 2), tree.GetRoot());
     EXPECT_EQ(Written(other), L"(none)");
-    other.AddNodeToTree(nullptr, tree.GetRoot());
-    EXPECT_EQ(Written(tree), L"(none)");
-    EXPECT_EQ(Written(other),
-              L"<r><n><c>still there</c></n><n><c>still there</c></n><n><c>still there</c></n>"
-              L"<m>x</m><m>x</m></r>");
-}
 
-TEST(ElementTree, ParsedElementsOfOtherDocumentsAreCopiedIn)
-{
-    CVariablesTree tree;
-    CVariablesTree other;
-    ASSERT_TRUE(tree.FromXML(L"<r/>") && other.FromXML(L"<o><a k='v'><b>x</b></a><c/></o>"));
+    ASSERT_TRUE(other.FromXML(L"<o><a k='v'><b>x</b></a><c/></o>")); // parsed ones are copied
     tree.AddNodeToTree(tree.GetRoot(), Child(other.GetRoot(), 0));
     EXPECT_EQ(Written(other), L"<o><c/></o>");
     tree.AddNodeToTree(tree.GetRoot(), other.GetRoot());
     EXPECT_EQ(Written(other), L"(none)");
-    EXPECT_EQ(Written(tree), L"<r><a k=\"v\"><b>x</b></a><o><c/></o></r>");
+    other.AddNodeToTree(nullptr, tree.GetRoot());
+    EXPECT_EQ(Written(tree), L"(none)");
+    EXPECT_EQ(Written(other), L"<r><n><c>still there</c></n><n><c>still there</c></n><m>x</m>"
+                              L"<m>x</m><a k=\"v\"><b>x</b></a><o><c/></o></r>");
 }
 
 TEST(ElementTree, CloningAnElementIntoItselfCopiesWhatWasThere)
@@ -179,7 +145,6 @@ TEST(ElementTree, CloningAnElementIntoItselfCopiesWhatWasThere)
               L"<r><a><b/><a><b/></a><c/><a><b/></a><c/></a><c/><a><b/></a><c/></r>");
     tree.AppendClone(pRoot, Child(pRoot, 1));
     EXPECT_EQ(tree.GetNodeCount(), 13 + 13);
-    EXPECT_EQ(Child(Child(pRoot, 1), 0)->GetNodeCount(), 13);
 }
 
 TEST(ElementTree, RemovedChildrenLeaveTheOthersInOrder)
@@ -191,8 +156,6 @@ TEST(ElementTree, RemovedChildrenLeaveTheOthersInOrder)
     EXPECT_EQ(Child(tree.GetRoot(), 0)->GetNextSibling(), Child(tree.GetRoot(), 1));
     EXPECT_EQ(Child(tree.GetRoot(), 1)->GetNextSibling(), nullptr);
     tree.AppendNode(L"d", nullptr, tree.GetRoot());
-    EXPECT_EQ(Child(tree.GetRoot(), 1)->GetNextSibling()->GetName(), L"d");
-
     tree.AppendNode(L"d", nullptr, tree.GetRoot());
     tree.GetRoot()->RemoveChildrenByName(Child(tree.GetRoot(), 2)->GetName()); // a name that goes
     EXPECT_EQ(Written(tree), L"<r><b/><c/></r>");
@@ -217,22 +180,14 @@ TEST(ElementTree, AttributesAreSetSortedAndReplaced)
 
 TEST(ElementTree, MergingTakesOverWhatTheOtherSays)
 {
-    struct SCase
-    {
-        const char* szRule;
-        const wchar_t* wszInto;
-        const wchar_t* wszFrom;
-        const wchar_t* wszMerged;
-    };
-    constexpr SCase aCases[] = {
+    const std::tuple<const char*, const wchar_t*, const wchar_t*, const wchar_t*> aCases[] = {
         {"attributes and text replace", L"<r a='1' b='2'>x</r>", L"<o b='3' c='4'>y</o>",
          L"<r a=\"1\" b=\"3\" c=\"4\">y</r>"},
-        {"no text leaves the text", L"<r>x</r>", L"<o/>", L"<r>x</r>"},
         {"like-named by rank", L"<r><i>1</i><j/><i>2</i></r>",
          L"<o><i k='a'/><i>b</i><i>c</i><n><m/></n></o>",
          L"<r><i k=\"a\">1</i><j/><i>b</i><i>c</i><n><m/></n></r>"},
-        {"deep", L"<r><i><k>1</k></i></r>", L"<o><i><k>2</k><l/></i></o>",
-         L"<r><i><k>2</k><l/></i></r>"},
+        {"deep", L"<r>x<i><k>1</k></i></r>", L"<o><i><k>2</k><l/></i></o>",
+         L"<r><i><k>2</k><l/></i>x</r>"},
         {"erasing by attribute", L"<r z='1'><i/><j/></r>", L"<o erase_children='true'><k/></o>",
          L"<r z=\"1\"><k/></r>"},
         {"erasing by option, deeper", L"<r><i><a/></i></r>",
@@ -240,15 +195,15 @@ TEST(ElementTree, MergingTakesOverWhatTheOtherSays)
         {"not erasing", L"<r><i/></r>",
          L"<o erase_children='false' __merge_options='no_erase_children'/>", L"<r><i/></r>"},
     };
-    for (const SCase& row : aCases)
+    for (const auto& [szRule, wszInto, wszFrom, wszMerged] : aCases)
     {
-        SCOPED_TRACE(row.szRule);
+        SCOPED_TRACE(szRule);
         CVariablesTree into;
         CVariablesTree from;
-        ASSERT_TRUE(into.FromXML(row.wszInto) && from.FromXML(row.wszFrom));
+        ASSERT_TRUE(into.FromXML(wszInto) && from.FromXML(wszFrom));
         const std::wstring wsFrom = Written(from);
         into.GetRoot()->MergeWith(*from.GetRoot());
-        EXPECT_EQ(Written(into), row.wszMerged);
+        EXPECT_EQ(Written(into), wszMerged);
         EXPECT_EQ(Written(from), wsFrom);
     }
 
