@@ -129,7 +129,7 @@ const std::map<std::string, Action> kCrashes = {
     {"map", HoldMapAndGiveUp},
 };
 const std::map<std::string, Action> kOptions = {
-    {"short", [] { SetCrashTimeLimit(1'000); }},
+    {"short", [] { SetCrashTimeLimit(2'000); }},
     {"hold-logger", [] { std::thread([] { g_mutexOfLogger.lock(), SleepForEver(); }).detach(); }},
     {"event", SignalEvent},
     {"fork", Fork},

@@ -213,7 +213,7 @@ TEST(CrashHandler, EndsTheProcessWithItsReportWhateverHappens)
         for (std::string strThread; threads >> strThread; ++iRuns)
         {
             vRuns.emplace_back(cell, strThread);
-            if (vRuns.size() == 8)
+            if (vRuns.size() == 16)
             {
                 vRuns.front().Check();
                 vRuns.pop_front();
