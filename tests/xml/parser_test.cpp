@@ -1,5 +1,4 @@
 #include <string>
-#include <tuple>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -188,33 +187,6 @@ TEST(XmlParser, EveryPrefixIsRefusedAndEveryChangedByteEndsWell)
             strChanged[i] = static_cast<char>(iByte);
             Parses(strChanged);
         }
-    }
-}
-
-TEST(XmlParser, AttributesParseStopsAtTheEndsItIsGiven)
-{
-    const std::wstring wsLong(5000, L'x');
-    const std::tuple<std::wstring, wchar_t, bool, std::size_t, std::wstring> aCases[] = {
-        {L"b='1' a='2'>x", 0, true, 2, L" a=\"2\" b=\"1\" old=\"0\""},
-        {L"a='1' ]b='2'>", L']', true, 7, L" a=\"1\" old=\"0\""},
-        {L"old='1' /", 0, true, 1, L" old=\"0\""},
-        {L"a='1'", 0, false, 5, L" old=\"0\""},
-        {L"  ", 0, false, 2, L" old=\"0\""},
-        {L"a='" + wsLong + L"'>", 0, true, 1, L" a=\"" + wsLong + L"\" old=\"0\""},
-        {L"a='" + wsLong, 0, false, 5003, L" old=\"0\""},
-    };
-    for (const auto& [wsText, chEnd, bParses, uRest, wsExpected] : aCases)
-    {
-        SCOPED_TRACE(mu::WideStringToNarrow(wsText.substr(0, 20)));
-        CNodeAttributesMap attributes;
-        attributes.Set(L"old", L"0");
-        const wchar_t* p = wsText.c_str();
-        EXPECT_EQ(attributes.Parse(&p, chEnd), bParses);
-        EXPECT_EQ(std::wstring(p).size(), uRest);
-        std::wstring wsWritten;
-        attributes.ToTagAttributes(wsWritten);
-        EXPECT_EQ(wsWritten, wsExpected);
-        EXPECT_EQ(attributes.ToTagAttributesLength(), static_cast<int>(wsWritten.size()));
     }
 }
 
