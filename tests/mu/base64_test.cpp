@@ -45,7 +45,6 @@ void ExpectDecoded(const std::string& strText, std::size_t uCapacity, const std:
 
 TEST(Base64, KnownTexts)
 {
-    ExpectDecoded("TWE=", 9, "Ma");
     ExpectDecoded("Zm9vYmE=", 9, "fooba");
     ExpectDecoded("+/+/", 9, "\xFB\xFF\xBF");
     ExpectDecoded("TWFuTWE", 9, "Man");

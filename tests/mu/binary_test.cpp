@@ -6,6 +6,7 @@
 #include <functional>
 #include <random>
 #include <string>
+#include <utility>
 
 #include <gtest/gtest.h>
 
@@ -28,55 +29,40 @@ std::string Written(auto Write, auto value)
 TEST(Binary, IntegersInEitherOrder)
 {
     const char* const p = &"?\x81\x92\xA3\xB4\xC5\xD6\xE7\xF8"[1];
-    EXPECT_EQ(mu::TwoBytesToIntLE(p), 0x9281);
-    EXPECT_EQ(mu::TwoBytesToIntBE(p), 0x8192);
-    EXPECT_EQ(mu::TwoBytesToShortLE(p), 0x9281 - 0x10000);
+    const auto expect = [p](auto Read, auto Write, auto value, std::size_t uLength)
+    {
+        EXPECT_EQ(Read(p), static_cast<decltype(Read(p))>(value));
+        EXPECT_EQ(Written(Write, value), std::string(p, uLength));
+    };
+    expect(mu::TwoBytesToIntLE, mu::IntToTwoBytesLE, 0x9281U, 2);
+    expect(mu::TwoBytesToIntBE, mu::IntToTwoBytesBE, 0x8192U, 2);
+    expect(mu::TwoBytesToShortLE, mu::ShortToTwoBytesLE, static_cast<short>(0x9281), 2);
+    expect(mu::FourBytesToIntLE, mu::IntToFourBytesLE, 0xB4A39281U, 4);
+    expect(mu::FourBytesToIntBE, mu::IntToFourBytesBE, 0x8192A3B4U, 4);
+    expect(mu::EightBytesToIntLE, mu::IntToEightBytesLE, 0xF8E7D6C5B4A39281U, 8);
+    expect(mu::EightBytesToIntBE, mu::IntToEightBytesBE, 0x8192A3B4C5D6E7F8U, 8);
+    const auto Signed = [](auto Read) { return [Read](const char* q) { return Read(q, true); }; };
+    expect(Signed(mu::ThreeBytesToIntLE), mu::IntToThreeBytesLE, 0xA39281 - 0x1000000, 3);
+    expect(Signed(mu::ThreeBytesToIntBE), mu::IntToThreeBytesBE, 0x8192A3 - 0x1000000, 3);
     EXPECT_EQ(mu::ThreeBytesToIntLE(p, false), 0xA39281);
-    EXPECT_EQ(mu::ThreeBytesToIntLE(p, true), 0xA39281 - 0x1000000);
-    EXPECT_EQ(mu::ThreeBytesToIntBE(p, false), 0x8192A3);
     EXPECT_EQ(mu::ThreeBytesToIntBE("\x7F\xFF\xFF", true), 0x7FFFFF);
-    EXPECT_EQ(mu::FourBytesToIntLE(p), static_cast<int>(0xB4A39281));
-    EXPECT_EQ(mu::FourBytesToIntBE(p), static_cast<int>(0x8192A3B4));
-    EXPECT_EQ(mu::EightBytesToIntLE(p), static_cast<long long>(0xF8E7D6C5B4A39281));
-    EXPECT_EQ(mu::EightBytesToIntBE(p), static_cast<long long>(0x8192A3B4C5D6E7F8));
-
-    EXPECT_EQ(Written(mu::IntToTwoBytesLE, 0xFF8192U), "\x92\x81");
-    EXPECT_EQ(Written(mu::IntToTwoBytesBE, 0xFF8192U), "\x81\x92");
-    EXPECT_EQ(Written(mu::ShortToTwoBytesLE, short{-2}), "\xFE\xFF");
-    EXPECT_EQ(Written(mu::IntToThreeBytesLE, -2), "\xFE\xFF\xFF");
-    EXPECT_EQ(Written(mu::IntToThreeBytesBE, 0x7F8192A3), "\x81\x92\xA3");
-    EXPECT_EQ(Written(mu::IntToFourBytesLE, 0xB4A39281U), std::string(p, 4));
-    EXPECT_EQ(Written(mu::IntToFourBytesBE, 0x8192A3B4U), std::string(p, 4));
-    EXPECT_EQ(Written(mu::IntToEightBytesLE, 0xF8E7D6C5B4A39281U), p);
-    EXPECT_EQ(Written(mu::IntToEightBytesBE, 0x8192A3B4C5D6E7F8U), p);
 }
 
 TEST(Binary, FloatsWithTheFractionAtTheLowEnd)
 {
-    const struct
-    {
-        float fValue;
-        std::uint32_t uWord;
-    } kCases[] = {
-        {1.0F, 0x3F800000},
-        {1.5F, 0x3F800001},
-        {1.75F, 0x3F800003},
-        {3.0F, 0x40000001},
-        {-2.0F, 0xC0000000},
-        {100.0F, 0x42800009},
-        {0.1F, 0x3DCCCCCD},
-        {-0.0F, 0},
-        {NAN, 0},
-        {-INFINITY, 0xFF800000},
-        {0x1.8p-126F, 0x00800001},
-        {0x1p-127F, 0},
-        {0x1p-128F, 0xFF800000},
-        {0x3p-149F, 0xF5800001},
-        {-0x1.FFFFFEp127F, 0xFF7FFFFF},
-    };
-    for (const auto& row : kCases)
-        EXPECT_EQ(Written(mu::FloatToFourBytesLE, row.fValue),
-                  Written(mu::IntToFourBytesLE, row.uWord));
+    const std::pair<float, std::uint32_t> kCases[] = {{1.0F, 0x3F800000},
+                                                      {-1.75F, 0xBF800003},
+                                                      {100.0F, 0x42800009},
+                                                      {0.1F, 0x3DCCCCCD},
+                                                      {-0.0F, 0},
+                                                      {NAN, 0},
+                                                      {-INFINITY, 0xFF800000},
+                                                      {0x1.8p-126F, 0x00800001},
+                                                      {0x1p-127F, 0},
+                                                      {0x3p-149F, 0xF5800001},
+                                                      {-0x1.FFFFFEp127F, 0xFF7FFFFF}};
+    for (const auto& [fValue, uWord] : kCases)
+        EXPECT_EQ(Written(mu::FloatToFourBytesLE, fValue), Written(mu::IntToFourBytesLE, uWord));
     const auto Unpack = [](std::uint32_t uWord)
     { return mu::FloatFromFourBytesLE(Written(mu::IntToFourBytesLE, uWord).data()); };
     for (const std::uint32_t uWord : {0U, 0x00800000U, 0x3FC00000U, 0xC2F6E979U, 0x7F7FFFFFU})
@@ -90,8 +76,7 @@ TEST(Binary, NumericHelpers)
 {
     EXPECT_EQ(mu::Log2(1000), 0);
     EXPECT_EQ(mu::Log2(1ULL << 63), 63);
-    EXPECT_FALSE(mu::IsPowerOfTwo(0));
-    EXPECT_TRUE(mu::IsPowerOfTwo(INT_MIN));
+    EXPECT_TRUE(mu::IsPowerOfTwo(INT_MIN) && !mu::IsPowerOfTwo(0));
     EXPECT_EQ(mu::RoundToInt(2.5), 3);
     EXPECT_EQ(mu::RoundToInt(-2.5), -3);
     EXPECT_EQ(mu::RoundToInt(0.49999999999999994), 1) << "the sum is rounded to 1";
@@ -129,9 +114,7 @@ TEST(WaveHeader, IsReadAsWritten)
     int iChannels, iBytes, iRate;
     unsigned int uSize;
     ASSERT_TRUE(mu::GetWaveHeaderAttributes(puHeader, iChannels, iBytes, iRate, uSize));
-    EXPECT_EQ(iChannels, 2);
-    EXPECT_EQ(iBytes, 2); // of 1040 bits, 16
-    EXPECT_TRUE(iRate == INT_MAX && uSize == UINT_MAX);
+    EXPECT_TRUE(iChannels == 2 && iBytes == 2 && iRate == INT_MAX && uSize == UINT_MAX);
     for (const std::size_t uLast : {3U, 15U, 39U})
     {
         ++strHeader[uLast];

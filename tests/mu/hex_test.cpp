@@ -2,6 +2,7 @@
 
 #include <climits>
 #include <string>
+#include <tuple>
 
 #include <gtest/gtest.h>
 
@@ -14,21 +15,16 @@ using namespace std::string_literals;
 
 TEST(Hex, ReadsDigitsInThirtyTwoBits)
 {
-    const struct
-    {
-        std::string strText;
-        int iMaxLength;
-        int iValue;
-    } kCases[] = {
+    const std::tuple<std::string, int, int> kCases[] = {
         {"1aF", 3, 0x1AF}, {"12g", 2, 0x12}, {"12\0g"s, 4, 0x12}, {"", 5, 0},      {"1", -1, 0},
         {"1z", 2, -1},     {"/", 1, -1},     {":", 1, -1},        {"@", 1, -1},    {"G", 1, -1},
         {"`", 1, -1},      {"g", 1, -1},     {"\x10", 1, -1},     {"\xB1", 1, -1},
     };
-    for (const auto& row : kCases)
+    for (const auto& [strText, iMaxLength, iValue] : kCases)
     {
-        SCOPED_TRACE(row.strText);
-        EXPECT_EQ(mu::HexCharsToInt(row.strText.c_str(), row.iMaxLength), row.iValue);
-        EXPECT_EQ(mu::HexCharsToInt(Wide(row.strText).c_str(), row.iMaxLength), row.iValue);
+        SCOPED_TRACE(strText);
+        EXPECT_EQ(mu::HexCharsToInt(strText.c_str(), iMaxLength), iValue);
+        EXPECT_EQ(mu::HexCharsToInt(Wide(strText).c_str(), iMaxLength), iValue);
     }
     EXPECT_EQ(mu::HexCharsToInt("180000000", 9), INT_MIN);
     EXPECT_EQ(mu::HexCharToInt(L'\x131'), -1) << "a digit in its low byte only";
@@ -38,8 +34,7 @@ TEST(Hex, ReadsDigitsInThirtyTwoBits)
 
 TEST(Hex, WritesDigits)
 {
-    EXPECT_EQ(mu::IntToHexChar(-1), '\0');
-    EXPECT_EQ(mu::IntToHexChar(16), '\0');
+    EXPECT_TRUE(mu::IntToHexChar(-1) == '\0' && mu::IntToHexChar(16) == '\0');
     std::wstring wsText;
     mu::Int64ToHexDisplay(-0x123456789ABCDEF, wsText);
     EXPECT_EQ(wsText, L"FEDCBA9876543211");

@@ -1,6 +1,3 @@
-#include <string>
-#include <vector>
-
 #include <gtest/gtest.h>
 
 #include "mu/ip_prefix.h"
@@ -16,8 +13,8 @@ TEST(IpPrefix, MasksThereAndBack)
         const int iBits = bIPv6 ? 128 : 32;
         for (int i = 0; i <= iBits; ++i)
             EXPECT_EQ(mu::MaskTextToPrefixLength(mu::PrefixLengthToMaskText(i, bIPv6)), i);
-        EXPECT_EQ(mu::PrefixLengthToMaskText(iBits + 1, bIPv6), "");
-        EXPECT_EQ(mu::PrefixLengthToMaskText(-1, bIPv6), "");
+        for (const int i : {-1, iBits + 1})
+            EXPECT_EQ(mu::PrefixLengthToMaskText(i, bIPv6), "");
     }
     EXPECT_EQ(mu::PrefixLengthToMaskText(20, false), "255.255.240.0");
     EXPECT_EQ(mu::PrefixLengthToMaskText(52, true), "ffff:ffff:ffff:f000::");
@@ -31,16 +28,15 @@ TEST(NetworkInterfaces, TheLoopbackIsFoundByNameAndAddress)
     mu::SNetworkInterface byName, byAddress;
     if (!mu::FindNetworkInterfaceByName("lo", byName))
         GTEST_SKIP() << "no loopback interface here";
-    EXPECT_TRUE(byName.bLoopback);
-    EXPECT_NE(byName.uIndex, 0U);
+    EXPECT_TRUE(byName.bLoopback && byName.uIndex != 0);
     for (const mu::SInterfaceAddress& address : byName.vAddresses)
     {
         ASSERT_TRUE(mu::FindNetworkInterfaceByAddress(address.strAddress, byAddress));
         EXPECT_EQ(byAddress.strName, "lo");
         EXPECT_GE(address.iPrefixLength, 8);
     }
-    EXPECT_FALSE(mu::FindNetworkInterfaceByName("lo?", byName));
-    EXPECT_FALSE(mu::FindNetworkInterfaceByAddress("nowhere", byName));
+    EXPECT_FALSE(mu::FindNetworkInterfaceByName("lo?", byName) ||
+                 mu::FindNetworkInterfaceByAddress("nowhere", byName));
 }
 
 } // namespace

@@ -2,9 +2,13 @@
 
 #include <algorithm>
 #include <string>
+#include <tuple>
+#include <vector>
 
 #include <gtest/gtest.h>
 
+#include "mu/search.h"
+#include "mu/words.h"
 #include "tests/mu/wide.h"
 
 namespace
@@ -14,22 +18,16 @@ using namespace std::string_literals;
 
 TEST(Text, ComparisonGivesThePlaceOfTheDifference)
 {
-    const struct
-    {
-        const char* szFirst;
-        const char* szSecond;
-        int iResult;
-    } kCases[] = {
+    const std::tuple<const char*, const char*, int> kCases[] = {
         {"abc", "ABC", 0}, {"abc", "ABD", -3}, {"abd", "ABC", 3},   {"ab", "abc", -3},
         {"", "x", -1},     {"_", "a", 1},      {"[", "z", 1},       {"z\xE9", "z", 2},
         {"\xE9", "z", 1},  {"@", "`", -1},     {"\xE9", "\xC9", 1},
     };
-    for (const auto& row : kCases)
+    for (const auto& [szFirst, szSecond, iResult] : kCases)
     {
-        SCOPED_TRACE(row.szFirst + "|"s + row.szSecond);
-        EXPECT_EQ(mu::CompareIgnoreCase(row.szFirst, row.szSecond), row.iResult);
-        EXPECT_EQ(mu::CompareIgnoreCase(Wide(row.szFirst).c_str(), Wide(row.szSecond).c_str()),
-                  row.iResult);
+        SCOPED_TRACE(szFirst + "|"s + szSecond);
+        EXPECT_EQ(mu::CompareIgnoreCase(szFirst, szSecond), iResult);
+        EXPECT_EQ(mu::CompareIgnoreCase(Wide(szFirst).c_str(), Wide(szSecond).c_str()), iResult);
     }
     const wchar_t kHighest[] = {static_cast<wchar_t>(0xFFFFFFFF), 0};
     EXPECT_EQ(mu::CompareIgnoreCase(kHighest, L"a"), 1);
@@ -56,41 +54,91 @@ TEST(Text, CasesAreThoseOfAscii)
 
 TEST(Text, LineBreaksBecomeOneNewLineEach)
 {
-    const struct
-    {
-        std::string strIn;
-        std::string strNewLine;
-        std::string strOut;
-    } kCases[] = {
+    const std::tuple<std::string, std::string, std::string> kCases[] = {
         {"a\r\nb\nc\r", "|", "a|b|c|"}, {"\n\r\n\r\r\n\n", "|", "|||||"},
         {"\n", "<br>", "<br>"},         {"a\r\nb", "", "ab"},
         {"a\r\nb", "\r\n", "a\r\nb"},   {"a\0\nb"s, "|", "a\0|b"s},
     };
-    for (const auto& row : kCases)
+    for (const auto& [strIn, strNewLine, strOut] : kCases)
     {
-        SCOPED_TRACE(testing::PrintToString(row.strIn));
-        const int iIn = static_cast<int>(row.strIn.size());
-        const int iOut = static_cast<int>(row.strOut.size());
+        SCOPED_TRACE(testing::PrintToString(strIn));
+        const int iIn = static_cast<int>(strIn.size());
+        const int iOut = static_cast<int>(strOut.size());
         for (int iCapacity = -1; iCapacity <= iOut + 2; ++iCapacity)
         {
             const int iWritten = std::min(std::max(iCapacity, 0), iOut);
-            std::string strExpected = row.strOut.substr(0, static_cast<std::size_t>(iWritten));
+            std::string strExpected = strOut.substr(0, static_cast<std::size_t>(iWritten));
             strExpected.append(iCapacity > iWritten ? 1 : 0, '\0');
-            strExpected.resize(row.strOut.size() + 4, 'Z');
+            strExpected.resize(strOut.size() + 4, 'Z');
             std::string strBuffer(strExpected.size(), 'Z');
-            EXPECT_EQ(mu::ReplaceNewLines(row.strIn.data(), strBuffer.data(),
-                                          row.strNewLine.c_str(), iIn, iCapacity),
+            EXPECT_EQ(mu::ReplaceNewLines(strIn.data(), strBuffer.data(), strNewLine.c_str(), iIn,
+                                          iCapacity),
                       iWritten);
             EXPECT_EQ(strBuffer, strExpected) << "in " << iCapacity;
         }
 
-        std::string strOut = row.strIn; // out of itself
-        EXPECT_EQ(mu::ReplaceNewLines(strOut, strOut, row.strNewLine), iOut);
-        EXPECT_EQ(strOut, row.strOut);
-        std::wstring wsOut = L"old";
-        EXPECT_EQ(mu::ReplaceNewLines(Wide(row.strIn), wsOut, Wide(row.strNewLine)), iOut);
-        EXPECT_EQ(wsOut, Wide(row.strOut));
+        std::string strText = strIn; // out of itself
+        EXPECT_EQ(mu::ReplaceNewLines(strText, strText, strNewLine), iOut);
+        EXPECT_EQ(strText, strOut);
+        std::wstring wsText = L"old";
+        EXPECT_EQ(mu::ReplaceNewLines(Wide(strIn), wsText, Wide(strNewLine)), iOut);
+        EXPECT_EQ(wsText, Wide(strOut));
     }
+}
+
+TEST(Search, FirstCharacterInOrOutOfASet)
+{
+    const wchar_t* const wszText = L"ab\0c";
+    EXPECT_EQ(mu::FindFirstOfChars(wszText, 4, L"c\0", 2), wszText + 2);
+    EXPECT_EQ(mu::FindFirstOfChars(wszText, 2, L"c\0", 2), nullptr);
+    EXPECT_EQ(mu::FindFirstOfChars(wszText, -1, L"a", 1), nullptr);
+    EXPECT_EQ(mu::FindFirstOfChars(wszText, 4, L"a", -1), nullptr);
+    EXPECT_EQ(mu::FindFirstNotOfChars(wszText, 4, L"ab", 1), wszText + 1);
+    EXPECT_EQ(mu::FindFirstNotOfChars(wszText, 2, L"ab", 2), nullptr);
+    EXPECT_EQ(mu::FindNextOf(wszText, L"", false), nullptr);
+    EXPECT_EQ(mu::FindNextOf(wszText, L"ab", true), nullptr);
+}
+
+TEST(Search, TokensInABuffer)
+{
+    const std::tuple<std::string, int, std::string, int, std::vector<int>> kCases[] = {
+        {"aaaaa", 5, "aa", 2, {0, 2}},    {"xa\0b"s, 4, "a\0b"s, 3, {1}},
+        {"aaaaaa", 6, "a", 1, {0, 1, 2}}, {"abc", 3, "abc", 3, {0}},
+        {"abc", 3, "abcd", 4, {}},        {"abc", 2, "c", 1, {}},
+        {"abc", -1, "a", 1, {}},          {"abc", 3, "a", -1, {}},
+    };
+    for (const auto& [strBuffer, iLength, strToken, iTokenLength, positions] : kCases)
+    {
+        SCOPED_TRACE(testing::PrintToString(strBuffer) + " " + strToken);
+        const char* const pBuffer = strBuffer.data();
+        const char* const pToken = strToken.data();
+        EXPECT_EQ(mu::FindTokenInBuffer(pBuffer, iLength, pToken, iTokenLength),
+                  positions.empty() ? -1 : positions[0]);
+        std::vector<int> found(9, -7);
+        const int iFound =
+            mu::FindTokensInBuffer(pBuffer, iLength, pToken, iTokenLength, found.data(), 3);
+        EXPECT_EQ(found[static_cast<std::size_t>(iFound)], -7) << "more written than counted";
+        found.resize(static_cast<std::size_t>(iFound));
+        EXPECT_EQ(found, positions);
+    }
+    EXPECT_EQ(mu::FindTokensInBuffer("aa", 2, "a", 1, nullptr, -1), 0);
+
+    // Comparing at every place would take 2.5e11 steps.
+    const std::string strBuffer(1000000, 'a');
+    const std::string strToken = std::string(500000, 'a') + 'b';
+    EXPECT_EQ(mu::FindTokenInBuffer(strBuffer.data(), 1000000, strToken.data(), 500001), -1);
+}
+
+TEST(Words, SplitAndSearched)
+{
+    const std::vector<std::wstring> vWords = {L"ab", L"c  d", L"e", L"f ", L"g h"};
+    EXPECT_EQ(mu::SplitWords(L" ab\t\"c  d\"e \"\" \"f \"\r\n\"g h"), vWords);
+
+    const std::wstring wsText = L"Température du Boîtier 38.5 °C";
+    for (const wchar_t* const wszFound : {L"", L"boîTIER temp", L"\"du B\"", L"38.5 °c", L"\""})
+        EXPECT_TRUE(mu::IsSearchMatch(wsText, wszFound)) << wszFound;
+    for (const wchar_t* const wszMissing : {L"\"du  B\"", L"temp 39", L"tempê", L"°C2"})
+        EXPECT_FALSE(mu::IsSearchMatch(wsText, wszMissing)) << wszMissing;
 }
 
 } // namespace
