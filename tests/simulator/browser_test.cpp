@@ -18,19 +18,15 @@
 namespace
 {
 
-using namespace std::chrono_literals;
+using std::chrono_literals::operator""s;
 using testing::HasSubstr;
 
 // What the browser prints; it leaves files in the folder only.
 std::string Browse(const CTemporaryFolder& folder, const std::vector<std::string>& vecArguments)
 {
-    std::vector<std::string> vecAll{"--headless",
-                                    "--no-sandbox",
-                                    "--disable-gpu",
-                                    "--disable-background-networking",
-                                    "--no-first-run",
-                                    "--hide-scrollbars",
-                                    "--user-data-dir=" + folder.Path("profile")};
+    std::vector<std::string> vecAll{"--headless", "--no-sandbox", "--hide-scrollbars"};
+    vecAll.insert(vecAll.end(), {"--disable-gpu", "--disable-background-networking",
+                                 "--no-first-run", "--user-data-dir=" + folder.Path("profile")});
     vecAll.insert(vecAll.end(), vecArguments.begin(), vecArguments.end());
     const CChildProcess browser("chromium", vecAll,
                                 [&] { ::setenv("HOME", folder.Path().c_str(), 1); });

@@ -2,9 +2,11 @@
 
 #include "simulator/http_server.h"
 
-#include <cstring>
+#include <map>
+#include <memory>
 #include <stdexcept>
 #include <string>
+#include <vector>
 
 #include <arpa/inet.h>
 #include <sys/socket.h>
@@ -81,42 +83,38 @@ TEST(HttpServer, AnswersOrRefuses)
         "HTTP/1.1 200 OK\r\nContent-Type: text/plain\r\nContent-Length: 3\r\n" + kCommonHeaders;
     EXPECT_EQ(CClient(server).Ask("GET / HTTP/1.1\r\n" + strHost + "\r\n"), strHeader + "xxx");
     EXPECT_EQ(CClient(server).Ask("HEAD / HTTP/1.1\r\n" + strHost + "\r\n"), strHeader);
-    EXPECT_EQ(CClient(server).Ask("PUT / HTTP/1.1\r\n" + strHost + "\r\n"),
-              "HTTP/1.1 405 Method Not Allowed\r\nContent-Type: text/plain; charset=utf-8\r\n"
-              "Content-Length: 19\r\n"
-              "Cache-Control: no-cache, no-store, max-age=0, must-revalidate\r\n"
-              "Pragma: no-cache\r\nAllow: GET, HEAD\r\n" +
-                  kCommonHeaders + "Method Not Allowed\n");
+    EXPECT_THAT(CClient(server).Ask("PUT / HTTP/1.0\r\n\r\n"),
+                testing::HasSubstr("\r\nAllow: GET, HEAD\r\n"));
 
     const std::string strGet = "GET / HTTP/1.1\r\n";
     const std::string strField = "X: " + std::string(8000, 'x') + "\r\n";
-    const std::pair<std::string, const char*> aCases[] = {
-        {"GET / HTTP/1.0\r\n\r\n", "200"},
-        {strGet + "Host: LocalHost\r\n\r\n", "200"},
-        {strGet + "Host: [::1]:8080\r\n\r\n", "200"},
-        {strGet + strHost + "Content-Length: 0\r\n" + strField + "\r\n", "200"},
-        {"GET /none HTTP/1.0\r\n\r\n", "503"},
-        {"GET /fail HTTP/1.0\r\n\r\n", "503"},
-        {"GET /throw HTTP/1.0\r\n\r\n", "503"},
-        {"GET /large HTTP/1.0\r\n\r\n", "503"},
-        {strGet + "\r\n", "400"},
-        {strGet + strHost + strHost + "\r\n", "400"},
-        {"GET  / HTTP/1.1\r\n\r\n", "400"},
-        {"\x16\x03\x01\x02", "400"},
-        {"PRI * HTTP/2.0\r\n\r\n", "400"},
-        {strGet + "Host: recorder.example\r\n\r\n", "421"},
-        {strGet + "Host: 127.0.0.1.example\r\n\r\n", "421"},
-        {strGet + "Host:\r\n\r\n", "421"},
-        {strGet + strHost + "Content-Length: 5\r\n\r\nhello", "413"},
-        {strGet + strHost + "Transfer-Encoding: chunked\r\n\r\n0\r\n\r\n", "413"},
-        {strGet + strHost + strField + strField + "\r\n", "431"},
-        {"GET /" + std::string(60000, 'x'), "431"},
+    const std::string strOld = " HTTP/1.0\r\n\r\n";
+    const std::map<std::string, std::vector<std::string>> mapRequests{
+        {"200",
+         {"GET /" + strOld, strGet + "Host: LocalHost\r\n\r\n", strGet + "Host: [::1]:80\r\n\r\n",
+          strGet + strHost + "Content-Length: 0\r\n" + strField + "\r\n"}},
+        {"400",
+         {strGet + "\r\n", strGet + strHost + strHost + "\r\n", "GET  /" + strOld,
+          "\x16\x03\x01\x02", "PRI * HTTP/2.0\r\n\r\n"}},
+        {"413",
+         {strGet + strHost + "Content-Length: 5\r\n\r\nhello",
+          strGet + strHost + "Transfer-Encoding: chunked\r\n\r\n0\r\n\r\n"}},
+        {"421",
+         {strGet + "Host: recorder.example\r\n\r\n", strGet + "Host: 127.0.0.1.example\r\n\r\n",
+          strGet + "Host:\r\n\r\n"}},
+        {"431",
+         {strGet + strHost + strField + strField + "\r\n", "GET /" + std::string(60000, 'x')}},
+        {"503",
+         {"GET /none" + strOld, "GET /fail" + strOld, "GET /throw" + strOld,
+          "GET /large" + strOld}},
     };
-    for (const auto& [strRequest, szStatus] : aCases)
+    for (const auto& [strStatus, vecRequests] : mapRequests)
     {
-        EXPECT_THAT(CClient(server).Ask(strRequest),
-                    StartsWith(std::string("HTTP/1.1 ") + szStatus))
-            << strRequest.substr(0, 80);
+        for (const std::string& strRequest : vecRequests)
+        {
+            EXPECT_THAT(CClient(server).Ask(strRequest), StartsWith("HTTP/1.1 " + strStatus))
+                << strRequest.substr(0, 80);
+        }
     }
     EXPECT_THAT(CClient(server).Ask("GET / HTTP/1.0\r\nX-Type: text/xml\r\n\r\n"),
                 testing::HasSubstr("\r\nContent-Type: text/xml\r\nContent-Length: 3\r\n"
@@ -151,30 +149,16 @@ TEST(HttpServer, KeepsItsLimits)
 
 TEST(HttpAddress, IsNumeric)
 {
-    const std::pair<const char*, const char*> aCases[] = {
-        {"8080", "http://127.0.0.1:8080/"},
-        {"0.0.0.0:0", "http://0.0.0.0:0/"},
-        {"[::1]:65535", "http://[::1]:65535/"},
-        {"", nullptr},
-        {"127.0.0.1", nullptr},
-        {"127.0.0.1:", nullptr},
-        {":80", nullptr},
-        {"127.0.0.1:65536", nullptr},
-        {"127.0.0.1:-1", nullptr},
-        {"127.0.0.1:80 ", nullptr},
-        {"localhost:80", nullptr},
-        {"127.1:80", nullptr},
-        {"::1:80", nullptr},
-        {"[::1]80", nullptr},
-        {"[127.0.0.1]:80", nullptr},
-        {"[::1:80", nullptr},
-    };
-    for (const auto& [szText, szURL] : aCases)
+    SHttpAddress address;
+    for (const char* szText :
+         {"", "127.0.0.1", "127.0.0.1:", ":80", "127.0.0.1:65536", "127.1:80", "127.0.0.1:-1",
+          "127.0.0.1:80 ", "localhost:80", "::1:80", "[::1]80", "[127.0.0.1]:80", "[::1:80"})
     {
-        SHttpAddress address;
-        EXPECT_EQ(ParseHttpAddress(szText, address), szURL != nullptr) << szText;
-        EXPECT_EQ(address.GetURL(), szURL != nullptr ? szURL : "http://127.0.0.1:0/") << szText;
+        EXPECT_FALSE(ParseHttpAddress(szText, address)) << szText;
     }
+    EXPECT_EQ(address.GetURL(), "http://127.0.0.1:0/");
+    EXPECT_TRUE(ParseHttpAddress("[::1]:65535", address));
+    EXPECT_EQ(address.GetURL(), "http://[::1]:65535/");
 }
 
 } // namespace
