@@ -9,8 +9,7 @@
 #include <gtest/gtest.h>
 
 #include "simulator/web_pages.h"
-#include "tests/simulator/live_server.h"
-#include "tests/simulator/page_log.h"
+#include "tests/simulator/live_page.h"
 #include "tests/support/child_process.h"
 #include "tests/support/files.h"
 #include "tests/support/temporary_folder.h"

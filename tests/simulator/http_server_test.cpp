@@ -16,7 +16,7 @@
 
 #include "mu/lengths.h"
 #include "simulator/http_connection.h"
-#include "tests/simulator/live_server.h"
+#include "tests/simulator/live_page.h"
 #include "tests/support/child_process.h"
 
 namespace
