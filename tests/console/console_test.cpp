@@ -259,7 +259,7 @@ TEST_F(Console, HandlesMessagesAndDropsWhatIsNone)
     Play(vecSteps);
 }
 
-TEST_F(Console, ShowsEachStepAtOnce)
+TEST_F(Console, ShowsEachStepAtOnceAndTellsWhichPipeIsMissing)
 {
     Start();
     ExpectOutput(kOpeningOutput);
@@ -269,23 +269,17 @@ TEST_F(Console, ShowsEachStepAtOnce)
     ExpectOutput(kRequesting);
     Send(kGood.substr(0, 12)); // the payload does not come
     ExpectOutput(kReading);
-}
 
-TEST_F(Console, TellsWhichPipeIsMissing)
-{
-    OpenRequests();
+    const std::string strMissing = ": 2 (No such file or directory)\r\n";
     ::unlink(g_aszPipePaths[1]);
     Start();
     EXPECT_EQ(m_pConsole->ReadOutput(),
-              kOpeningOutput + kOpeningInput +
-                  "Failed to open /tmp/zor_app_out.pipe: 2 (No such file or directory)\r\n");
+              kOpeningOutput + kOpeningInput + "Failed to open /tmp/zor_app_out.pipe" + strMissing);
     EXPECT_EQ(m_pConsole->Wait(), 2);
-
     ::unlink(g_aszPipePaths[0]);
     Start();
     EXPECT_EQ(m_pConsole->ReadOutput(),
-              kOpeningOutput +
-                  "Failed to open /tmp/zor_app_in.pipe: 2 (No such file or directory)\r\n");
+              kOpeningOutput + "Failed to open /tmp/zor_app_in.pipe" + strMissing);
     EXPECT_EQ(m_pConsole->Wait(), 2);
 }
 
