@@ -21,13 +21,6 @@ public:
     int Release() override { return 1; }
     using CLogRecorder::m_lock;
 
-    void Log(const wchar_t* wszXML)
-    {
-        CEasyXML exmlMessage;
-        exmlMessage.LoadFromText(wszXML);
-        LogMessage(exmlMessage);
-        exmlMessage.AddRoot(L"changed", L""); // what is kept is a copy
-    }
     std::string Text(int iIndex, int iCount)
     {
         unsigned long long ullTime = 0;
@@ -50,24 +43,14 @@ TEST(LogRecorder, KeepsTheNewestFromItsSeverityOn)
     EXPECT_EQ(recorder.Text(0, 99) + recorder.Text(1, 0), "a1;" + std::string(499, '0') + ";");
     recorder.SetLowestLogSeverity(IBaseLogger::Error);
     recorder.LogMessageF(IBaseLogger::Warning, "below");
-    std::string strTexts;
     for (const char* const szText : {"c", "d", "e"})
     {
         recorder.LogMessage(IBaseLogger::Error, szText);
     }
-    for (const auto& [iIndex, iCount] : {std::pair(1, 3),
-                                         {2, 3},
-                                         {3, 3},
-                                         {4, 3},
-                                         {5, 3},
-                                         {3, 4},
-                                         {INT_MAX, INT_MAX},
-                                         {INT_MIN, INT_MIN},
-                                         {5 - INT_MAX, INT_MAX}})
-    {
-        strTexts += recorder.Text(iIndex, iCount);
-    }
-    EXPECT_EQ(strTexts, "none;c;d;e;none;e;none;none;c;");
+    EXPECT_EQ(recorder.Text(1, 3) + recorder.Text(2, 3) + recorder.Text(4, 3) +
+                  recorder.Text(5, 3) + recorder.Text(3, 4) + recorder.Text(INT_MAX, INT_MAX) +
+                  recorder.Text(INT_MIN, INT_MIN) + recorder.Text(5 - INT_MAX, INT_MAX),
+              "none;c;e;none;e;none;none;c;");
     recorder.Clear();
     EXPECT_EQ(recorder.GetTotalMessageCount() - recorder.GetNumberOfMessages(), 5);
 }
@@ -88,9 +71,8 @@ TEST(LogRecorder, TellsHowManyMessagesItLost)
         recorder.m_lock.Unlock();
         log();
     }
-    EXPECT_EQ(testing::internal::GetCapturedStdout(), "") << "a relock is told there";
-    EXPECT_EQ(recorder.Text(0, 4) + recorder.Text(1, 4) + recorder.Text(2, 4),
-              "1 message could not be logged;1;3 messages could not be logged;");
+    EXPECT_EQ(testing::internal::GetCapturedStdout() + recorder.Text(0, 4) + recorder.Text(2, 4),
+              "1 message could not be logged;3 messages could not be logged;");
 
     int iLogged = 6;
     for (bool bFailed = CFailingHeap::kAvailable; bFailed; ++iLogged)
@@ -129,11 +111,20 @@ TEST(LogRecorder, ShowsItsMessagesAsTextAndAsATableThatNothingBreaksOutOf)
 {
     const CTemporaryFolder folder;
     CTestRecorder recorder;
+    const std::string strHead =
+        "<p><table border='1'><tr><th>Time</th><th>Message</th><th>Parameters</th></tr>";
+    std::string html("<p>");
+    recorder.AppendHTMLTable(html, 0);
+    EXPECT_EQ(html, strHead + "</table>");
     CFakeTime time(1709251199, "<+01>-1"); // 2024-03-01 00:59:59 there
-    recorder.Log(L"<zor:Message zor:Text='top'><zor:Parameter zor:Name='&lt;b&gt;' zor:Value='v'/>"
-                 L"<part><zor:Message/><zor:Parameter zor:Value='w'/></part>"
-                 L"<zor:Parameter zor:Name='m'><ignored/></zor:Parameter>"
-                 L"<zor:Message zor:Text='last'/></zor:Message>");
+    CEasyXML exmlMessage;
+    exmlMessage.LoadFromText(
+        L"<zor:Message zor:Text='top'><zor:Parameter zor:Name='&lt;b&gt;' zor:Value='v'/>"
+        L"<part><zor:Message/><zor:Parameter zor:Value='w'/></part>"
+        L"<zor:Parameter zor:Name='m'><ignored/></zor:Parameter>"
+        L"<zor:Message zor:Text='last'/></zor:Message>");
+    recorder.LogMessage(exmlMessage);
+    exmlMessage.AddRoot(L"changed", L""); // what is kept is a copy
     time.Set(1709333999);
     recorder.LogMessage(IBaseLogger::Error, "</td>'&\"\x01\xE2\x80\xAE\xC3");
     time.Set(1709334000);
@@ -156,8 +147,6 @@ TEST(LogRecorder, ShowsItsMessagesAsTextAndAsATableThatNothingBreaksOutOf)
         "<tr><td>2024/03/01 23:59:59</td>"
         "<td>&lt;/td&gt;&apos;&amp;&quot;\x01\xE2\x80\xAE</td><td></td></tr>",
         "<tr><td>2024/03/02 00:00:00</td><td>\xF0\x9D\x84\x9E </td><td></td></tr>"};
-    const std::string strHead =
-        "<p><table border='1'><tr><th>Time</th><th>Message</th><th>Parameters</th></tr>";
     for (int iMaximum = 0; iMaximum < 700; ++iMaximum)
     {
         std::string strExpected = strHead + astrRows[0] + astrRows[1] + astrRows[2] + "</table>";
@@ -165,14 +154,10 @@ TEST(LogRecorder, ShowsItsMessagesAsTextAndAsATableThatNothingBreaksOutOf)
         {
             strExpected.erase(strHead.size(), astrRows[i].size());
         }
-        std::string html("<p>");
+        html = "<p>";
         recorder.AppendHTMLTable(html, iMaximum);
         ASSERT_EQ(html, strExpected) << iMaximum;
     }
-    recorder.Clear();
-    std::string html("<p>");
-    recorder.AppendHTMLTable(html, 0);
-    EXPECT_EQ(html, strHead + "</table>");
 }
 
 TEST(LogRecorder, CollectsMessagesOfAnyDepth)
@@ -186,6 +171,28 @@ TEST(LogRecorder, CollectsMessagesOfAnyDepth)
     std::wstring wsText;
     CLogRecorder::CollectTextMessage(root, wsText, 0, L"\n");
     EXPECT_EQ(wsText, std::wstring(200'000, L'\n'));
+}
+
+TEST(LogRecorder, ReadsAndWritesItsSettings)
+{
+    const std::wstring ws = L" xmlns:zor=\"http://zor.example/documents\">";
+    SLoggingParameters parameters;
+    CEasyXML exml;
+    CEasyXMLNode root = exml.LoadFromText(
+        L"<r><zor:LogSeverity>Error</zor:LogSeverity>"
+        L"<zor:MaxNumberOfLogMessages>-5</zor:MaxNumberOfLogMessages>"
+        L"<zor:LogViewer><zor:AutoRefresh>True</zor:AutoRefresh></zor:LogViewer></r>");
+    EXPECT_TRUE(parameters.FromXML(root));
+    root = exml.AddRoot(L"r", nullptr);
+    parameters.ToXML(root);
+    std::wstring wsXML;
+    exml.GetXML(wsXML);
+    EXPECT_EQ(wsXML, L"<r><zor:LoggingParameters" + ws + L"<zor:LogSeverity" + ws +
+                         L"Error</zor:LogSeverity><zor:MaxNumberOfLogMessages" + ws +
+                         L"-5</zor:MaxNumberOfLogMessages><zor:LogViewer" + ws +
+                         L"<zor:AutoRefresh" + ws +
+                         L"True</zor:AutoRefresh></zor:LogViewer></zor:LoggingParameters></r>");
+    EXPECT_EQ(SLoggingParameters::GetLogSeverityIndex(nullptr), -1);
 }
 
 } // namespace
