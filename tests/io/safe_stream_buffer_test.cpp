@@ -2,6 +2,7 @@
 
 #include <atomic>
 #include <cstdlib>
+#include <numeric>
 #include <random>
 #include <string>
 
@@ -58,45 +59,32 @@ TEST(SafeStreamBuffer, KeepsItsMemoryWhileItIsInUse)
     EXPECT_STREQ(szState, "name: Disabled Size=0 U");
 }
 
-void Do(CSafeStreamBuffer& buffer, const std::string& strActs)
-{
-    for (const char c : strActs)
-    {
-        c == 'd'   ? void(buffer.Write("x", 1))
-        : c == 'e' ? buffer.SetEndOfStream()
-        : c == 'f' ? buffer.Freeze()
-        : c == 'u' ? buffer.UnFreeze()
-                   : buffer.FullStop();
-    }
-}
-
-struct SWakeUp
-{
-    const char* szBefore;
-    const char* szWake;
-    int iRead;
-};
-
-constexpr SWakeUp kWakeUps[] = {
-    {"", "d", 1}, {"", "e", 0}, {"df", "u", 1}, {"df", "s", 0}, {"dfe", "u", 1}, {"dfe", "s", 0},
-};
-
 TEST(SafeStreamBuffer, WakesAReaderThatSleeps)
 {
-    for (const SWakeUp& row : kWakeUps)
+    // Data, an end, a freeze, a thaw, a stop; '|' is the reader, the number what he reads.
+    const std::pair<std::string, int> aCases[] = {{"|d", 1},   {"|e", 0},    {"df|u", 1},
+                                                  {"df|s", 0}, {"dfe|u", 1}, {"dfe|s", 0}};
+    for (const auto& [strActs, iExpected] : aCases)
     {
-        SCOPED_TRACE(std::string(row.szBefore) + " " + row.szWake);
+        SCOPED_TRACE(strActs);
         auto* const pBuffer = new CBuffer;
         const CStickyScope ssBuffer(*pBuffer);
         ASSERT_TRUE(pBuffer->SetBufferSize(4));
-        Do(*pBuffer, row.szBefore);
         char cRead = 0;
         int iRead = -1;
-        std::thread reader = StartTraced([&] { iRead = pBuffer->Read(&cRead, 1, 1); });
-        mu::SleepMS(10);
-        Do(*pBuffer, row.szWake);
+        std::thread reader;
+        for (const char c : strActs)
+        {
+            c == 'd'   ? void(pBuffer->Write("x", 1))
+            : c == 'e' ? pBuffer->SetEndOfStream()
+            : c == 'f' ? pBuffer->Freeze()
+            : c == 'u' ? pBuffer->UnFreeze()
+            : c == 's' ? pBuffer->FullStop()
+                       : void(reader = StartTraced([&] { iRead = pBuffer->Read(&cRead, 1, 1); }));
+            mu::SleepMS(c == '|' ? 10 : 0);
+        }
         reader.join();
-        EXPECT_EQ(iRead, row.iRead);
+        EXPECT_EQ(iRead, iExpected);
     }
 }
 
@@ -134,7 +122,7 @@ public:
     std::atomic<int> m_iReferences{0};
     int m_iReferencesAtEnd = 0;
     int m_iCalls = 0;
-    int m_iBytes = 0;
+    std::atomic<int> m_iBytes{0};
     bool m_bInOrder = true;
     std::string m_strChain;
 };
@@ -158,25 +146,20 @@ TEST(SafeStreamBuffer, LosesNoByteAndNoWakeUpBetweenThreads)
             {
                 for (int i = 0; i < kBytes && !bEnd;)
                 {
-                    const int iSize = std::min(1 + i % 31, kBytes - i);
-                    auto* const p = static_cast<unsigned char*>(pBuffer->AllocateBlock(iSize));
-                    for (int j = 0; p != nullptr && j < iSize; ++j)
-                    {
-                        p[j] = static_cast<unsigned char>(i + j);
-                    }
-                    // After a stop a writer could begin anew; this one does not.
-                    i += p != nullptr && !bEnd && pBuffer->CommitWrittenBlock(p, iSize) ? iSize : 0;
+                    unsigned char aBytes[31];
+                    std::iota(std::begin(aBytes), std::end(aBytes), static_cast<unsigned char>(i));
+                    i += std::max(pBuffer->Write(aBytes, std::min(1 + i % 31, kBytes - i)), 0);
                     mu::ThreadContextSwitch("full");
                 }
                 pBuffer->SetEndOfStream();
             });
-        for (int i = 0; output.m_iReferences > 0; ++i)
+        while (output.m_iReferences > 0)
         {
             pBuffer->Freeze();
             mu::ThreadContextSwitch("frozen");
             pBuffer->UnFreeze();
             mu::SleepMS(1);
-            if (bStop && i == 5)
+            if (bStop && output.m_iBytes > 99)
             {
                 bEnd = true;
                 pBuffer->FullStop();
