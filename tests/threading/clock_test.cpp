@@ -20,8 +20,6 @@ constexpr long long kSecond = 1'000'000'000;
 
 // The machine's clocks: their times in nanoseconds, the calls that fail, and those that were made.
 long long g_allTimes[] = {1'700'000'000 * kSecond, 5 * kSecond};
-long long& g_llWall = g_allTimes[CLOCK_REALTIME];
-long long& g_llMonotonic = g_allTimes[CLOCK_MONOTONIC];
 std::string g_strFailing;
 std::string g_strCalls;
 
@@ -81,11 +79,11 @@ TEST(Clock, TimersCountOnlyForwardsAndOnlyWhileTheyRun)
     timer.StartTimer();
     for (const long long llStep : {1'500LL, -900LL, 0LL, 2'500LL})
     {
-        g_llMonotonic += llStep;
+        g_allTimes[CLOCK_MONOTONIC] += llStep;
         timer.UpdateElapsed();
     }
     timer.StopTimer();
-    g_llMonotonic += kSecond;
+    g_allTimes[CLOCK_MONOTONIC] += kSecond;
     EXPECT_EQ(timer.GetTime(), 4);
     EXPECT_TRUE(timer.HasTimePassed(4) && !timer.HasTimePassed(5));
     EXPECT_EQ(timer.GetRawFutureTime(-5), -1'000);
@@ -97,27 +95,25 @@ TEST(Clock, TimersCountOnlyForwardsAndOnlyWhileTheyRun)
 
 TEST(Clock, IsSetAsFarAsItGoes)
 {
-    const std::pair<const char*, std::vector<std::string>> aFailures[] = {
+    const std::string strEnd = ": " + ErrorText(EPERM);
+    const std::pair<std::string, std::vector<std::string>> aFailures[] = {
         {"", {}},
         {"set open",
-         {"3 Failed to set time: " + ErrorText(EPERM),
-          "3 Failed to open time file /dev/rtc0: " + ErrorText(EPERM)}},
-        {"ioctl", {"3 Failed to set hardware time: " + ErrorText(EPERM)}},
-    };
+         {"3 Failed to set time" + strEnd, "3 Failed to open time file /dev/rtc0" + strEnd}},
+        {"ioctl", {"3 Failed to set hardware time" + strEnd}}};
     ::setenv("TZ", "XXX-2YYY,M3.5.0,M10.5.0", 1); // two hours ahead, three in summer
     SListener listener;
     mu::SetClockListener(&listener);
     listener.m_timer.StartTimer();
-    g_llMonotonic += kSecond;
+    g_allTimes[CLOCK_MONOTONIC] += kSecond;
     CLineLogger logger;
-    for (const auto& [szFailing, vLines] : aFailures)
+    for (const auto& [strFailing, vLines] : aFailures)
     {
-        g_strFailing = szFailing;
+        g_strFailing = strFailing;
         const int iChanges = mu::GetNumClockChanges();
         mu::SetCurrentLocalTimeComponents({2024, 6, 33, 12, 46, 40});
-        const bool bOpen = g_strFailing.find("open") == std::string::npos;
         EXPECT_EQ(g_strCalls, std::string("set 1720000000 /dev/rtc0") +
-                                  (bOpen ? " 2024-07-03 12:46:40 told" : " told"));
+                                  (vLines.size() < 2 ? " 2024-07-03 12:46:40 told" : " told"));
         EXPECT_EQ(logger.TakeLines(), vLines);
         EXPECT_TRUE(listener.m_timer.HasTimePassed(1) && mu::GetNumClockChanges() == iChanges + 1);
     }
@@ -138,13 +134,13 @@ TEST(ClockFallBack, TakesTheWallClockAndHidesItsJumps)
     CLineLogger logger;
     g_strFailing = "read";
     timer.UpdateElapsed();
-    const std::string strLine = "3 Get time clk=1 result=-1, errno=" + ErrorText(EPERM);
-    EXPECT_EQ(logger.TakeLines(), std::vector<std::string>{strLine});
-    g_llWall += 7'000;
+    EXPECT_EQ(logger.TakeLines(),
+              std::vector{"3 Get time clk=1 result=-1, errno=" + ErrorText(EPERM)});
+    g_allTimes[CLOCK_REALTIME] += 7'000;
     EXPECT_EQ(timer.GetTime(), 7);
     mu::SetCurrentLocalTimeComponents({2030, 1, 1, 0, 0, 0});
     EXPECT_EQ(timer.GetTime(), 7);
-    EXPECT_EQ(mu::GetTimestamp(), g_llWall / 1'000);
+    EXPECT_EQ(mu::GetTimestamp(), g_allTimes[CLOCK_REALTIME] / 1'000);
     mu::DeleteTimersSet();
 }
 

@@ -69,16 +69,10 @@ TEST(SimpleThread, CanBeSeenWhileItRunsAndNotAfter)
     for (int iRun = 0; iRun < 2; ++iRun)
     {
         const unsigned long dwThreadID = worker.Start(nullptr);
-        const std::string strReport = worker.Report();
-        const std::string strStart = "T::Body\r\nPosix Thread Main szThreadName=\"worker\" tid=0x";
-        EXPECT_EQ(strReport.substr(0, strStart.size()), strStart);
-        EXPECT_EQ(strReport.substr(strStart.size() + 8),
-                  " szStage=\"thread main function execution\"\r\n");
-        const bool bRealTime = worker.SetThreadPriority(1); // as far as the machine lets
-        sched_param parameters{};
-        int iPolicy = SCHED_OTHER;
-        pthread_getschedparam(dwThreadID, &iPolicy, &parameters);
-        EXPECT_EQ(iPolicy == SCHED_FIFO, bRealTime);
+        std::string strReport = worker.Report();
+        strReport.erase(strReport.find("0x") + 2, 8);
+        EXPECT_EQ(strReport, "T::Body\r\nPosix Thread Main szThreadName=\"worker\" tid=0x"
+                             " szStage=\"thread main function execution\"\r\n");
         seen.Signal();
         WaitUntilGone(dwThreadID);
         EXPECT_TRUE(seen.Reset() && worker.Report().empty() && !worker.SetThreadPriority(1));

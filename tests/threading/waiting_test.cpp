@@ -1,0 +1,170 @@
+// What threads wait for: events, locks and times.
+
+#include "threading/event.h"
+
+#include <atomic>
+#include <chrono>
+#include <climits>
+#include <thread>
+
+#include <gtest/gtest.h>
+
+#include "tests/support/failing_heap.h"
+#include "tests/threading/threads.h"
+#include "threading/mutex.h"
+#include "threading/sleep.h"
+#include "threading/wait_time.h"
+
+namespace
+{
+
+TEST(Event, StaysSignalledUntilReset)
+{
+    CWinEvent event;
+    ASSERT_TRUE(event.IsValid());
+    for (int iRound = 0; iRound < 2; ++iRound)
+    {
+        EXPECT_TRUE(!event.Wait(0) && event.Signal());
+        for (const unsigned long dwMilliseconds : {0UL, 1UL, mu::kInfinite, ULONG_MAX})
+        {
+            EXPECT_TRUE(event.Wait(dwMilliseconds)) << "waiting does not use it up";
+        }
+        EXPECT_TRUE(event.Reset());
+    }
+    const auto before = std::chrono::system_clock::now();
+    EXPECT_FALSE(event.Wait(30));
+    EXPECT_GE(std::chrono::system_clock::now() - before, std::chrono::milliseconds(30));
+}
+
+TEST(Event, OneSignalWakesAllWhoWaitHoweverLong)
+{
+    // All but the first have no limit where unsigned long is wider; the third, cut to 32 bits,
+    // would only look.
+    constexpr unsigned long kWaits[] = {
+        0xFFFFFFFE, 0xFFFFFFFF, ULONG_MAX > 0xFFFFFFFF ? ULONG_MAX - 0xFFFFFFFF : 0xFFFFFFFF};
+    CPosixEventObject event;
+    std::atomic<int> iReturned{0};
+    std::vector<std::jthread> vecThreads;
+    for (const unsigned long dwMilliseconds : kWaits)
+    {
+        vecThreads.emplace_back(
+            [&, dwMilliseconds]
+            {
+                EXPECT_TRUE(event.Wait(dwMilliseconds));
+                ++iReturned;
+            });
+    }
+    mu::SleepMS(30);
+    EXPECT_EQ(iReturned, 0) << "before the signal";
+    EXPECT_TRUE(event.Signal());
+}
+
+TEST(Event, ShowsWhoWaitsAndLetsHimPassEvenIfResetAtOnce)
+{
+    CWinEvent event;
+    CPosixEventObject returned;
+    unsigned long dwWaiter = 0;
+    std::thread waiter = StartTraced(
+        [&]
+        {
+            dwWaiter = mu::GetCurrentThreadID();
+            EXPECT_TRUE(event.Wait(mu::kInfinite));
+            returned.Signal();
+        });
+    unsigned long dwShown = mu::kNoThreadID;
+    while ((dwShown = event.GetWaitingThreadID()) == mu::kNoThreadID)
+    {
+        mu::ThreadContextSwitch("until somebody waits");
+    }
+    // It shows a moment before it waits, so the first signal may come too early.
+    do
+    {
+        event.Signal();
+        event.Reset();
+    } while (!returned.Wait(1));
+    waiter.join();
+    EXPECT_EQ(dwShown, dwWaiter);
+    EXPECT_EQ(event.GetWaitingThreadID(), mu::kNoThreadID);
+}
+
+TEST(Mutex, ReportsMisuseAndGoesOn)
+{
+    CFunctionSwitch fsCaller("T::Caller");
+    CMutualExclusion mutex;
+    testing::internal::CaptureStdout();
+    EXPECT_TRUE(mutex.Lock(mu::kInfinite) && mutex.Lock(0));
+    mutex.Unlock();
+    EXPECT_TRUE(mutex.IsLockedByCurrentThread()) << "once of twice";
+    mutex.Unlock();
+    mutex.Unlock();
+    char szExpected[200];
+    std::snprintf(szExpected, sizeof(szExpected),
+                  "Thread Relocking Error [count=1]\r\n"
+                  "MtEx::Lock m_dwLockingThreadID=0x%08X m_iLockCount=1\r\nT::Caller\r\n\r\n"
+                  "Mutex unlock error: count=0\r\nMtEx::Unlock\r\nT::Caller\r\n\r\n",
+                  static_cast<unsigned int>(pthread_self()));
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), szExpected);
+    EXPECT_FALSE(mutex.IsLocked());
+}
+
+TEST(Mutex, ZeroTriesAndEverythingElseWaitsWithoutLimit)
+{
+    CMutualExclusion mutex;
+    CPosixEventObject locked;
+    CMutexProtection own(mutex, mu::kInfinite);
+    StartTraced([&] { EXPECT_FALSE(CMutexProtection(mutex, 0).IsLocked()); }).join();
+    EXPECT_TRUE(mutex.IsLockedByCurrentThread());
+    std::thread other = StartTraced(
+        [&]
+        {
+            CMutexProtection guard(mutex, 1);
+            EXPECT_TRUE(guard.Lock(1) && mutex.IsLockedByCurrentThread());
+            locked.Signal();
+        });
+    EXPECT_FALSE(locked.Wait(30)) << "beyond its millisecond";
+    own.Unlock();
+    other.join();
+    EXPECT_FALSE(mutex.IsLocked());
+}
+
+TEST(Waiting, IsRefusedWithoutMemory)
+{
+    GetAllocExVarsStorage();
+    const CFailingHeap heap(0);
+    CWinEvent event;
+    CMutualExclusion mutex;
+    EXPECT_EQ(event.IsValid() || event.Signal() || event.Wait(mu::kInfinite) || event.Reset() ||
+                  mutex.IsValid() || mutex.Lock(0) || mutex.Lock(1),
+              !CFailingHeap::kAvailable);
+}
+
+TEST(WaitTime, DeadlinesCarryAndStayWithinTheClock)
+{
+    constexpr std::time_t kLast = std::numeric_limits<std::time_t>::max();
+    const struct
+    {
+        std::time_t tSeconds;
+        long lNanoseconds;
+        unsigned long dwMilliseconds;
+        std::time_t tDeadlineSeconds;
+        long lDeadlineNanoseconds;
+    } kCases[] = {
+        {10, 999'999, 999, 10, 999'999'999}, // a nanosecond short of a carry
+        {10, 1'000'000, 999, 11, 0},
+        {10, 999'999'999, 1'999, 12, 998'999'999},
+        {1'700'000'000, 999'999'999, 0xFFFFFFFE, 1'704'294'968, 293'999'999},
+        {kLast - 1, 999'999'999, 1'000, kLast, 999'999'999},
+        {kLast, 5, 1'000, kLast, 999'999'999},
+        {kLast, 999'999'999, 1, kLast, 999'999'999},
+        {-2, 500'000'000, 1'500, 0, 0}, // a clock before 1970
+    };
+    for (const auto& row : kCases)
+    {
+        const std::timespec tsDeadline =
+            mu::DeadlineAfter({row.tSeconds, row.lNanoseconds}, row.dwMilliseconds);
+        EXPECT_EQ(tsDeadline.tv_sec, row.tDeadlineSeconds);
+        EXPECT_EQ(tsDeadline.tv_nsec, row.lDeadlineNanoseconds);
+    }
+}
+
+} // namespace
