@@ -181,6 +181,10 @@ public:
         const std::string strReport = "Cell 1.0 time\r\n" + m_cell.m_strReport;
         EXPECT_EQ(Plain(strOutput),
                   m_cell.m_eWhere == SCell::InFiles ? "" : strReport + "\r\n" + m_cell.m_strAfter);
+        if (m_cell.m_strCrash == "heap")
+        {
+            return; // the logger may find the heap damaged again, which ends all at once
+        }
         const std::string strLog = ReadFile(m_folder.Path("log"));
         EXPECT_EQ(Plain(strLog), m_cell.m_eWhere == SCell::OnOutput ? "(none)" : strReport);
         if (m_cell.m_eWhere != SCell::OnOutput)
