@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <cstring>
 #include <thread>
+#include <tuple>
 
 #include <sys/mman.h>
 #include <unistd.h>
@@ -25,21 +26,16 @@ void ProbeEverything()
     static const void* const s_pNoFile =
         ::mmap(nullptr, 1, PROT_READ, MAP_SHARED, ::fileno(std::tmpfile()), 0);
     char* const pEnd = s_page.End();
-    const struct
-    {
-        const void* m_pMemory;
-        unsigned int m_uSize;
-        bool m_bReadable;
-    } kCases[] = {
+    const std::tuple<const void*, unsigned int, bool> kCases[] = {
         {pEnd - 1, 1, true},       {pEnd - 1, 2, false},
         {pEnd, 1, false},          {pEnd, 0, true},
         {pEnd - 4096, 4096, true}, {pEnd - 4096, 4097, false},
         {nullptr, 1, false},       {pEnd - 20, 0xFFFFFFFF, false},
         {s_pNoFile, 1, false},     {reinterpret_cast<void*>(-1), 1, false},
     };
-    for (const auto& row : kCases)
+    for (const auto& [pMemory, uSize, bReadable] : kCases)
     {
-        EXPECT_EQ(IsReadableMemory(row.m_pMemory, row.m_uSize), row.m_bReadable) << &row - kCases;
+        EXPECT_EQ(IsReadableMemory(pMemory, uSize), bReadable) << pMemory << " " << uSize;
     }
     char szCopy[9] = "--------";
     EXPECT_EQ(CMemoryProbe().CopySome(szCopy, std::memcpy(pEnd - 5, "12345", 5), 8), 5U);
@@ -62,11 +58,10 @@ TEST(ReadableMemory, AnswersInHandlersOfTheSameSignalAndOnOtherStacks)
         for (const int iFlags : {0, SA_ONSTACK, SA_NODEFER | SA_ONSTACK})
         {
             struct sigaction action = {};
-            struct sigaction before = {};
             action.sa_handler = ProbeInHandler;
             action.sa_flags = iFlags;
             sigfillset(&action.sa_mask);
-            ::sigaction(iSignal, &action, &before);
+            ::sigaction(iSignal, &action, nullptr);
             g_iHandled = 0;
             std::raise(iSignal);
             {
@@ -75,8 +70,7 @@ TEST(ReadableMemory, AnswersInHandlersOfTheSameSignalAndOnOtherStacks)
                 std::raise(iSignal);
             }
             EXPECT_EQ(g_iHandled, 2);
-            ::sigaction(iSignal, &before, &action);
-            EXPECT_TRUE(action.sa_handler == ProbeInHandler) << "the handler that stood before";
+            EXPECT_TRUE(std::signal(iSignal, SIG_DFL) == ProbeInHandler) << "as before the probes";
         }
     }
 }

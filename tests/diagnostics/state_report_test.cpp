@@ -2,24 +2,23 @@
 
 #include <algorithm>
 #include <array>
-#include <atomic>
 #include <climits>
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
 #include <deque>
 #include <functional>
-#include <iterator>
-#include <map>
 #include <memory>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include <pthread.h>
 
 #include <gtest/gtest.h>
 
+#include "mu/unicode.h"
 #include "tests/support/guarded_page.h"
 #include "tests/support/line_logger.h"
 #include "tests/threading/threads.h"
@@ -36,40 +35,28 @@ std::string Hex(const void* p)
 }
 
 // In a block of exactly that size, for the sanitizer.
-std::string Report(SFuncStateEntry* pEntry, int iSize)
+template <class TWrite, class... TChain>
+std::string Report(TWrite write, int iSize, TChain... chain)
 {
     const auto pBuffer = std::make_unique<char[]>(static_cast<std::size_t>(std::max(iSize, 0)));
-    const int iLength = WriteStateReport(pEntry, pBuffer.get(), iSize);
+    const int iLength = write(chain..., pBuffer.get(), iSize);
     EXPECT_LE(iLength, std::max(iSize, 0));
     return {pBuffer.get(), static_cast<std::size_t>(iLength)};
 }
 
-// A function with a value for each parameter, and how the report says it: as it is when there is
-// room (Plain), when there are more than 40 bytes (Binary), cut (Narrow), or with 15 to spare
-// (Wide).
-enum EKind
-{
-    Plain,
-    Binary,
-    Narrow,
-    Wide
-};
+// A function's tag with its parameters: each one's name, value, type, and how the report says it
+// when there is room.
 struct SRow
 {
     const char* m_szName;
     const void* m_pValue;
     int m_iType;
     std::string m_strText;
-    EKind m_eKind = Plain;
 };
-struct SFunction
-{
-    const char* m_szTag;
-    std::vector<SRow> m_vRows;
-};
+using Function = std::pair<const char*, std::vector<SRow>>;
 
 // The rules for room, piece by piece.
-std::string ExpectedReport(const std::vector<SFunction>& vFunctions, int iSize)
+std::string ExpectedReport(const std::vector<Function>& vFunctions, int iSize)
 {
     std::string strReport;
     const auto room = [&] { return iSize - static_cast<int>(strReport.size()); };
@@ -89,14 +76,17 @@ std::string ExpectedReport(const std::vector<SFunction>& vFunctions, int iSize)
             strReport.append(" ").append(row.m_szName).append("=");
             const int iRoom = room();
             const int iLength = static_cast<int>(row.m_strText.size());
-            const char* const szQuote = row.m_eKind >= Narrow ? "\"" : "";
-            const auto uMost = static_cast<std::size_t>(
-                row.m_eKind == Narrow ? std::max(iRoom - 1 - 15, 0) : iLength);
-            if ((row.m_eKind == Plain && iLength <= iRoom) ||
-                (row.m_eKind == Binary && iRoom > 40) || row.m_eKind == Narrow ||
-                (row.m_eKind == Wide && iRoom > iLength + 15))
+            const bool bText = row.m_strText != "NULL" && row.m_strText != "INVALID";
+            const bool bNarrow = bText && row.m_iType == FPT_STRING; // is cut, with 15 to spare
+            const bool bWide = bText && row.m_iType == FPT_WSTRING;  // whole with 15 to spare
+            const char* const szQuote = bNarrow || bWide ? "\"" : "";
+            const int iNeeded = bWide ? iLength + 16 : row.m_iType == FPT_BINARY ? 41 : iLength;
+            if (bNarrow || iRoom >= iNeeded)
             {
-                strReport.append(szQuote).append(row.m_strText, 0, uMost).append(szQuote);
+                const int iMost = bNarrow ? std::max(iRoom - 16, 0) : iLength;
+                strReport.append(szQuote)
+                    .append(row.m_strText, 0, static_cast<std::size_t>(iMost))
+                    .append(szQuote);
             }
         }
         if (room() < 2)
@@ -116,41 +106,35 @@ TEST(StateReport, SaysEachTypeOfValueAndCutsByTheRulesAtEverySize)
     const void* const pBad = page.End();
     const void* const pOdd = page.End() - 9;
     const void* const pShort = page.End() - 2;
-    const int iValues[] = {0, -999, 1000, INT_MIN, INT_MAX};
+    const int iValues[] = {0, -999, 1000, INT_MAX};
     const unsigned uDword = 0x0A1B2C3D;
     const std::string strLong(150, 'a');
     const char* const szLong = strLong.c_str();
     const char* const szOpen = page.PutAtEnd(std::array{'o', 'p', 'e', 'n'})->data();
     const std::wstring wsLong(40, L'\u20AC');
     const wchar_t* const wszLong = wsLong.c_str();
-    std::string strLongAsBytes;
-    for (int i = 0; i < 40; ++i)
-    {
-        strLongAsBytes += "\xE2\x82\xAC";
-    }
-    const bool bYes = true;
-    const bool bNo = false;
+    const bool vBools[] = {false, true};
     const std::int64_t llValue = INT64_MIN;
     const std::uint8_t uByte = 0xA5;
     const std::int16_t iShort = -32768;
     const std::uint16_t uWord = 0xBEEF;
 
-    const std::vector<SFunction> vFunctions = {
+    const std::vector<Function> vFunctions = {
         {"T::Inner",
-         {{"bYes", &bYes, FPT_BOOL, "True"},
-          {"bNo", &bNo, FPT_BOOL, "False"},
+         {{"bYes", &vBools[1], FPT_BOOL, "True"},
+          {"bNo", &vBools[0], FPT_BOOL, "False"},
           {"uByte", &uByte, FPT_BYTE, "0xA5"},
           {"iShort", &iShort, FPT_SHORT, "-32,768"},
           {"uWord", &uWord, FPT_WORD, "0xBEEF"},
           {"uOther", &uDword, 99, "0x0A1B2C3D"},
-          {"i4", &iValues[4], FPT_INT, "2,147,483,647"}}},
+          {"i3", &iValues[3], FPT_INT, "2,147,483,647"}}},
         {"T::M",
-         {{"szLong", &szLong, FPT_STRING, strLong, Narrow},
-          {"szOpen", &szOpen, FPT_STRING, "open", Narrow},
+         {{"szLong", &szLong, FPT_STRING, strLong},
+          {"szOpen", &szOpen, FPT_STRING, "open"},
           {"wszNone", &pNone, FPT_WSTRING, "NULL"},
           {"wszOdd", &pOdd, FPT_WSTRING, "NULL"},
           {"wszShort", &pShort, FPT_WSTRING, "INVALID"},
-          {"wszLong", &wszLong, FPT_WSTRING, strLongAsBytes, Wide},
+          {"wszLong", &wszLong, FPT_WSTRING, mu::WideStringToNarrow(wsLong)},
           {"llValue", &llValue, FPT_INT64, "-9,223,372,036,854,775,808"}}},
         {"T::Outermost",
          {{"pNone", &pNone, FPT_POINTER, "NULL"},
@@ -159,9 +143,8 @@ TEST(StateReport, SaysEachTypeOfValueAndCutsByTheRulesAtEverySize)
           {"i0", &iValues[0], FPT_INT, "0"},
           {"i1", &iValues[1], FPT_INT, "-999"},
           {"i2", &iValues[2], FPT_INT, "1,000"},
-          {"i3", &iValues[3], FPT_INT, "-2,147,483,648"},
           {"uDword", &uDword, FPT_DWORD, "0x0A1B2C3D"},
-          {"uBits", &uDword, FPT_BINARY, "0b00001010000110110010110000111101", Binary},
+          {"uBits", &uDword, FPT_BINARY, "0b00001010000110110010110000111101"},
           {"szNone", &pNone, FPT_STRING, "NULL"},
           {"szBad", &pBad, FPT_STRING, "INVALID"}}},
     };
@@ -169,9 +152,8 @@ TEST(StateReport, SaysEachTypeOfValueAndCutsByTheRulesAtEverySize)
     std::deque<SFuncStateParam> vParams;
     for (std::size_t u = 0; u < 3; ++u)
     {
-        SetNewFuncStateEntry(&vEntries[u], vFunctions[u].m_szTag,
-                             u < 2 ? &vEntries[u + 1] : nullptr);
-        for (const SRow& row : vFunctions[u].m_vRows)
+        SetNewFuncStateEntry(&vEntries[u], vFunctions[u].first, u < 2 ? &vEntries[u + 1] : nullptr);
+        for (const SRow& row : vFunctions[u].second)
         {
             SetNewFuncParam(&vParams.emplace_back(), row.m_szName, const_cast<void*>(row.m_pValue),
                             row.m_iType);
@@ -180,7 +162,8 @@ TEST(StateReport, SaysEachTypeOfValueAndCutsByTheRulesAtEverySize)
     }
     for (int iSize = -1; iSize < 1000; ++iSize)
     {
-        ASSERT_EQ(Report(vEntries, iSize), ExpectedReport(vFunctions, iSize)) << iSize;
+        ASSERT_EQ(Report(WriteStateReport, iSize, vEntries), ExpectedReport(vFunctions, iSize))
+            << iSize;
     }
 }
 
@@ -196,11 +179,7 @@ TEST(StateReport, EndsWhereTheChainIsDamaged)
     const auto entryAt = [](char* p) { return reinterpret_cast<Entry*>(p); };
     char* const pUnaligned = reinterpret_cast<char*>(&outer) + 2;
 
-    const struct
-    {
-        std::function<void(Entry&, Param&)> m_damage;
-        const char* m_szReport;
-    } kCases[] = {
+    const std::pair<std::function<void(Entry&, Param&)>, const char*> kCases[] = {
         {[](Entry&, Param&) {}, "T::I j=7 i=7\r\nT::O i=7\r\n"},
         {[](Entry& e, Param&) { e.m_szTag = nullptr; }, "T::O i=7\r\n"},
         {[&](Entry& e, Param&) { e.m_szTag = pEnd; }, ""},
@@ -215,24 +194,21 @@ TEST(StateReport, EndsWhereTheChainIsDamaged)
         {[](Entry& e, Param&) { e.m_szTag = nullptr, e.m_pPrevious = &e; }, ""},
         {[](Entry&, Param& p) { p.m_szName = nullptr, p.m_pNext = &p; }, "T::I\r\nT::O i=7\r\n"},
     };
-    for (const auto& row : kCases)
+    for (const auto& [damage, szReport] : kCases)
     {
         Param first = {"j", &iValue, FPT_INT, &value};
         Entry inner = {"T::I", &first, &first, &outer, nullptr};
-        row.m_damage(inner, first);
-        EXPECT_EQ(Report(&inner, 100), row.m_szReport) << &row - kCases;
+        damage(inner, first);
+        EXPECT_EQ(Report(WriteStateReport, 100, &inner), szReport);
     }
 
     Entry vChain[3] = {};
-    for (Entry* const pBeyond : {static_cast<Entry*>(nullptr), entryAt(pEnd)})
-    {
-        vChain[0] = {nullptr, nullptr, nullptr, pBeyond, &vChain[1]};
-        vChain[1] = {nullptr, nullptr, nullptr, &vChain[0], &vChain[2]};
-        vChain[2] = {nullptr, nullptr, nullptr, &vChain[1], pBeyond};
-        EXPECT_EQ(GetFirstStateEntry(&vChain[1]), &vChain[0]);
-        EXPECT_EQ(GetLastStateEntry(&vChain[1]), &vChain[2]);
-        EXPECT_EQ(GetFirstStateEntry(pBeyond), nullptr);
-    }
+    vChain[0] = {nullptr, nullptr, nullptr, nullptr, &vChain[1]};
+    vChain[1] = {nullptr, nullptr, nullptr, &vChain[0], &vChain[2]};
+    vChain[2] = {nullptr, nullptr, nullptr, &vChain[1], entryAt(pEnd)};
+    EXPECT_EQ(GetFirstStateEntry(&vChain[1]), &vChain[0]);
+    EXPECT_EQ(GetLastStateEntry(&vChain[1]), &vChain[2]);
+    EXPECT_EQ(GetFirstStateEntry(entryAt(pEnd)), nullptr);
     vChain[0].m_pPrevious = &vChain[2];
     EXPECT_NE(GetFirstStateEntry(&vChain[1]), nullptr) << "a circle ends";
 }
@@ -242,52 +218,39 @@ TEST(StateReport, ListsThreadsThatTraceWithThoseThatEndedUnnoticed)
     FreeThreadExVarsStorage();
     CFunctionSwitch fsTest("T::Main");
 
-    // Where the id of a thread that was unmapped would lead; 1 is below all others.
-    const CGuardedPage page;
-    const auto dwGone = static_cast<unsigned long>(reinterpret_cast<std::uintptr_t>(page.End()));
+    // The ids of a thread that does not trace, and of one whose memory is gone: below all others.
+    constexpr unsigned long kIdle = 1;
+    constexpr unsigned long kGone = 0x1000;
     SFuncStateEntry entry = {"T::Gone", nullptr, nullptr, nullptr, nullptr};
     SPosixThreadExceptionVars vars = {{&entry}, nullptr};
     SPosixThreadExceptionVars varsIdle = {{nullptr}, nullptr};
-    std::map<std::string, std::string> mapThreads; // by the line that begins with the id
-    const auto add = [&](unsigned long dwThread, const char* szRest)
-    {
-        char szHead[100];
-        std::snprintf(szHead, sizeof szHead, "Thread 0x%08lX ", dwThread);
-        mapThreads[szHead] = szRest;
-    };
-    add(static_cast<unsigned long>(pthread_self()),
-        "policy=0 priority=0\r\nTSM::PASR\r\nT::Main\r\n===============\r\n");
-    add(dwGone, "policy=-1 priority=-1\r\nT::Gone\r\n===============\r\n");
-    std::string strAll =
+    char szThread[100];
+    std::snprintf(szThread, sizeof szThread, "Thread 0x%08lX ",
+                  static_cast<unsigned long>(pthread_self()));
+    const std::string strHead =
         "Unknown Application Unknown Version: Application Threads (3)\r\n===============\r\n";
-    const std::size_t uHead = strAll.size();
-    for (const auto& [strHead, strRest] : mapThreads)
-    {
-        strAll.append(strHead).append(strRest);
-    }
+    const std::string strAll = strHead +
+                               "Thread 0x00001000 policy=-1 priority=-1\r\n"
+                               "T::Gone\r\n===============\r\n" +
+                               szThread +
+                               "policy=0 priority=0\r\n"
+                               "TSM::PASR\r\nT::Main\r\n===============\r\n";
     auto& mapStates = CThreadStatesMapScope().GetMap()->m_mapThreads;
-    mapStates.insert({{dwGone, &vars}, {1, &varsIdle}});
+    mapStates.insert({{kGone, &vars}, {kIdle, &varsIdle}});
 
     for (std::size_t uSize = 0; uSize <= strAll.size(); ++uSize)
     {
-        const auto pBuffer = std::make_unique<char[]>(uSize);
-        const int iLength = WriteThreadsStateReport(pBuffer.get(), static_cast<int>(uSize));
-        const std::string strReport(pBuffer.get(), static_cast<std::size_t>(iLength));
+        const std::string strReport = Report(WriteThreadsStateReport, static_cast<int>(uSize));
         ASSERT_EQ(strReport, strAll.substr(0, strReport.size())) << uSize;
-        ASSERT_GE(strReport.size(), uSize < uHead            ? 0
+        ASSERT_GE(strReport.size(), uSize < strHead.size()   ? 0
                                     : uSize == strAll.size() ? uSize
                                                              : uSize - 60);
     }
-    for (const auto eLevel : {IBaseLogger::Warning, IBaseLogger::Error})
-    {
-        CLineLogger logger(eLevel);
-        WarnProgramState("Odd state");
-        EXPECT_EQ(logger.TakeLines(), eLevel == IBaseLogger::Error
-                                          ? std::vector<std::string>()
-                                          : std::vector{"2 Odd state:\r\n" + strAll});
-    }
-    mapStates.erase(dwGone);
-    mapStates.erase(1);
+    CLineLogger logger(IBaseLogger::Warning);
+    WarnProgramState("Odd state");
+    EXPECT_EQ(logger.TakeLines(), std::vector{"2 Odd state:\r\n" + strAll});
+    mapStates.erase(kGone);
+    mapStates.erase(kIdle);
 }
 
 // Functions that come and go, with texts in their frames.
@@ -295,42 +258,32 @@ void TraceDeeply(int iDepth)
 {
     std::string strText(static_cast<std::size_t>(iDepth * 37 % 100), 'x');
     const char* szText = strText.c_str();
-    const wchar_t* wszText = L"\u20AC uro";
     CFunctionSwitch fsDeep("T::Deep");
     CFunctionParam fpText(fsDeep, "szText", szText);
-    CFunctionParam fpWide(fsDeep, "wszText", wszText);
     if (iDepth > 0)
     {
         TraceDeeply(iDepth - 1);
     }
 }
 
-TEST(StateReport, ReadsThreadsAtWorkThatComeAndGo)
+TEST(StateReport, ReadsThreadsAtWorkThatMakeFillEmptyAndFreeTheirMap)
 {
-    std::atomic<bool> bStop{false};
-    const auto work = [&bStop]
+    FreeThreadExVarsStorage();
+    const auto work = []
     {
-        while (!bStop)
+        for (int iRound = 0; iRound < 200; ++iRound)
         {
             TraceDeeply(20);
             // Ends in a traced function, and its stack with it.
-            StartTraced([] { CFunctionSwitch("T::Gone"), FreeThreadExVarsStorage(); }).join();
+            StartTraced([] { TraceDeeply(1); }).join();
+            EXPECT_TRUE(iRound % 2 == 0 || Report(WriteThreadsStateReport, 8192) != "");
+            FreeThreadExVarsStorage();
         }
     };
-    const auto read = []
-    {
-        std::vector<char> vBuffer(8192);
-        for (int i = 0; i < 300; ++i)
-        {
-            EXPECT_GT(WriteThreadsStateReport(vBuffer.data(), 8192), 0);
-        }
-    };
-    std::thread vWorkers[] = {StartTraced(work), StartTraced(work)};
-    std::thread reader = StartTraced(read);
-    read();
-    reader.join();
-    bStop = true;
-    std::for_each(std::begin(vWorkers), std::end(vWorkers), [](std::thread& t) { t.join(); });
+    std::vector<std::thread> vThreads(4);
+    std::generate(vThreads.begin(), vThreads.end(), [&] { return std::thread(work); });
+    std::for_each(vThreads.begin(), vThreads.end(), [](std::thread& t) { t.join(); });
+    EXPECT_EQ(CThreadStatesMapScope().GetMap()->m_mapThreads.size(), 1U);
 }
 
 } // namespace
