@@ -9,6 +9,7 @@ class CHttpServer::CListener
 CHttpServer::CHttpServer() = default;
 CHttpServer::~CHttpServer() = default;
 
+// NOLINTNEXTLINE(performance-unnecessary-value-param): the other one keeps it
 std::string CHttpServer::Start(const SHttpAddress&, CHandler, const SHttpLimits&)
 {
     return "this build has no live page: it was made without Boost's headers";
