@@ -1,8 +1,8 @@
 #include <algorithm>
-#include <chrono>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <map>
 #include <mutex>
 #include <string>
@@ -25,7 +25,6 @@ namespace
 {
 
 volatile int g_iZero = 0;
-bool g_bAgain = false;
 std::mutex g_mutexOfLogger;
 
 [[gnu::noinline]] int Overflow(int iDepth)
@@ -59,9 +58,12 @@ void HoldMapAndGiveUp()
     FatalProgramState("Stuck");
 }
 
-void SleepLong()
+void SleepForEver()
 {
-    std::this_thread::sleep_for(std::chrono::minutes(1));
+    for (;;)
+    {
+        ::pause();
+    }
 }
 
 void ReplaceOutput(bool bFull)
@@ -79,20 +81,9 @@ void ReplaceOutput(bool bFull)
     ::close(vEnds[bFull ? 1 : 0]);
 }
 
-// What starts again tells its descriptors and blocked signals, after the time in which an alarm
-// would come. It must find nothing of what is left here.
-void PrepareRestart()
+// What a program that starts again must not find.
+void LeaveTraces()
 {
-    static char s_szShell[] = "/bin/sh";
-    static char s_szOption[] = "-c";
-    // Without other processes, for which a shell changes its signals.
-    static char s_szScript[] =
-        "while read n v; do [ $n = SigBlk: ] && echo $v; done </proc/self/status;"
-        "cd /proc/self; for d in fd/*; do [ -e $d ] && echo $d; done; sleep 2; exit 3";
-    static char* s_vArguments[] = {s_szShell, s_szOption, s_szScript, nullptr};
-    SetPosixExceptionHandler(nullptr, nullptr, nullptr, 3, s_vArguments);
-    EnableProgramRestart(true);
-
     sigset_t signals;
     sigfillset(&signals);
     pthread_sigmask(SIG_SETMASK, &signals, nullptr);
@@ -125,6 +116,7 @@ const std::map<std::string, Action> kCrashes = {
     {"SIGILL", [] { std::raise(SIGILL); }},
     {"SIGSEGV", [] { std::raise(SIGSEGV); }},
     {"SIGBUS", [] { std::raise(SIGBUS); }},
+    {"abort", [] { std::abort(); }},
     {"null", [] { *reinterpret_cast<volatile int*>(static_cast<long>(g_iZero)) = 1; }},
     {"divide", [] { g_iZero = 1000 / g_iZero; }},
     {"illegal", [] { __builtin_trap(); }},
@@ -137,14 +129,13 @@ const std::map<std::string, Action> kCrashes = {
     {"map", HoldMapAndGiveUp},
 };
 const std::map<std::string, Action> kOptions = {
-    {"again", [] { g_bAgain = true; }},
-    {"short", [] { SetCrashTimeLimit(3'000); }},
-    {"hold-logger", [] { std::thread([] { g_mutexOfLogger.lock(), SleepLong(); }).detach(); }},
+    {"short", [] { SetCrashTimeLimit(2'000); }},
+    {"hold-logger", [] { std::thread([] { g_mutexOfLogger.lock(), SleepForEver(); }).detach(); }},
     {"event", SignalEvent},
     {"fork", Fork},
     {"restart", [] { EnableProgramRestart(true); }},
-    {"restart-arguments", PrepareRestart},
-    {"exit-hangs", [] { std::atexit(SleepLong); }},
+    {"traces", LeaveTraces},
+    {"exit-hangs", [] { std::atexit(SleepForEver); }},
     {"full", [] { ReplaceOutput(true); }},
     {"closed", [] { ReplaceOutput(false); }},
 };
@@ -170,33 +161,53 @@ int main(int iArgs, char** ppArgs)
     }
 
     const std::wstring wsFolder(vArgs[3].begin(), vArgs[3].end());
-    SetPosixExceptionHandler("Cell", "1.0", (wsFolder + L"/log").c_str(), 0, ppArgs);
+    std::string strScript = vArgs[3] + "/script";
+    char* vRestart[] = {strScript.data(), nullptr};
+    const bool bVector = vArgs.back() == "vector";
+    SetPosixExceptionHandler("Cell", "1.0", (wsFolder + L"/log").c_str(), bVector ? 1 : 0,
+                             vRestart);
     SetRootExceptionFilesFolder((wsFolder + L"/dated").c_str());
     SetPosixExceptionProcessExitCode(3);
     SetCrashTimeLimit(60'000);
 
-    std::for_each(vArgs.begin() + 4, vArgs.end(),
-                  [](const std::string& strOption) { kOptions.at(strOption)(); });
-    CLineLogger logger;
-    logger.m_onMessage = [&]
+    Action pAgain = nullptr;
+    for (const std::string& strOption : vArgs)
     {
-        if (g_bAgain)
+        if (const auto it = kOptions.find(strOption); it != kOptions.end())
         {
-            kCrashes.at(vArgs[1])();
+            it->second();
+        }
+        else if (&strOption > &vArgs[3] && kCrashes.count(strOption) > 0)
+        {
+            pAgain = kCrashes.at(strOption);
+        }
+    }
+    CLineLogger logger;
+    logger.m_onMessage = [pAgain]
+    {
+        if (pAgain != nullptr)
+        {
+            pAgain();
         }
         g_mutexOfLogger.lock();
     };
     ::usleep(50'000); // for the options' threads
 
-    if (vArgs[2] != "main")
+    if (vArgs[2] == "untraced")
     {
-        const auto crash = vArgs[2] == "untraced" ? kCrashes.at(vArgs[1]) : nullptr;
-        std::thread([=] { crash != nullptr ? crash() : Crash(vArgs[1]); }).detach();
+        std::thread(kCrashes.at(vArgs[1])).detach();
+    }
+    else if (vArgs[2] != "main")
+    {
+        std::thread(Crash, vArgs[1]).detach();
     }
     if (vArgs[2] == "main" || vArgs[2] == "both")
     {
         Crash(vArgs[1]);
     }
-    std::this_thread::sleep_for(std::chrono::seconds(20));
+    for (int i = 0; i < 200; ++i)
+    {
+        ::usleep(100'000); // which an alarm would cut short
+    }
     ::_exit(99);
 }
