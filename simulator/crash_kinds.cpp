@@ -1,6 +1,7 @@
 #include "simulator/crash_kinds.h"
 
 #include <csignal>
+#include <cstdio>
 #include <cstdlib>
 
 #include <sys/mman.h>

@@ -1,6 +1,7 @@
 #include "simulator/reply_worker.h"
 
 #include <cstring>
+#include <new>
 
 #include "diagnostics/function_state.h"
 #include "simulator/diagnostics.h"
@@ -38,7 +39,7 @@ CReplyWorker::~CReplyWorker()
     if (m_bStarted)
     {
         m_pRequests->SetEndOfStream();
-        m_weEnded.Wait(mu::kInfinite);
+        m_pEnded->Wait(mu::kInfinite);
     }
     m_pRequests->Release();
     m_pReplies->Release();
@@ -70,6 +71,23 @@ std::string CReplyWorker::GetReply(EPipeMessage eRequest, std::uint32_t dwArgume
 
 int CReplyWorker::ThreadMain(void*)
 {
+    // The worker goes as soon as it learns of the end; the event is the thread's as well.
+    const std::shared_ptr<CPosixEventObject> pEnded = m_pEnded;
+    try
+    {
+        AnswerRequests();
+    }
+    catch (const std::bad_alloc&)
+    {
+        // There are no more replies, then.
+    }
+    m_pReplies->SetEndOfStream(); // whoever waits gets none
+    pEnded->Signal();
+    return 0;
+}
+
+void CReplyWorker::AnswerRequests()
+{
     int iSize = 0;
     while (void* const pBlock = m_pRequests->GetBlockToRead(iSize))
     {
@@ -83,14 +101,11 @@ int CReplyWorker::ThreadMain(void*)
         void* const pFrame = m_pReplies->AllocateBlock(iLength);
         if (pFrame == nullptr)
         {
-            m_pReplies->SetEndOfStream(); // whoever waits gets no reply
-            break;
+            return;
         }
         strFrame.copy(static_cast<char*>(pFrame), strFrame.size());
         m_pReplies->CommitWrittenBlock(pFrame, iLength);
     }
-    m_weEnded.Signal();
-    return 0;
 }
 
 std::string CReplyWorker::MakeReply(const SRequest& request) const

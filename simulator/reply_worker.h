@@ -3,6 +3,7 @@
 
 #include <chrono>
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <string>
 
@@ -32,7 +33,7 @@ public:
     bool Start();
 
     /// The frame that answers a request, after the recorder has run for a while. Waits for it.
-    /// Empty: there is no reply to that.
+    /// Empty: there is no reply to that, or no memory for replies any more.
     std::string GetReply(EPipeMessage eRequest, std::uint32_t dwArgument,
                          std::chrono::milliseconds uptime);
 
@@ -45,6 +46,7 @@ private:
     };
 
     int ThreadMain(void* pParam) override;
+    void AnswerRequests();
     std::string MakeReply(const SRequest& request) const;
     std::string MakeDiagnostic(const SRequest& request) const;
 
@@ -53,7 +55,7 @@ private:
     const std::optional<ECrashKind> m_eCrash;
     AutoDeleteThreadObjectImpl<CSafeStreamBuffer>* m_pRequests;
     AutoDeleteThreadObjectImpl<CSafeStreamBuffer>* m_pReplies;
-    CWinEvent m_weEnded;
+    const std::shared_ptr<CPosixEventObject> m_pEnded = std::make_shared<CPosixEventObject>();
     bool m_bStarted = false;
 };
 
