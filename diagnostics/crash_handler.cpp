@@ -96,6 +96,7 @@ void BecomeReportingThread()
     {
         if (dwReporting == dwThread)
         {
+            g_delivery.SkipToLogWriter(); // a fault in there comes back here, and ends
             EndProcessAtOnce();
         }
         for (;;)
@@ -239,6 +240,11 @@ void EnableProgramRestart(bool bEnable)
 void SetCrashEvent(CWinEvent* pEvent)
 {
     SetExceptionEvent(pEvent);
+}
+
+void SetCrashLogWriter(void (*pfnWrite)())
+{
+    SetExceptionLogWriter(pfnWrite);
 }
 
 void SetPosixExceptionProcessExitCode(int iExitCode)

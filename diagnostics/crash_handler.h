@@ -33,6 +33,12 @@ void EnableProgramRestart(bool bEnable);
 void SetCrashEvent(CWinEvent* pEvent);
 /// 1 at first.
 void SetPosixExceptionProcessExitCode(int iExitCode);
+/// Called once as the last step of a crash's delivery, before the end or the restart: for a log
+/// that has lines in memory. It runs in a signal handler, on any thread, under the time limit, also
+/// when the logger's step hung or crashed, or when the crash interrupted the log itself: system
+/// calls only, no lock without a limit, no allocation. A forked child that crashes calls it too. A
+/// report that ends nothing (ReportException()) does not. Null for none; may be set at any time.
+void SetCrashLogWriter(void (*pfnWrite)());
 /// From the crash to the end, at most; 10000 at first. At half of it, a report that hangs in one
 /// place is delivered to the remaining ones.
 void SetCrashTimeLimit(int iMilliseconds);

@@ -30,6 +30,7 @@ char g_szLogFile[kMostBytes];
 char g_szFolder[kMostBytes];
 int g_iFolderLength = 0; // in characters
 CWinEvent* g_pEvent = nullptr;
+std::atomic<void (*)()> g_pfnWriteLog{nullptr};
 
 /// Returns the characters taken.
 int SetPath(char (&szPath)[kMostBytes], const wchar_t* wszPath, int iMostLength)
@@ -150,8 +151,17 @@ void ToEvent(const char*, int, const mu::STimeComponents&)
     }
 }
 
-constexpr void (*kSteps[])(const char*, int, const mu::STimeComponents&) = {
-    ToStandardOutput, ToLogger, ToLogFile, ToDatedFile, ToEvent};
+void WriteLog(const char*, int, const mu::STimeComponents&)
+{
+    if (const auto pfnWrite = g_pfnWriteLog.load(); pfnWrite != nullptr)
+    {
+        pfnWrite();
+    }
+}
+
+using Step = void (*)(const char*, int, const mu::STimeComponents&);
+constexpr Step kSteps[] = {ToStandardOutput, ToLogger, ToLogFile, ToDatedFile, ToEvent, WriteLog};
+constexpr std::size_t kStepsOfAnyReport = 4; // the others are a crash's
 
 } // namespace
 
@@ -175,12 +185,24 @@ bool HasExceptionEvent()
     return g_pEvent != nullptr;
 }
 
+void SetExceptionLogWriter(void (*pfnWrite)())
+{
+    g_pfnWriteLog = pfnWrite;
+}
+
 void CExceptionDelivery::Run(const char* szReport, int iLength, const mu::STimeComponents& time)
 {
-    // The event is the last.
-    const std::size_t uSteps = std::size(kSteps) - (m_bToEvent ? 0 : 1);
+    const std::size_t uSteps = m_bOfCrash ? std::size(kSteps) : kStepsOfAnyReport;
     for (std::size_t u = 0; (u = m_uNextStep.fetch_add(1)) < uSteps;)
     {
         kSteps[u](szReport, iLength, time);
+    }
+}
+
+void CExceptionDelivery::SkipToLogWriter()
+{
+    if (m_uNextStep.exchange(std::size(kSteps)) < std::size(kSteps))
+    {
+        WriteLog(nullptr, 0, {});
     }
 }

@@ -14,20 +14,24 @@ void SetExceptionLogFile(const wchar_t* wszPath);
 void SetExceptionFilesFolder(const wchar_t* wszPath);
 void SetExceptionEvent(CWinEvent* pEvent);
 bool HasExceptionEvent();
+void SetExceptionLogWriter(void (*pfnWrite)());
 
-/// The delivery of one report: standard output, logger, log file, dated file, event. Each step
-/// fails for itself alone, and is taken by the first thread or handler that comes to it: when one
-/// hangs in a step, another one's Run() does the rest. Allocates nothing.
+/// The delivery of one report: standard output, logger, log file, dated file; of a crash's also
+/// the event and, last, the log writer. Each step fails for itself alone, and is taken by the first
+/// thread or handler that comes to it: when one hangs in a step, another one's Run() does the rest.
+/// Allocates nothing.
 class CExceptionDelivery
 {
 public:
-    explicit constexpr CExceptionDelivery(bool bToEvent) : m_bToEvent(bToEvent) {}
+    explicit constexpr CExceptionDelivery(bool bOfCrash) : m_bOfCrash(bOfCrash) {}
 
     /// The report ends with a zero. The time, local, names the dated file.
     void Run(const char* szReport, int iLength, const mu::STimeComponents& time);
+    /// The log writer at once, unless it was called: no other step begins any more.
+    void SkipToLogWriter();
 
 private:
-    const bool m_bToEvent;
+    const bool m_bOfCrash;
     std::atomic<std::size_t> m_uNextStep{0};
 };
 

@@ -98,6 +98,10 @@ void SignalEvent()
     std::thread([] { s_event.Wait(60'000) && ::write(STDOUT_FILENO, "event\n", 6) == 6; }).detach();
 }
 
+// The file of lines, open for the crash's last step.
+int g_iLines = -1;
+bool g_bCrashInWriter = false;
+
 // The crash is a child's, which has only this thread.
 void Fork()
 {
@@ -135,6 +139,7 @@ const std::map<std::string, Action> kOptions = {
     {"fork", Fork},
     {"restart", [] { EnableProgramRestart(true); }},
     {"traces", LeaveTraces},
+    {"writer-crashes", [] { g_bCrashInWriter = true; }},
     {"exit-hangs", [] { std::atexit(SleepForEver); }},
     {"full", [] { ReplaceOutput(true); }},
     {"closed", [] { ReplaceOutput(false); }},
@@ -169,6 +174,15 @@ int main(int iArgs, char** ppArgs)
     SetRootExceptionFilesFolder((wsFolder + L"/dated").c_str());
     SetPosixExceptionProcessExitCode(3);
     SetCrashTimeLimit(60'000);
+    g_iLines = ::open((vArgs[3] + "/lines").c_str(), O_WRONLY | O_CREAT | O_APPEND, 0600);
+    SetCrashLogWriter(
+        []
+        {
+            if (::write(g_iLines, "lines", 5) == 5 && g_bCrashInWriter)
+            {
+                std::abort();
+            }
+        });
 
     Action pAgain = nullptr;
     for (const std::string& strOption : vArgs)

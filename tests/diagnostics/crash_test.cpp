@@ -120,6 +120,7 @@ const SCell kCells[] = {
     {"main worker", "null", kNull, {"null"}, SCell::OnOutput},
     {"main", "null", kNull, {"file"}, SCell::OnOutput},
     {"main", "error", "Wrong" + kThread, {"error"}, SCell::OnOutput},
+    {"main", "null", kNull, {"writer-crashes"}},
     // A step that hangs.
     {"main worker", "null", kNull, {"hold-logger", "short"}},
     {"main", "null", kNull, {"fork", "hold-logger", "short"}},
@@ -181,6 +182,7 @@ public:
         const std::string strReport = "Cell 1.0 time\r\n" + m_cell.m_strReport;
         EXPECT_EQ(Plain(strOutput),
                   m_cell.m_eWhere == SCell::InFiles ? "" : strReport + "\r\n" + m_cell.m_strAfter);
+        EXPECT_EQ(ReadFile(m_folder.Path("lines")), "lines") << "written last, and once";
         if (m_cell.m_strCrash == "heap")
         {
             return; // the logger may find the heap damaged again, which ends all at once
