@@ -15,10 +15,10 @@ public:
 
     ~CCopyStreamThread() = default;
 
+    int ThreadMain(void* pParam) override;
+
 private:
     CCopyStreamThread(IStreamReader* psrReader, IStreamWriter* pswWriter);
-
-    int ThreadMain(void* pParam) override;
 
     IStreamReader* const m_psrReader;
     IStreamWriter* const m_pswWriter;

@@ -90,6 +90,8 @@ public:
     void SaveLog(bool bDayEnd);
     /// The recordings' directory may have moved: goes on in the file there.
     void HandleConfigurationChange();
+    /// The change itself, on the calling thread.
+    void TimeToHandleConfigChange();
 
     // The scheduler's tasks; the context is the log, to which each task has a reference.
     static void TimeToSaveLog(IScheduler* pScheduler, void* pContext, int iParameter,
@@ -98,15 +100,15 @@ public:
                                          bool& bReserved);
     static void TaskCancelled(IScheduler* pScheduler, void* pContext, int iParameter);
 
-protected:
-    CDailyDebugLog();
-    ~CDailyDebugLog();
-
     /// Cancels the tasks, ends the registration with the clock, waits for a task that runs on
     /// another thread and gives everything back; what was not flushed is lost. A derived class
     /// calls it in its destructor, where the Release() that cancelled tasks need still exists.
     /// Logging is harmless then and adds nothing. Not to be called inside a flush.
     void ReleaseResources();
+
+protected:
+    CDailyDebugLog();
+    ~CDailyDebugLog();
 
 private:
     struct SSchedulerReleaser
@@ -117,7 +119,6 @@ private:
 
     static constexpr int kLineBlockSize = 1024;
 
-    void TimeToHandleConfigChange();
     bool AddBlock(const char* pText, int iLength, int iRoom, bool bAddNewLine,
                   const char*& szState);
     bool IsContentLarge();

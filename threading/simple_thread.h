@@ -18,6 +18,9 @@ public:
     CSimpleThread(const CSimpleThread&) = delete;
     CSimpleThread& operator=(const CSimpleThread&) = delete;
 
+    /// The thread's body. An exception that leaves it ends the thread, and is logged.
+    virtual int ThreadMain(void* pParam) = 0;
+
     /// Starts a thread that calls ThreadMain(pParam). The name (null is "") shows in reports. Gives
     /// the thread's id, 0 for none, if pdwThreadID is not null. False when the system gives no
     /// thread or memory: GetLastError() tells why, and nothing else changes.
@@ -41,9 +44,6 @@ protected:
     /// Throws std::bad_alloc without memory.
     CSimpleThread();
     ~CSimpleThread();
-
-    /// The thread's body. An exception that leaves it ends the thread, and is logged.
-    virtual int ThreadMain(void* pParam) = 0;
 
 private:
     /// What pthread_create() calls.

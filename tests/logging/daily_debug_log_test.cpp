@@ -116,7 +116,6 @@ public:
         iReferences == 0 ? delete this : void();
         return iReferences;
     }
-    using CDailyDebugLog::ReleaseResources;
     /// The file of a day of 2024, which is given as in "02 February/29".
     fs::path Path(const std::string& strDay) const
     {
