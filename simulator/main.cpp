@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include "console/descriptors.h"
+#include "diagnostics/build_id.h"
 #include "diagnostics/crash_handler.h"
 #include "simulator/arguments.h"
 #include "simulator/http_server.h"
@@ -43,7 +44,8 @@ int main(int argc, char* argv[])
 {
     OpenStandardDescriptors();
     SetPosixExceptionProcessExitCode(kExitCrashed);
-    SetPosixExceptionHandler("zor-recorder-sim", ZOR_VERSION, nullptr, 0, nullptr);
+    SetPosixExceptionHandler("zor-recorder-sim", mu::GetVersionWithBuildID(ZOR_VERSION), nullptr, 0,
+                             nullptr);
     std::signal(SIGPIPE, SIG_IGN); // a console that leaves is an error of write()
 
     SArguments arguments;
