@@ -1,8 +1,11 @@
 #ifndef ZOR_XML_BYTE_BLOCK_H
 #define ZOR_XML_BYTE_BLOCK_H
 
-// Internal to parser and writer: a few bytes of text at once. Both forms do the same; the one with
-// SSE2 instructions, which every 64-bit x86 has, is more than twice as fast there.
+// Internal to parser and writer: a few bytes of text at once, in one form for each kind of
+// processor. All do the same; this is the only file with instructions of one processor.
+//
+// Comparisons give matches, which "|" joins. First() is the place of the first match and exact;
+// kSize if there is none. What matches say of the bytes behind it may be wrong.
 
 #include <bit>
 #include <cstddef>
@@ -11,14 +14,18 @@
 
 #if defined(__SSE2__)
 #include <emmintrin.h>
+#elif defined(__ARM_NEON)
+#include <arm_neon.h>
 #endif
 
-/// In a mask the first match is exact; what is set behind it may be wrong.
+/// A machine word of bytes, for any processor whose words begin with their lowest byte.
 class CPortableByteBlock
 {
 public:
-    using TMask = std::uint64_t;
-    static constexpr std::ptrdiff_t kSize = 8;
+    using TMatches = std::size_t;
+    static constexpr std::ptrdiff_t kSize = sizeof(std::size_t);
+    /// Whether a block of wide units takes less than a loop over them.
+    static constexpr bool kPacksUnits = false;
 
     explicit CPortableByteBlock(const char* p) { std::memcpy(&m_uBytes, p, kSize); }
     /// Of kSize wide units. Those that are not ASCII become bytes of which HighBits() or Equal(0)
@@ -28,17 +35,17 @@ public:
         for (int i = 0; i < kSize; ++i)
         {
             const auto uUnit = static_cast<std::uint32_t>(p[i]);
-            m_uBytes |= std::uint64_t{uUnit < 0x80 ? uUnit : 0x80} << (8 * i);
+            m_uBytes |= std::size_t{uUnit < 0x80 ? uUnit : 0x80} << (8 * i);
         }
     }
 
-    TMask HighBits() const { return m_uBytes & kHighBits; }
-    TMask Below(unsigned char uLimit) const { return Below(m_uBytes, uLimit); }
-    TMask Equal(char ch) const
+    TMatches HighBits() const { return m_uBytes & kHighBits; }
+    TMatches Below(unsigned char uLimit) const { return Below(m_uBytes, uLimit); }
+    TMatches Equal(char ch) const
     {
         return Below(m_uBytes ^ (kOnes * static_cast<unsigned char>(ch)), 1);
     }
-    static std::ptrdiff_t First(TMask uMask) { return std::countr_zero(uMask) / 8; }
+    static std::ptrdiff_t First(TMatches matches) { return std::countr_zero(matches) / 8; }
 
     void Store(char* pOut) const { std::memcpy(pOut, &m_uBytes, kSize); }
     void Widen(wchar_t* pOut) const
@@ -51,24 +58,26 @@ public:
 
 private:
     static_assert(std::endian::native == std::endian::little);
-    static constexpr std::uint64_t kOnes = 0x0101010101010101U;
-    static constexpr std::uint64_t kHighBits = 0x8080808080808080U;
+    static constexpr std::size_t kOnes = static_cast<std::size_t>(0x0101010101010101U);
+    static constexpr std::size_t kHighBits = kOnes << 7;
 
-    static TMask Below(std::uint64_t uBytes, unsigned char uLimit)
+    static TMatches Below(std::size_t uBytes, unsigned char uLimit)
     {
         return (uBytes - kOnes * uLimit) & ~uBytes & kHighBits;
     }
 
-    std::uint64_t m_uBytes = 0;
+    std::size_t m_uBytes = 0;
 };
 
 #if defined(__SSE2__)
 
+/// 16 bytes on x86; every 64-bit one has these instructions.
 class CSse2ByteBlock
 {
 public:
-    using TMask = unsigned int;
+    using TMatches = __m128i; // in the highest bit of each byte
     static constexpr std::ptrdiff_t kSize = 16;
+    static constexpr bool kPacksUnits = true;
 
     explicit CSse2ByteBlock(const char* p)
         : m_bytes(_mm_loadu_si128(reinterpret_cast<const __m128i*>(p)))
@@ -83,14 +92,18 @@ public:
                                    _mm_packs_epi32(Units(2), Units(3)));
     }
 
-    TMask HighBits() const { return Mask(m_bytes); }
-    TMask Below(unsigned char uLimit) const
+    TMatches HighBits() const { return m_bytes; }
+    TMatches Below(unsigned char uLimit) const
     {
         const __m128i last = _mm_set1_epi8(static_cast<char>(uLimit - 1));
-        return Mask(_mm_cmpeq_epi8(_mm_min_epu8(m_bytes, last), m_bytes));
+        return _mm_cmpeq_epi8(_mm_min_epu8(m_bytes, last), m_bytes);
     }
-    TMask Equal(char ch) const { return Mask(_mm_cmpeq_epi8(m_bytes, _mm_set1_epi8(ch))); }
-    static std::ptrdiff_t First(TMask uMask) { return std::countr_zero(uMask); }
+    TMatches Equal(char ch) const { return _mm_cmpeq_epi8(m_bytes, _mm_set1_epi8(ch)); }
+    static std::ptrdiff_t First(TMatches matches)
+    {
+        return std::countr_zero(static_cast<unsigned int>(_mm_movemask_epi8(matches)) |
+                                1U << kSize);
+    }
 
     void Store(char* pOut) const { _mm_storeu_si128(reinterpret_cast<__m128i*>(pOut), m_bytes); }
     void Widen(wchar_t* pOut) const
@@ -106,17 +119,75 @@ public:
     }
 
 private:
-    static TMask Mask(__m128i bytes) { return static_cast<TMask>(_mm_movemask_epi8(bytes)); }
-
     __m128i m_bytes;
 };
 
-using CByteBlock = CSse2ByteBlock;
+#elif defined(__ARM_NEON)
 
-#else
+/// 16 bytes on ARM processors that have NEON.
+class CNeonByteBlock
+{
+public:
+    using TMatches = uint8x16_t; // in the highest bit of each byte
+    static constexpr std::ptrdiff_t kSize = 16;
+    static constexpr bool kPacksUnits = true;
 
+    explicit CNeonByteBlock(const char* p)
+        : m_bytes(vld1q_u8(reinterpret_cast<const std::uint8_t*>(p)))
+    {
+    }
+
+    explicit CNeonByteBlock(const wchar_t* p)
+    {
+        const auto Units = [p](int i)
+        { return vqmovn_u32(vld1q_u32(reinterpret_cast<const std::uint32_t*>(p) + 4 * i)); };
+        m_bytes = vcombine_u8(vqmovn_u16(vcombine_u16(Units(0), Units(1))),
+                              vqmovn_u16(vcombine_u16(Units(2), Units(3))));
+    }
+
+    TMatches HighBits() const { return m_bytes; }
+    TMatches Below(unsigned char uLimit) const { return vcltq_u8(m_bytes, vdupq_n_u8(uLimit)); }
+    TMatches Equal(char ch) const
+    {
+        return vceqq_u8(m_bytes, vdupq_n_u8(static_cast<std::uint8_t>(ch)));
+    }
+    static std::ptrdiff_t First(TMatches matches)
+    {
+        // Four bits for each byte, in two words: counting the zeros of a 64-bit number is a
+        // function call on 32-bit ARM.
+        const auto spread = vreinterpretq_u16_s8(vshrq_n_s8(vreinterpretq_s8_u8(matches), 7));
+        const auto nibbles = vreinterpret_u32_u8(vshrn_n_u16(spread, 4));
+        const std::uint32_t uLow = vget_lane_u32(nibbles, 0);
+        return uLow != 0 ? std::countr_zero(uLow) / 4
+                         : 8 + std::countr_zero(vget_lane_u32(nibbles, 1)) / 4;
+    }
+
+    void Store(char* pOut) const { vst1q_u8(reinterpret_cast<std::uint8_t*>(pOut), m_bytes); }
+    void Widen(wchar_t* pOut) const
+    {
+        auto* const p = reinterpret_cast<std::uint32_t*>(pOut);
+        const uint16x8_t low = vmovl_u8(vget_low_u8(m_bytes));
+        const uint16x8_t high = vmovl_u8(vget_high_u8(m_bytes));
+        vst1q_u32(p, vmovl_u16(vget_low_u16(low)));
+        vst1q_u32(p + 4, vmovl_u16(vget_high_u16(low)));
+        vst1q_u32(p + 8, vmovl_u16(vget_low_u16(high)));
+        vst1q_u32(p + 12, vmovl_u16(vget_high_u16(high)));
+    }
+
+private:
+    uint8x16_t m_bytes;
+};
+
+#endif
+
+#if defined(ZOR_PORTABLE_BYTE_BLOCK)
 using CByteBlock = CPortableByteBlock;
-
+#elif defined(__SSE2__)
+using CByteBlock = CSse2ByteBlock;
+#elif defined(__ARM_NEON)
+using CByteBlock = CNeonByteBlock;
+#else
+using CByteBlock = CPortableByteBlock;
 #endif
 
 #endif

@@ -119,6 +119,8 @@ public:
 
     std::wstring_view GetName() const { return m_name.View(); }
     std::wstring_view GetText() const { return m_text.View(); }
+    const STreeText& NameInTree() const { return m_name; }
+    const STreeText& TextInTree() const { return m_text; }
     const CNodeAttributesMap& GetAttributes() const { return m_attributes; }
     const CVariablesSubTreesVector& GetChildren() const { return m_children; }
     CVariablesTree* GetTree() const { return m_pTree; }

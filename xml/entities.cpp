@@ -54,7 +54,8 @@ std::size_t SUnEscapeXMLText::Decode(const TChar* pText, const TChar* pEnd, std:
         for (const SNamedEntity& entity : kNamedEntities)
         {
             const std::string_view strName = entity.m_strAfterAmpersand;
-            if (static_cast<std::size_t>(pEnd - pName) >= strName.size() &&
+            if (*pName == TChar(strName.front()) &&
+                static_cast<std::size_t>(pEnd - pName) >= strName.size() &&
                 std::equal(strName.begin(), strName.end(), pName,
                            [](char chName, TChar ch) { return TChar(chName) == ch; }))
             {

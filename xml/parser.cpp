@@ -26,16 +26,21 @@ class CDocumentParser
 public:
     CDocumentParser(CVariablesTree& tree, CTreeArena& arena, const TChar* pText,
                     std::size_t uLength)
-        : m_tree(tree), m_arena(arena), m_scan(arena, pText, pText + uLength)
+        : m_tree(tree), m_arena(arena), m_pText(pText), m_scan(arena, pText + uLength)
     {
+        m_vecOpen.reserve(kUsualDepth);
+        m_vecChildren.reserve(kUsualChildren);
+        m_vecTexts.reserve(kUsualDepth);
     }
 
     /// The root, or null where the text is not a document.
     CVariablesSubTree* Run()
     {
-        while (m_scan.SkipSpace())
+        const TChar* p = m_pText;
+        while ((p = m_scan.SkipSpace(p)) != nullptr)
         {
-            if (!(*m_scan.m_p == TChar('<') ? ReadTag() : ReadText()))
+            p = *p == TChar('<') ? ReadTag(p + 1) : ReadText(p);
+            if (p == nullptr)
             {
                 return nullptr;
             }
@@ -44,6 +49,10 @@ public:
     }
 
 private:
+    // What the stacks hold without growing.
+    static constexpr std::size_t kUsualDepth = 8;
+    static constexpr std::size_t kUsualChildren = 32;
+
     /// An element whose closing tag is to come. What was found inside it so far are the tops of
     /// the stacks of children and texts.
     struct SOpenElement
@@ -55,94 +64,90 @@ private:
         std::size_t m_uFirstText;
     };
 
-    bool ReadText()
+    // Each of these reads from p on and returns the place behind what it read, or null.
+
+    const TChar* ReadText(const TChar* p)
     {
         if (m_vecOpen.empty())
         {
-            return false;
+            return nullptr;
         }
         STreeText text;
-        if (!m_scan.Read(xml_scan::SCharEnd{'<'}, text))
+        p = m_scan.Read(p, xml_scan::SCharEnd{'<'}, text);
+        if (p != nullptr)
         {
-            return false;
+            m_vecTexts.push_back(text);
         }
-        m_vecTexts.push_back(text);
-        return true;
+        return p;
     }
 
-    bool ReadTag()
+    const TChar* ReadTag(const TChar* p)
     {
-        ++m_scan.m_p;
-        if (m_scan.m_p == m_scan.m_pEnd)
+        if (p == m_scan.m_pEnd)
         {
-            return false;
+            return nullptr;
         }
-        switch (*m_scan.m_p)
+        switch (*p)
         {
         case TChar('/'):
-            return ReadClosingTag();
+            return ReadClosingTag(p + 1);
         case TChar('?'):
-            return ReadDeclaration();
+            return ReadDeclaration(p);
         default:
-            return ReadOpeningTag();
+            return ReadOpeningTag(p);
         }
     }
 
-    bool ReadDeclaration()
+    const TChar* ReadDeclaration(const TChar* p)
     {
         STreeText name;
-        if (!m_scan.Read(xml_scan::STagNameEnd{}, name) || !m_scan.ReadAttributes(TChar('?')))
+        p = m_scan.Read(p, xml_scan::STagNameEnd{}, name);
+        p = p != nullptr ? m_scan.ReadAttributes(p, TChar('?')) : nullptr;
+        if (p == nullptr)
         {
-            return false;
+            return nullptr;
         }
         m_tree.EnableXMLHeaderTag(true);
-        if (m_scan.m_pEnd - m_scan.m_p < 2 || m_scan.m_p[0] != TChar('?') ||
-            m_scan.m_p[1] != TChar('>'))
-        {
-            return false;
-        }
-        m_scan.m_p += 2;
-        return true;
+        const bool bEnded = m_scan.m_pEnd - p >= 2 && p[0] == TChar('?') && p[1] == TChar('>');
+        return bEnded ? p + 2 : nullptr;
     }
 
-    bool ReadOpeningTag()
+    const TChar* ReadOpeningTag(const TChar* p)
     {
-        const TChar* const pName = m_scan.m_p;
-        STreeText name;
-        if (!m_scan.Read(xml_scan::STagNameEnd{}, name) || name.m_uLength == 0 ||
-            (m_vecOpen.empty() && m_pRoot != nullptr))
+        if (m_vecOpen.empty() && m_pRoot != nullptr)
         {
-            return false;
+            return nullptr;
         }
-        const auto uNameLength = static_cast<std::size_t>(m_scan.m_p - pName);
-
+        const TChar* const pName = p;
         CVariablesSubTree* const pElement = NewElement();
-        pElement->m_name = name;
-        if (!m_scan.ReadAttributes(TChar(0)))
+        p = m_scan.Read(p, xml_scan::STagNameEnd{}, pElement->m_name);
+        if (p == nullptr || p == pName)
         {
-            return false;
+            return nullptr;
         }
-        StoreAttributes(*pElement);
-
-        if (*m_scan.m_p == TChar('/'))
+        const auto uNameLength = static_cast<std::size_t>(p - pName);
+        if (*p != TChar('>')) // most elements have no attributes
         {
-            ++m_scan.m_p;
-            if (m_scan.m_p == m_scan.m_pEnd || *m_scan.m_p != TChar('>'))
+            p = m_scan.ReadAttributes(p, TChar(0));
+            if (p == nullptr)
             {
-                return false;
+                return nullptr;
             }
+            StoreAttributes(*pElement);
         }
-        else if (*m_scan.m_p == TChar('>'))
+
+        if (*p == TChar('/'))
         {
-            m_vecOpen.push_back(
-                {pElement, pName, uNameLength, m_vecChildren.size(), m_vecTexts.size()});
+            ++p;
+            return p != m_scan.m_pEnd && *p == TChar('>') ? p + 1 : nullptr;
         }
-        else
+        if (*p != TChar('>'))
         {
-            return false;
+            return nullptr;
         }
-        ++m_scan.m_p;
-        return true;
+        m_vecOpen.push_back(
+            {pElement, pName, uNameLength, m_vecChildren.size(), m_vecTexts.size()});
+        return p + 1;
     }
 
     CVariablesSubTree* NewElement()
@@ -175,25 +180,23 @@ private:
         }
     }
 
-    bool ReadClosingTag()
+    const TChar* ReadClosingTag(const TChar* p)
     {
         if (m_vecOpen.empty())
         {
-            return false;
+            return nullptr;
         }
         const SOpenElement open = m_vecOpen.back();
-        const TChar* const pName = m_scan.m_p + 1;
-        if (static_cast<std::size_t>(m_scan.m_pEnd - pName) <= open.m_uNameLength ||
-            std::memcmp(pName, open.m_pName, open.m_uNameLength * sizeof(TChar)) != 0 ||
-            pName[open.m_uNameLength] != TChar('>'))
+        if (static_cast<std::size_t>(m_scan.m_pEnd - p) <= open.m_uNameLength ||
+            std::memcmp(p, open.m_pName, open.m_uNameLength * sizeof(TChar)) != 0 ||
+            p[open.m_uNameLength] != TChar('>'))
         {
-            return false;
+            return nullptr;
         }
-        m_scan.m_p = pName + open.m_uNameLength + 1;
         StoreChildren(open);
         StoreText(open);
         m_vecOpen.pop_back();
-        return true;
+        return p + open.m_uNameLength + 1;
     }
 
     void StoreChildren(const SOpenElement& open)
@@ -218,17 +221,15 @@ private:
         {
             return;
         }
-        if (uTexts == 1)
-        {
-            open.m_pElement->m_text = m_vecTexts.back();
-        }
-        else
+        if (uTexts > 1)
         {
             JoinTexts(open);
         }
-        m_vecTexts.resize(open.m_uFirstText);
+        open.m_pElement->m_text = m_vecTexts.back();
+        m_vecTexts.pop_back();
     }
 
+    /// Puts the element's texts in the place of one.
     void JoinTexts(const SOpenElement& open)
     {
         std::size_t uLength = 0;
@@ -242,11 +243,13 @@ private:
         {
             pWrite = std::copy_n(m_vecTexts[i].m_pText, m_vecTexts[i].m_uLength, pWrite);
         }
-        open.m_pElement->m_text = {pJoined, static_cast<std::uint32_t>(uLength), 0};
+        m_vecTexts.resize(open.m_uFirstText);
+        m_vecTexts.push_back({pJoined, static_cast<std::uint32_t>(uLength), 0});
     }
 
     CVariablesTree& m_tree;
     CTreeArena& m_arena;
+    const TChar* const m_pText;
     CTagScanner<TChar> m_scan;
     CVariablesSubTree* m_pRoot = nullptr;
     std::vector<SOpenElement> m_vecOpen;
@@ -261,7 +264,7 @@ bool CVariablesTree::Parse(const TChar* pText, std::size_t uLength)
     {
         return false; // a text's length has 32 bits
     }
-    auto pArena = std::make_unique<CTreeArena>(uLength * sizeof(wchar_t));
+    auto pArena = std::make_unique<CTreeArena>(uLength);
     CVariablesSubTree* const pRoot = CDocumentParser<TChar>(*this, *pArena, pText, uLength).Run();
     if (pRoot == nullptr)
     {
@@ -291,7 +294,9 @@ bool CVariablesTree::FromUTF8(const char* szXML, int iLength)
         return false;
     }
     // As in wide text, a NUL ends it.
-    const std::size_t uLength = strnlen(szXML, static_cast<std::size_t>(iLength));
+    const void* const pNul = std::memchr(szXML, '\0', static_cast<std::size_t>(iLength));
+    const auto uLength = static_cast<std::size_t>(
+        pNul != nullptr ? static_cast<const char*>(pNul) - szXML : iLength);
     if (Parse(szXML, uLength))
     {
         return true;
@@ -356,9 +361,9 @@ bool CNodeAttributesMap::Parse(const wchar_t** ppos, wchar_t chEnd)
     for (std::size_t uWindow = kFirstWindow;; uWindow *= 2)
     {
         const std::size_t uLength = wcsnlen(*ppos, uWindow);
-        CTreeArena arena(uLength * sizeof(wchar_t));
-        CTagScanner<wchar_t> scan(arena, *ppos, *ppos + uLength);
-        if (scan.ReadAttributes(chEnd))
+        CTreeArena arena(uLength);
+        CTagScanner<wchar_t> scan(arena, *ppos + uLength);
+        if (const wchar_t* const pListEnd = scan.ReadAttributes(*ppos, chEnd))
         {
             CNodeAttributesMap parsed;
             for (const SNodeAttribute& attribute : scan.m_vecAttributes)
@@ -366,7 +371,7 @@ bool CNodeAttributesMap::Parse(const wchar_t** ppos, wchar_t chEnd)
                 parsed.Set(attribute.m_name.View(), attribute.m_value.View());
             }
             Add(parsed, false);
-            *ppos = scan.m_p;
+            *ppos = pListEnd;
             return true;
         }
         if (uLength < uWindow)

@@ -9,90 +9,97 @@
 #include "xml/attributes_map.h"
 #include "xml/text_scanner.h"
 
-/// A cursor over the input, with the steps that tags are made of. Each step returns false where
-/// the text does not go on as it must.
+/// The steps that tags are made of. Each takes the place in the text where it begins and returns
+/// the place where it ended, or null where the text does not go on as it must. The place is passed
+/// and never kept in a member: the compiler could not hold that in a register.
 template <class TChar>
 class CTagScanner
 {
 public:
-    CTagScanner(CTreeArena& arena, const TChar* pText, const TChar* pEnd)
-        : m_p(pText), m_pEnd(pEnd), m_arena(arena)
+    CTagScanner(CTreeArena& arena, const TChar* pEnd) : m_pEnd(pEnd), m_arena(arena)
     {
+        m_vecAttributes.reserve(kFewAttributes);
     }
 
-    const TChar* m_p;
     const TChar* const m_pEnd;
     /// What ReadAttributes() found, in order, each name once; the texts lie in the arena.
     std::vector<SNodeAttribute> m_vecAttributes;
 
-    bool SkipSpace()
+    const TChar* SkipSpace(const TChar* p) const
     {
-        while (m_p != m_pEnd && xml_scan::IsIn(*m_p, xml_scan::kSpace))
+        for (; p != m_pEnd; ++p)
         {
-            ++m_p;
+            if (!xml_scan::IsIn(*p, xml_scan::kSpace))
+            {
+                return p;
+            }
         }
-        return m_p != m_pEnd;
+        return nullptr;
     }
 
     template <class TEnd>
-    bool Read(TEnd end, STreeText& piece)
+    const TChar* Read(const TChar* p, TEnd end, STreeText& piece)
     {
-        return xml_scan::ReadPiece(m_p, m_pEnd, m_arena, end, piece);
+        return xml_scan::ReadPiece(p, m_pEnd, m_arena, end, piece);
     }
 
     /// Reads attributes up to "/", ">" or chEnd, where the cursor stays.
-    bool ReadAttributes(TChar chEnd)
+    const TChar* ReadAttributes(const TChar* p, TChar chEnd)
     {
         m_vecAttributes.clear();
         bool bAscending = true;
-        if (!SkipSpace())
+        while ((p = SkipSpace(p)) != nullptr && *p != TChar('/') && *p != TChar('>') && *p != chEnd)
         {
-            return false;
-        }
-        while (*m_p != TChar('/') && *m_p != TChar('>') && *m_p != chEnd)
-        {
-            SNodeAttribute attribute;
-            if (!Read(xml_scan::SAttributeNameEnd{}, attribute.m_name) || !SkipSpace() ||
-                *m_p != TChar('='))
+            SNodeAttribute& attribute = m_vecAttributes.emplace_back();
+            p = ReadAttribute(p, attribute);
+            if (p == nullptr)
             {
-                return false;
+                return nullptr;
             }
-            ++m_p;
-            if (!SkipSpace() || (*m_p != TChar('"') && *m_p != TChar('\'')))
-            {
-                return false;
-            }
-            const char chQuote = static_cast<char>(*m_p);
-            ++m_p;
-            if (!Read(xml_scan::SCharEnd{chQuote}, attribute.m_value))
-            {
-                return false;
-            }
-            ++m_p;
             bAscending = bAscending &&
-                         (m_vecAttributes.empty() || IsBefore(m_vecAttributes.back(), attribute));
-            m_vecAttributes.push_back(attribute);
-            if (!SkipSpace())
-            {
-                return false;
-            }
+                         (m_vecAttributes.size() == 1 || IsBefore(*(&attribute - 1), attribute));
         }
         if (!bAscending)
         {
             SortKeepingFirsts();
         }
-        return true;
+        return p;
     }
 
 private:
+    static constexpr std::size_t kFewAttributes = 8;
+
     static bool IsBefore(const SNodeAttribute& a, const SNodeAttribute& b)
     {
         return IsTextBefore(a.m_name.View(), b.m_name.View());
     }
 
+    const TChar* ReadAttribute(const TChar* p, SNodeAttribute& attribute)
+    {
+        p = Read(p, xml_scan::SAttributeNameEnd{}, attribute.m_name);
+        if (p == nullptr || (p = SkipSpace(p)) == nullptr || *p != TChar('=') ||
+            (p = SkipSpace(p + 1)) == nullptr || (*p != TChar('"') && *p != TChar('\'')))
+        {
+            return nullptr;
+        }
+        p = Read(p + 1, xml_scan::SCharEnd{static_cast<char>(*p)}, attribute.m_value);
+        return p != nullptr ? p + 1 : nullptr;
+    }
+
     void SortKeepingFirsts()
     {
-        std::stable_sort(m_vecAttributes.begin(), m_vecAttributes.end(), IsBefore);
+        if (m_vecAttributes.size() <= kFewAttributes)
+        {
+            const auto first = m_vecAttributes.begin();
+            for (auto it = first; it != m_vecAttributes.end(); ++it)
+            {
+                std::rotate(std::upper_bound(first, it, *it, IsBefore), it, it + 1);
+            }
+        }
+        else
+        {
+            std::stable_sort(m_vecAttributes.begin(), m_vecAttributes.end(), IsBefore);
+        }
         m_vecAttributes.erase(std::unique(m_vecAttributes.begin(), m_vecAttributes.end(),
                                           [](const SNodeAttribute& a, const SNodeAttribute& b)
                                           { return a.m_name.View() == b.m_name.View(); }),

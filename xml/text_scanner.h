@@ -47,11 +47,12 @@ bool IsIn(TChar ch, ECharClass eClass)
     return uUnit < kCharClasses.size() && (kCharClasses[uUnit] & eClass) != 0;
 }
 
-/// What ends a piece of the text. Mask() may point out more bytes than IsEnd() accepts.
+/// What ends a piece of the text. Matches() may point out more bytes than IsEnd() accepts.
 struct STagNameEnd
 {
     static constexpr bool kEntities = false;
-    static auto Mask(const auto& block)
+    static constexpr char m_chEnd = '\0';
+    static auto Matches(const auto& block)
     {
         return block.Below(' ' + 1) | block.Equal('/') | block.Equal('>');
     }
@@ -65,7 +66,8 @@ struct STagNameEnd
 struct SAttributeNameEnd
 {
     static constexpr bool kEntities = false;
-    static auto Mask(const auto& block) { return block.Below(' ' + 1) | block.Equal('='); }
+    static constexpr char m_chEnd = '\0';
+    static auto Matches(const auto& block) { return block.Below(' ' + 1) | block.Equal('='); }
     template <class TChar>
     static bool IsEnd(TChar ch)
     {
@@ -79,7 +81,7 @@ struct SCharEnd
     static constexpr bool kEntities = true;
     char m_chEnd;
 
-    auto Mask(const auto& block) const { return block.Equal(m_chEnd) | block.Equal('&'); }
+    auto Matches(const auto& block) const { return block.Equal(m_chEnd) | block.Equal('&'); }
     template <class TChar>
     bool IsEnd(TChar ch) const
     {
@@ -87,85 +89,79 @@ struct SCharEnd
     }
 };
 
-/// Copies units that need no attention, from the input to the output, until there is one that may,
-/// or the end of the input, or (in whole blocks) too little room. Both pointers move.
-template <class TEnd>
-inline void CopyPlain(const char*& p, const char* pEnd, wchar_t*& pWrite, const wchar_t* pLimit,
-                      TEnd end)
+/// Copies units that need no attention from p to pWrite, in whole blocks, until there is one that
+/// may need some, or too little input for a block, or no room before pLimit. Writes, but advances
+/// neither pointer, up to a block beyond that. Returns the place where it ended; pWrite moves
+/// along.
+template <class TChar, class TEnd>
+inline const TChar* CopyPlain(const TChar* p, const TChar* pEnd, wchar_t*& pWrite,
+                              const wchar_t* pLimit, TEnd end)
 {
-    while (pEnd - p >= CByteBlock::kSize && pLimit - pWrite >= CByteBlock::kSize)
+    static_assert(CByteBlock::kSize * sizeof(wchar_t) <= CTreeArena::kSpareBytes);
+    wchar_t* pNext = pWrite;
+    std::ptrdiff_t iPlain = CByteBlock::kSize;
+    while (iPlain == CByteBlock::kSize && pEnd - p >= CByteBlock::kSize && pNext < pLimit)
     {
         const CByteBlock block(p);
-        const auto uStops = end.Mask(block) | block.HighBits();
-        block.Widen(pWrite);
-        const std::ptrdiff_t iPlain = uStops != 0 ? CByteBlock::First(uStops) : CByteBlock::kSize;
-        p += iPlain;
-        pWrite += iPlain;
-        if (uStops != 0)
+        auto stops = end.Matches(block) | block.HighBits();
+        if constexpr (sizeof(TChar) > 1)
         {
-            return;
+            stops |= block.Equal('\0');
         }
+        block.Widen(pNext);
+        iPlain = CByteBlock::First(stops);
+        p += iPlain;
+        pNext += iPlain;
     }
+    pWrite = pNext;
+    return p;
 }
 
-template <class TEnd>
-inline void CopyPlain(const wchar_t*& p, const wchar_t* pEnd, wchar_t*& pWrite,
-                      const wchar_t* pLimit, TEnd end)
-{
-    while (p != pEnd && pWrite != pLimit && !end.IsEnd(*p) && !(TEnd::kEntities && *p == L'&'))
-    {
-        *pWrite = *p;
-        ++p;
-        ++pWrite;
-    }
-}
-
-/// The text that is being written at the end of the arena.
+/// The text that is being written at the end of the arena, which it may leave by a block.
 class CArenaText
 {
 public:
-    explicit CArenaText(CTreeArena& arena) : m_arena(arena) { Begin(0); }
+    CArenaText(CTreeArena& arena, wchar_t* pWrite) : m_arena(arena), m_pWrite(pWrite) {}
 
     template <class TChar, class TEnd>
-    void CopyPlain(const TChar*& p, const TChar* pEnd, TEnd end)
+    const TChar* CopyPlain(const TChar* p, const TChar* pEnd, TEnd end)
     {
-        xml_scan::CopyPlain(p, pEnd, m_pWrite, m_pLimit, end);
+        return xml_scan::CopyPlain(p, pEnd, m_pWrite, m_arena.End(), end);
     }
     /// The input that is left bounds what can still come.
     void Put(std::uint32_t uUnit, std::size_t uInputLeft)
     {
-        if (m_pWrite == m_pLimit)
+        if (m_pWrite >= m_arena.End())
         {
-            Grow(uInputLeft);
+            m_pWrite = Grown(m_arena, m_pWrite, uInputLeft);
         }
         *m_pWrite = static_cast<wchar_t>(uUnit);
         ++m_pWrite;
     }
     STreeText Finish()
     {
-        m_arena.Commit(reinterpret_cast<char*>(m_pWrite));
-        return {m_pBegin, static_cast<std::uint32_t>(m_pWrite - m_pBegin), 0};
+        if (m_pWrite > m_arena.End()) [[unlikely]]
+        {
+            m_pWrite = Grown(m_arena, m_pWrite, 0);
+        }
+        wchar_t* const pBegin = m_arena.Next();
+        m_arena.Commit(m_pWrite);
+        return {pBegin, static_cast<std::uint32_t>(m_pWrite - pBegin), 0};
     }
 
 private:
-    void Begin(std::size_t uWritten)
+    /// Static, so that the object need not be in memory.
+    [[gnu::noinline]] static wchar_t* Grown(CTreeArena& arena, const wchar_t* pWrite,
+                                            std::size_t uInputLeft)
     {
-        m_pBegin = reinterpret_cast<wchar_t*>(m_arena.Next());
-        m_pWrite = m_pBegin + uWritten;
-        m_pLimit = reinterpret_cast<wchar_t*>(m_arena.End());
-    }
-    [[gnu::noinline]] void Grow(std::size_t uInputLeft)
-    {
-        const auto uWritten = static_cast<std::size_t>(m_pWrite - m_pBegin);
+        const auto uWritten = static_cast<std::size_t>(pWrite - arena.Next());
         const std::size_t uNeeded = std::min(uWritten * 2 + 32, uWritten + uInputLeft);
-        m_arena.Move(uWritten * sizeof(wchar_t), uNeeded * sizeof(wchar_t));
-        Begin(uWritten);
+        arena.Move(uWritten * sizeof(wchar_t), uNeeded * sizeof(wchar_t));
+        return arena.Next() + uWritten;
     }
 
     CTreeArena& m_arena;
-    wchar_t* m_pBegin = nullptr;
-    wchar_t* m_pWrite = nullptr;
-    wchar_t* m_pLimit = nullptr;
+    wchar_t* m_pWrite;
 };
 
 /// Takes a well-formed sequence (RFC 3629) off the input; false where there is none. Text that
@@ -223,67 +219,102 @@ inline bool IsWellFormedUTF8(const wchar_t*, const wchar_t*)
     return true;
 }
 
+/// Takes the references of one piece, and each "&" that begins none.
+template <class TChar>
+class CReferences
+{
+public:
+    CReferences(const TChar* pEnd, char chPieceEnd) : m_pEnd(pEnd), m_chPieceEnd(chPieceEnd) {}
+
+    /// Returns the place behind the reference at p. Null if it does not end in the piece, or
+    /// swallows what would have to be converted before it is scanned.
+    const TChar* Take(const TChar* p, std::uint32_t& uCode)
+    {
+        const bool bNumeric = m_pEnd - p >= 2 && p[1] == TChar('#');
+        if (!bNumeric) // the others hold nothing that ends a piece
+        {
+            return p + std::max<std::size_t>(m_rule.Decode(p, m_pEnd, uCode), 1);
+        }
+        if (m_pPieceEnd == nullptr)
+        {
+            m_pPieceEnd = std::find(p, m_pEnd, TChar(m_chPieceEnd));
+        }
+        const TChar* const pNext =
+            p + std::max<std::size_t>(m_rule.Decode(p, m_pPieceEnd, uCode), 1);
+        return m_pPieceEnd != m_pEnd && IsWellFormedUTF8(p, pNext) ? pNext : nullptr;
+    }
+
+private:
+    SUnEscapeXMLText m_rule;
+    const TChar* const m_pEnd;
+    const TChar* m_pPieceEnd = nullptr; // found at the first numeric reference
+    const char m_chPieceEnd;
+};
+
 /// Goes on where ReadPiece() met something that is not copied as it is.
 template <class TChar, class TEnd>
-[[gnu::noinline]] bool ReadPieceSlowly(const TChar*& p, const TChar* pEnd, CArenaText text,
-                                       TEnd end, STreeText& piece)
+[[gnu::noinline]] const TChar* ReadPieceSlowly(const TChar* p, const TChar* pEnd, CTreeArena& arena,
+                                               wchar_t* pWrite, TEnd end, STreeText& piece)
 {
-    SUnEscapeXMLText references;
-    const TChar* pPieceEnd = nullptr; // found at the first reference
-    for (; p != pEnd; text.CopyPlain(p, pEnd, end))
+    using TUnit = std::make_unsigned_t<TChar>;
+    CArenaText text(arena, pWrite);
+    CReferences<TChar> references(pEnd, end.m_chEnd);
+    for (; p != pEnd; p = text.CopyPlain(p, pEnd, end))
     {
-        const auto uLeft = static_cast<std::size_t>(pEnd - p);
-        std::uint32_t uUnit = static_cast<std::make_unsigned_t<TChar>>(*p);
-        std::size_t uTaken = 1;
         if (end.IsEnd(*p))
         {
             piece = text.Finish();
-            return true;
+            return p;
         }
-        if constexpr (sizeof(TChar) == 1)
+        do // what is not ASCII comes in runs
         {
-            if (uUnit >= 0x80)
+            const auto uLeft = static_cast<std::size_t>(pEnd - p);
+            std::uint32_t uUnit = static_cast<TUnit>(*p);
+            if constexpr (sizeof(TChar) == 1)
             {
-                if (!TakeSequence(p, pEnd, uUnit))
+                if (uUnit >= 0x80)
                 {
-                    return false;
-                }
-                uTaken = 0;
-            }
-        }
-        if constexpr (TEnd::kEntities)
-        {
-            if (uUnit == '&')
-            {
-                pPieceEnd =
-                    pPieceEnd != nullptr ? pPieceEnd : std::find(p, pEnd, TChar(end.m_chEnd));
-                uTaken = std::max<std::size_t>(references.Decode(p, pPieceEnd, uUnit), 1);
-                if (pPieceEnd == pEnd || !IsWellFormedUTF8(p, p + uTaken))
-                {
-                    return false;
+                    if (!TakeSequence(p, pEnd, uUnit))
+                    {
+                        return nullptr;
+                    }
+                    text.Put(uUnit, uLeft);
+                    continue;
                 }
             }
-        }
-        text.Put(uUnit, uLeft);
-        p += uTaken;
+            const TChar* pNext = p + 1;
+            if constexpr (TEnd::kEntities)
+            {
+                if (uUnit == '&')
+                {
+                    pNext = references.Take(p, uUnit);
+                    if (pNext == nullptr)
+                    {
+                        return nullptr;
+                    }
+                }
+            }
+            text.Put(uUnit, uLeft);
+            p = pNext;
+        } while (p != pEnd && static_cast<TUnit>(*p) >= 0x80);
     }
-    return false;
+    return nullptr;
 }
 
-/// Reads a piece of text from p to its end, where p stays. False when the input ends first, and
+/// Reads a piece of text from p to its end and returns that. Null when the input ends first, and
 /// where narrow input would have to be converted before it is scanned.
 template <class TChar, class TEnd>
-inline bool ReadPiece(const TChar*& p, const TChar* pEnd, CTreeArena& arena, TEnd end,
-                      STreeText& piece)
+inline const TChar* ReadPiece(const TChar* p, const TChar* pEnd, CTreeArena& arena, TEnd end,
+                              STreeText& piece)
 {
-    CArenaText text(arena);
-    text.CopyPlain(p, pEnd, end);
+    wchar_t* pWrite = arena.Next();
+    p = CopyPlain(p, pEnd, pWrite, arena.End(), end);
     if (p != pEnd && end.IsEnd(*p)) [[likely]]
     {
-        piece = text.Finish();
-        return true;
+        piece = CArenaText(arena, pWrite).Finish();
+        return p;
     }
-    return ReadPieceSlowly(p, pEnd, text, end, piece);
+    return ReadPieceSlowly(p, pEnd, arena, pWrite, end, piece);
 }
 
 } // namespace xml_scan

@@ -19,8 +19,9 @@ constexpr std::size_t kLargestChunk = std::size_t{64} * 1024;
 
 } // namespace
 
-CTreeArena::CTreeArena(std::size_t uTextBytes)
-    : m_uChunkBytes(std::clamp(uTextBytes / 2, kSmallestChunk, kLargestChunk))
+CTreeArena::CTreeArena(std::size_t uTextUnits)
+    : m_uTextUnits(uTextUnits),
+      m_uChunkBytes(std::clamp(uTextUnits * sizeof(wchar_t) / 2, kSmallestChunk, kLargestChunk))
 {
 }
 
@@ -36,21 +37,20 @@ CTreeArena::~CTreeArena()
 
 void CTreeArena::AddChunk(std::size_t uBytes)
 {
-    constexpr std::size_t kOverhead = sizeof(SChunk) + kAlignment;
+    constexpr std::size_t kOverhead = sizeof(SChunk) + kAlignment + kSpareBytes;
     if (uBytes > std::numeric_limits<std::size_t>::max() - kOverhead)
     {
         throw std::bad_alloc();
     }
     const std::size_t uRoom =
         (std::max(uBytes, m_uChunkBytes - kOverhead) + kAlignment - 1) & ~(kAlignment - 1);
-    void* const pMemory = std::malloc(sizeof(SChunk) + uRoom);
+    void* const pMemory = std::malloc(sizeof(SChunk) + uRoom + kSpareBytes);
     if (pMemory == nullptr)
     {
         throw std::bad_alloc();
     }
     m_pChunks = new (pMemory) SChunk{m_pChunks};
-    m_pChunkStart = static_cast<char*>(pMemory) + sizeof(SChunk);
-    m_pNext = m_pChunkStart;
+    m_pNext = static_cast<char*>(pMemory) + sizeof(SChunk);
     m_pEnd = m_pNext + uRoom;
 }
 

@@ -10,34 +10,37 @@
 class CTreeArena
 {
 public:
-    /// The chunks are sized for a text of so many bytes.
-    explicit CTreeArena(std::size_t uTextBytes);
+    /// The chunks are sized for a text of so many units.
+    explicit CTreeArena(std::size_t uTextUnits);
     ~CTreeArena();
 
     CTreeArena(const CTreeArena&) = delete;
     CTreeArena& operator=(const CTreeArena&) = delete;
 
+    std::size_t TextUnits() const { return m_uTextUnits; }
+
     /// Memory for any object. Throws std::bad_alloc.
     void* Allocate(std::size_t uBytes)
     {
-        if (uBytes > static_cast<std::size_t>(m_pEnd - m_pNext))
+        char* pMemory = m_pNext + (-reinterpret_cast<std::uintptr_t>(m_pNext) & (kAlignment - 1));
+        if (uBytes > static_cast<std::size_t>(m_pEnd - pMemory))
         {
             AddChunk(uBytes);
+            pMemory = m_pNext;
         }
-        void* const pMemory = m_pNext;
-        Commit(m_pNext + uBytes);
+        m_pNext = pMemory + uBytes;
         return pMemory;
     }
 
-    /// The room that is left, for a piece whose size shows only as it is written: fill from Next()
+    /// So many bytes behind End() may be read and written, too, but hold nothing: whole blocks can
+    /// be copied where a piece begins or ends before End().
+    static constexpr std::size_t kSpareBytes = 64;
+
+    /// The room that is left, for a text whose length shows only as it is written: fill from Next()
     /// to at most End(), then Commit() the end of what was filled.
-    char* Next() const { return m_pNext; }
-    char* End() const { return m_pEnd; }
-    void Commit(char* pEnd)
-    {
-        const auto uUsed = static_cast<std::size_t>(pEnd - m_pChunkStart);
-        m_pNext = m_pChunkStart + ((uUsed + kAlignment - 1) & ~(kAlignment - 1));
-    }
+    wchar_t* Next() const { return reinterpret_cast<wchar_t*>(m_pNext); }
+    wchar_t* End() const { return reinterpret_cast<wchar_t*>(m_pEnd); }
+    void Commit(wchar_t* pEnd) { m_pNext = reinterpret_cast<char*>(pEnd); }
 
     /// Goes on in a new chunk with room for uBytes; the first uKeep bytes at Next() come along.
     void Move(std::size_t uKeep, std::size_t uBytes);
@@ -49,9 +52,9 @@ private:
     void AddChunk(std::size_t uBytes);
 
     SChunk* m_pChunks = nullptr;
-    char* m_pChunkStart = nullptr;
     char* m_pNext = nullptr;
     char* m_pEnd = nullptr; // a multiple of the alignment from the start
+    std::size_t m_uTextUnits;
     std::size_t m_uChunkBytes;
 };
 

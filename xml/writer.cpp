@@ -10,6 +10,7 @@
 #include "xml/byte_block.h"
 #include "xml/element_tree.h"
 #include "xml/entities.h"
+#include "xml/tree_arena.h"
 
 namespace
 {
@@ -35,9 +36,10 @@ public:
     explicit CWideSink(std::wstring& wsOut) : m_wsOut(wsOut) {}
 
     void Markup(std::string_view strText) { m_wsOut.append(strText.begin(), strText.end()); }
-    void Raw(std::wstring_view wsText) { m_wsOut.append(wsText); }
-    void Escaped(std::wstring_view wsText)
+    void Raw(const STreeText& text) { m_wsOut.append(text.View()); }
+    void Escaped(const STreeText& text)
     {
+        const std::wstring_view wsText = text.View();
         std::size_t uStart = 0;
         for (std::size_t i = 0; i < wsText.size(); ++i)
         {
@@ -62,11 +64,11 @@ public:
     explicit CLengthSink(int& iTotalLength) : m_iTotalLength(iTotalLength) {}
 
     void Markup(std::string_view strText) { Add(strText.size()); }
-    void Raw(std::wstring_view wsText) { Add(wsText.size()); }
-    void Escaped(std::wstring_view wsText)
+    void Raw(const STreeText& text) { Add(text.m_uLength); }
+    void Escaped(const STreeText& text)
     {
-        std::size_t uLength = wsText.size();
-        for (const wchar_t ch : wsText)
+        std::size_t uLength = text.m_uLength;
+        for (const wchar_t ch : text.View())
         {
             if (const char* const szEntity =
                     SEscapeXMLText::EntityFor(static_cast<std::uint32_t>(ch)))
@@ -99,8 +101,8 @@ public:
         std::memcpy(m_pWrite, strText.data(), strText.size());
         m_pWrite += strText.size();
     }
-    void Raw(std::wstring_view wsText) { Encode<false>(wsText); }
-    void Escaped(std::wstring_view wsText) { Encode<true>(wsText); }
+    void Raw(const STreeText& text) { Encode<false>(text); }
+    void Escaped(const STreeText& text) { Encode<true>(text); }
     void Flush()
     {
         m_strOut.append(std::begin(m_szChunk), m_pWrite);
@@ -108,24 +110,26 @@ public:
     }
 
 private:
+    std::ptrdiff_t Room(const char* pWrite) const { return std::end(m_szChunk) - pWrite; }
+
     void EnsureRoom(std::size_t uBytes)
     {
-        if (static_cast<std::size_t>(std::end(m_szChunk) - m_pWrite) < uBytes)
+        if (static_cast<std::size_t>(Room(m_pWrite)) < uBytes)
         {
             Flush();
         }
     }
 
     template <bool bEscape>
-    static CByteBlock::TMask Stops(const CByteBlock& block)
+    static std::ptrdiff_t FirstStop(const CByteBlock& block)
     {
-        auto uStops = block.HighBits() | block.Equal('\0');
+        auto stops = block.HighBits() | block.Equal('\0');
         if constexpr (bEscape)
         {
-            uStops |= block.Equal('<') | block.Equal('>') | block.Equal('&') | block.Equal('"') |
-                      block.Equal('\'');
+            stops |= block.Equal('<') | block.Equal('>') | block.Equal('&') | block.Equal('"') |
+                     block.Equal('\'');
         }
-        return uStops;
+        return CByteBlock::First(stops);
     }
 
     template <bool bEscape>
@@ -134,58 +138,79 @@ private:
         return uUnit < kPlain.size() && (!bEscape || kPlain[uUnit]);
     }
 
+    // pWrite is a local: any byte that is stored might be the member's, which would have to be
+    // stored and loaded again for each.
     template <bool bEscape>
-    void Encode(std::wstring_view wsText)
+    void Encode(const STreeText& text)
     {
-        const wchar_t* p = wsText.data();
-        const wchar_t* const pEnd = p + wsText.size();
+        const wchar_t* p = text.m_pText;
+        const wchar_t* const pEnd = p + text.m_uLength;
+        // The document's memory has room for a whole block behind each text.
+        const std::ptrdiff_t iLeastForBlock = text.m_uHeapCapacity == 0 ? 1 : CByteBlock::kSize;
+        char* pWrite = m_pWrite;
         while (p != pEnd)
         {
-            EnsureRoom(CByteBlock::kSize);
-            if (pEnd - p >= CByteBlock::kSize)
+            if (Room(pWrite) < CByteBlock::kSize)
+            {
+                m_pWrite = pWrite;
+                Flush();
+                pWrite = m_pWrite;
+            }
+            std::ptrdiff_t iStep;
+            std::ptrdiff_t iPlain = 0;
+            if (CByteBlock::kPacksUnits && pEnd - p >= iLeastForBlock)
             {
                 const CByteBlock block(p);
-                block.Store(m_pWrite);
-                const auto uStops = Stops<bEscape>(block);
-                const std::ptrdiff_t iPlain =
-                    uStops != 0 ? CByteBlock::First(uStops) : CByteBlock::kSize;
-                p += iPlain;
-                m_pWrite += iPlain;
-                if (uStops == 0)
+                block.Store(pWrite);
+                iStep = std::min(pEnd - p, CByteBlock::kSize);
+                iPlain = std::min(FirstStop<bEscape>(block), iStep);
+            }
+            else
+            {
+                iStep = std::min(pEnd - p, Room(pWrite));
+                while (iPlain != iStep && IsPlain<bEscape>(static_cast<std::uint32_t>(p[iPlain])))
                 {
-                    continue;
+                    pWrite[iPlain] = static_cast<char>(p[iPlain]);
+                    ++iPlain;
                 }
             }
-            const wchar_t* const pStop = p + std::min(pEnd - p, CByteBlock::kSize);
-            while (p != pStop && IsPlain<bEscape>(static_cast<std::uint32_t>(*p)))
+            p += iPlain;
+            pWrite += iPlain;
+            if (iPlain != iStep)
             {
-                *m_pWrite = static_cast<char>(*p);
-                ++m_pWrite;
-                ++p;
-            }
-            if (p != pStop)
-            {
-                Special<bEscape>(*p);
-                ++p;
+                m_pWrite = pWrite;
+                p = WriteSpecial<bEscape>(p, pEnd);
+                pWrite = m_pWrite;
             }
         }
+        m_pWrite = pWrite;
     }
 
+    /// Writes the unit at p, and with one that is not ASCII those behind it that are not, too:
+    /// they come in runs. Returns the place behind them.
     template <bool bEscape>
-    void Special(wchar_t ch)
+    const wchar_t* WriteSpecial(const wchar_t* p, const wchar_t* pEnd)
     {
+        const auto Unit = [&p] { return static_cast<std::uint32_t>(*p); };
         if constexpr (bEscape)
         {
-            if (const char* const szEntity =
-                    SEscapeXMLText::EntityFor(static_cast<std::uint32_t>(ch)))
+            if (const char* const szEntity = SEscapeXMLText::EntityFor(Unit()))
             {
                 Markup(szEntity);
-                return;
+                return p + 1;
             }
         }
-        constexpr int kLongest = 5; // four bytes and the terminator
-        EnsureRoom(kLongest);
-        m_pWrite += mu::ConvertString(&ch, 1, m_pWrite, kLongest);
+        constexpr int kLongestRun = 64;
+        constexpr int kMostBytes = 4 * kLongestRun + 1; // with a terminator
+        EnsureRoom(kMostBytes);
+        const wchar_t* const pRun = p;
+        const wchar_t* const pStop = p + std::min<std::ptrdiff_t>(pEnd - p, kLongestRun);
+        do
+        {
+            ++p;
+        } while (p != pStop && Unit() >= kPlain.size());
+        m_pWrite += mu::ConvertString(pRun, static_cast<int>(p - pRun), m_pWrite, kMostBytes);
+        return p;
     }
 
     std::string& m_strOut;
@@ -199,9 +224,9 @@ void WriteAttributes(const CNodeAttributesMap& attributes, TSink& sink)
     for (const SNodeAttribute& attribute : attributes)
     {
         sink.Markup(" ");
-        sink.Raw(attribute.m_name.View());
+        sink.Raw(attribute.m_name);
         sink.Markup("=\"");
-        sink.Escaped(attribute.m_value.View());
+        sink.Escaped(attribute.m_value);
         sink.Markup("\"");
     }
 }
@@ -215,7 +240,7 @@ template <class TSink>
 void WriteStart(const CVariablesSubTree& element, TSink& sink)
 {
     sink.Markup("<");
-    sink.Raw(element.GetName());
+    sink.Raw(element.NameInTree());
     WriteAttributes(element.GetAttributes(), sink);
     sink.Markup(IsSelfClosed(element) ? "/>" : ">");
 }
@@ -225,9 +250,9 @@ void WriteEnd(const CVariablesSubTree& element, TSink& sink)
 {
     if (!IsSelfClosed(element))
     {
-        sink.Escaped(element.GetText());
+        sink.Escaped(element.TextInTree());
         sink.Markup("</");
-        sink.Raw(element.GetName());
+        sink.Raw(element.NameInTree());
         sink.Markup(">");
     }
 }
@@ -320,6 +345,10 @@ bool CVariablesTree::ToUTF8(std::string& strOut) const
         return false;
     }
     strOut.clear();
+    if (m_pArena != nullptr)
+    {
+        strOut.reserve(m_pArena->TextUnits()); // what is written is mostly as long as what was read
+    }
     CUtf8Sink sink(strOut);
     int iLoopIndex = 0;
     WriteTree(*m_pRoot, m_bHeaderEnabled, sink, iLoopIndex);

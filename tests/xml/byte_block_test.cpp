@@ -24,21 +24,23 @@ void ExpectThePlainRule()
             aUnits[i] =
                 static_cast<wchar_t>(uRandom % 16 != 0 ? uRandom >> 25 : uRandom * 2654435761U);
         }
-        const auto First = [](auto uMask)
-        { return uMask != 0 ? TBlock::First(uMask) : TBlock::kSize; };
-        const auto Check = [&](auto uMask, bool (*rule)(unsigned char))
-        { EXPECT_EQ(First(uMask), std::find_if(aBytes, aBytes + TBlock::kSize, rule) - aBytes); };
+        const auto Check = [&](auto matches, bool (*rule)(unsigned char)) {
+            EXPECT_EQ(TBlock::First(matches),
+                      std::find_if(aBytes, aBytes + TBlock::kSize, rule) - aBytes);
+        };
         const TBlock block(aBytes);
         Check(block.HighBits(), [](unsigned char u) { return u >= 0x80; });
         Check(block.Below(0x21), [](unsigned char u) { return u < 0x21; });
         Check(block.Equal('<'), [](unsigned char u) { return u == '<'; });
+        Check(block.Equal('&') | block.Below('\t') | block.HighBits(),
+              [](unsigned char u) { return u == '&' || u < '\t' || u >= 0x80; });
 
         wchar_t aWide[TBlock::kSize];
         block.Widen(aWide);
         char aStored[TBlock::kSize];
         const TBlock narrowed(aUnits);
         narrowed.Store(aStored);
-        const std::ptrdiff_t iPlain = First(narrowed.HighBits() | narrowed.Equal('\0'));
+        const std::ptrdiff_t iPlain = TBlock::First(narrowed.HighBits() | narrowed.Equal('\0'));
         for (int i = 0; i < TBlock::kSize; ++i)
         {
             EXPECT_EQ(aWide[i], static_cast<wchar_t>(static_cast<unsigned char>(aBytes[i])));
@@ -55,6 +57,8 @@ TEST(ByteBlock, AgreesWithThePlainRuleOnEveryByte)
     ExpectThePlainRule<CPortableByteBlock>();
 #if defined(__SSE2__)
     ExpectThePlainRule<CSse2ByteBlock>();
+#elif defined(__ARM_NEON)
+    ExpectThePlainRule<CNeonByteBlock>();
 #endif
 }
 
