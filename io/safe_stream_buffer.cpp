@@ -24,7 +24,8 @@ int SizeBetween(const void* pStart, const void* pEnd)
 
 } // namespace
 
-// A buffer whose lock could not be made never gets memory, so that it has nothing to guard.
+// A buffer whose lock or events could not be made never gets memory, so that it takes no data that
+// it could not guard or deliver.
 
 CSafeStreamBuffer::CSafeStreamBuffer()
 {
@@ -187,6 +188,7 @@ void* CSafeStreamBuffer::GetBlockToRead(int& iSize)
         {
             return nullptr;
         }
+        m_bReadBlockInvalid = false; // also if there is no block in the end
         if (m_ring.HasData() && !m_bFrozen)
         {
             return HandOutReadBlock(iSize);
@@ -318,7 +320,7 @@ void CSafeStreamBuffer::Reset()
 
 bool CSafeStreamBuffer::ReplaceMemory(std::unique_ptr<char[]> pInternal, char* pMemory, int iSize)
 {
-    if (!m_mutex.IsValid() || IsMemoryInUse())
+    if (!m_mutex.IsValid() || !m_weData.IsValid() || !m_weThawed.IsValid() || IsMemoryInUse())
     {
         return false;
     }

@@ -10,6 +10,14 @@
 #include "threading/wait_time.h"
 #include "xml/document_namespace.h"
 
+CLogRecorder::CLogRecorder()
+{
+    if (!m_lock.IsValid())
+    {
+        throw std::bad_alloc();
+    }
+}
+
 IBaseLogger::Severity CLogRecorder::GetLowestLoggerServerity()
 {
     return static_cast<Severity>(std::atomic_ref(m_iLogSeverity).load(std::memory_order_relaxed));

@@ -86,7 +86,8 @@ public:
                                    const std::wstring& wsLineEnd);
 
 protected:
-    CLogRecorder() = default;
+    /// Throws std::bad_alloc without memory.
+    CLogRecorder();
     ~CLogRecorder() override = default;
 
     CMutualExclusion m_lock; // guards what is kept and the count of it

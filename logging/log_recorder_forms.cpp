@@ -72,7 +72,7 @@ void AppendTextLine(const CEasyXMLNode& message, std::wstring& wsOut, const std:
 void AppendCell(std::wstring& wsText, std::string& html)
 {
     mu::EscapeXML(wsText);
-    html.append("<td>").append(mu::WideStringToNarrow(wsText)).append("</td>");
+    html.append("<td>").append(mu::WideStringToNarrowOrThrow(wsText)).append("</td>");
 }
 
 bool IsSameDay(const mu::STimeComponents& a, const mu::STimeComponents& b)
@@ -194,7 +194,7 @@ bool CLogRecorder::WriteText(IFileWriter& writer, const wchar_t* wszLineEnd)
         CEasyXMLNode message = record.m_exmlMessage.GetRoot();
         CollectTextMessage(message, wsLines, 0, wsLineEnd);
 
-        const std::string strLines = mu::WideStringToNarrow(wsLines);
+        const std::string strLines = mu::WideStringToNarrowOrThrow(wsLines);
         const int iLength = mu::IntCount(strLines.size());
         bWritten = bWritten && writer.Write(strLines.data(), iLength) == iLength;
     }

@@ -104,44 +104,74 @@ std::wstring WidenName(const char* szName)
     return strBack == szName ? wsName : std::wstring();
 }
 
-// Lists the entries of one type (S_IFDIR, S_IFREG) whose UTF-8 name is accepted.
+// The type of an entry (S_IFREG), of a symbolic link what it leads to: S_IFLNK if that is nowhere.
+// 0 if it vanished meanwhile. False if the system does not tell.
+bool GetEntryType(int iDirectory, const char* szName, mode_t& uType)
+{
+    struct stat status = {};
+    if (::fstatat(iDirectory, szName, &status, 0) != 0 &&
+        ::fstatat(iDirectory, szName, &status, AT_SYMLINK_NOFOLLOW) != 0)
+    {
+        uType = 0;
+        return errno == ENOENT;
+    }
+    uType = status.st_mode & S_IFMT;
+    return true;
+}
+
+// Adds the entries of one type (S_IFDIR, S_IFREG) whose UTF-8 name is accepted. Throws without
+// memory.
+template <class TAccept>
+bool ReadNames(DIR* pDirectory, mode_t uType, TAccept accept, std::vector<std::wstring>& vNames)
+{
+    for (;;)
+    {
+        errno = 0;
+        const dirent* const pEntry = ::readdir(pDirectory);
+        if (pEntry == nullptr)
+        {
+            return errno == 0;
+        }
+        const char* const szName = pEntry->d_name;
+        if (std::strcmp(szName, ".") == 0 || std::strcmp(szName, "..") == 0 || !accept(szName))
+        {
+            continue;
+        }
+        mode_t uEntryType = 0;
+        if (!GetEntryType(::dirfd(pDirectory), szName, uEntryType))
+        {
+            return false;
+        }
+        std::wstring wsName = uEntryType == uType ? WidenName(szName) : std::wstring();
+        if (!wsName.empty())
+        {
+            vNames.push_back(std::move(wsName));
+        }
+    }
+}
+
 template <class TAccept>
 bool ListDirectory(const wchar_t* wszDirectory, mode_t uType, TAccept accept,
                    std::vector<std::wstring>& vNames)
 {
     vNames.clear();
-    const std::unique_ptr<DIR, SDirectoryCloser> pDirectory(
-        ::opendir(mu::PathToUTF8(wszDirectory).c_str()));
-    if (pDirectory == nullptr)
-    {
-        return false;
-    }
+    bool bRead = false;
     try
     {
-        while (const dirent* const pEntry = ::readdir(pDirectory.get()))
-        {
-            const char* const szName = pEntry->d_name;
-            struct stat status = {};
-            if (std::strcmp(szName, ".") == 0 || std::strcmp(szName, "..") == 0 ||
-                !accept(szName) || ::fstatat(::dirfd(pDirectory.get()), szName, &status, 0) != 0 ||
-                (status.st_mode & S_IFMT) != uType)
-            {
-                continue;
-            }
-            std::wstring wsName = WidenName(szName);
-            if (!wsName.empty())
-            {
-                vNames.push_back(std::move(wsName));
-            }
-        }
+        const std::unique_ptr<DIR, SDirectoryCloser> pDirectory(
+            ::opendir(mu::PathToUTF8(wszDirectory).c_str()));
+        bRead = pDirectory != nullptr && ReadNames(pDirectory.get(), uType, accept, vNames);
     }
     catch (const std::bad_alloc&)
     {
+        // bRead is false.
+    }
+    if (!bRead)
+    {
         vNames.clear();
-        return false;
     }
     mu::SortFileNames(vNames);
-    return true;
+    return bRead;
 }
 
 // By code point: the units compare as unsigned, whatever wchar_t is.
@@ -315,8 +345,8 @@ bool SetFileTimesByPath(const wchar_t* wszFilePath, const unsigned long long&,
                         const unsigned long long& llAccessTime,
                         const unsigned long long& llModifyTime)
 {
-    const utimbuf times = {static_cast<std::time_t>(llAccessTime),
-                           static_cast<std::time_t>(llModifyTime)};
+    const utimbuf times = {static_cast<std::time_t>(static_cast<std::uint32_t>(llAccessTime)),
+                           static_cast<std::time_t>(static_cast<std::uint32_t>(llModifyTime))};
     return ::utime(PathToUTF8(wszFilePath).c_str(), &times) == 0;
 }
 
@@ -362,8 +392,21 @@ bool FindFiles(const wchar_t* wszDirectory, const wchar_t* wszPattern,
 
     const CUTF8Locale locale;
     const std::string strPattern = PathToUTF8(wszPattern);
+    if (strPattern.empty() &&
+        GetConvertedStringLength(wszPattern, static_cast<int>(std::wcslen(wszPattern))) != 0)
+    {
+        vNames.clear();
+        return false; // no memory
+    }
     const auto matches = [&](const char* szName)
-    { return ::fnmatch(strPattern.c_str(), szName, 0) == 0; };
+    {
+        const int iResult = ::fnmatch(strPattern.c_str(), szName, 0);
+        if (iResult != 0 && iResult != FNM_NOMATCH)
+        {
+            throw std::bad_alloc(); // a long pattern takes memory
+        }
+        return iResult == 0;
+    };
     return ListDirectory(wszDirectory, S_IFREG, matches, vNames);
 }
 

@@ -22,7 +22,7 @@ namespace mu
 int AddHTMLPagingBlock(std::string& strHTML, int iFrom, int iPageSize, int iCount)
 {
     const int iSize = std::max(iPageSize, 1);
-    const int iLastPage = std::max(iCount - 1, 0) / iSize;
+    const int iLastPage = iCount > 0 ? (iCount - 1) / iSize : 0;
     const int iPage = std::clamp(iFrom / iSize, 0, iLastPage);
     const bool bBefore = iPage > 0;
     const bool bAfter = iPage < iLastPage;

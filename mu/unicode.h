@@ -5,6 +5,8 @@
 #include <string>
 #include <string_view>
 
+#include "mu/lengths.h"
+
 namespace mu
 {
 
@@ -33,6 +35,15 @@ int ConvertString16(const unsigned short* pText, int iLength, char* szOut, int i
 /// The same into a string, which gets the whole text; the result is at most INT_MAX - 1.
 int ConvertString(const wchar_t* wszText, int iLength, std::string& strOut);
 std::string WideStringToNarrow(const std::wstring& wsText);
+/// Unlike the others throws std::bad_alloc without memory, for results that must not miss the text.
+inline std::string WideStringToNarrowOrThrow(const std::wstring& wsText)
+{
+    const int iLength = IntCount(wsText.size());
+    std::string strText;
+    strText.reserve(UnitCount(GetConvertedStringLength(wsText.data(), iLength)));
+    ConvertString(wsText.data(), iLength, strText);
+    return strText;
+}
 
 /// UTF-8 to wide text. Returns the units written without the 0 that follows them: the buffer must
 /// hold iCapacity + 1 units.
@@ -42,6 +53,13 @@ int ConvertString(const char* szText, int iLength, wchar_t* wszOut, int iCapacit
 int ConvertString(const char* szText, int iLength, std::wstring& wsOut,
                   const char** pszErrorPosition);
 int ConvertString(const char* szText, int iLength, std::wstring& wsOut);
+
+/// The conversion between buffers by the type of its output: char, or wchar_t.
+template <typename TOut, typename TIn>
+int ConvertString_T(const TIn* pText, int iLength, TOut* pOut, int iCapacity)
+{
+    return ConvertString(pText, iLength, pOut, iCapacity);
+}
 
 /// The beginning of a UTF-8 text that fits into uCapacity bytes with its last character whole.
 constexpr std::string_view CutText(std::string_view svText, std::size_t uCapacity)

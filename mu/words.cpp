@@ -15,7 +15,7 @@ namespace
 /// In UTF-8 a character never occurs inside another, so bytes can be searched.
 std::string Folded(const std::wstring& wsText)
 {
-    std::string strText = mu::WideStringToNarrow(wsText);
+    std::string strText = mu::WideStringToNarrowOrThrow(wsText);
     mu::StringToLowerCase(strText);
     return strText;
 }

@@ -75,8 +75,11 @@ bool CPosixEventObject::WaitForBroadcast(unsigned long dwMilliseconds)
     {
         return pthread_cond_wait(&m_cond, &m_mutex) == 0;
     }
-    std::timespec tsNow;
-    clock_gettime(CLOCK_REALTIME, &tsNow);
+    std::timespec tsNow{};
+    if (clock_gettime(CLOCK_REALTIME, &tsNow) != 0)
+    {
+        return false;
+    }
     const std::timespec tsDeadline = mu::DeadlineAfter(tsNow, dwMilliseconds);
     return pthread_cond_timedwait(&m_cond, &m_mutex, &tsDeadline) == 0;
 }

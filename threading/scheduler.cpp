@@ -47,13 +47,21 @@ unsigned long long Now()
 class CSchedulerThread final : public CSimpleThread
 {
 public:
+    /// Throws std::bad_alloc without memory.
     explicit CSchedulerThread(IScheduler* pScheduler) : m_pScheduler(pScheduler)
     {
         pthread_condattr_t attributes;
-        pthread_condattr_init(&attributes);
-        pthread_condattr_setclock(&attributes, CLOCK_MONOTONIC);
-        pthread_cond_init(&m_cond, &attributes);
+        if (pthread_condattr_init(&attributes) != 0)
+        {
+            throw std::bad_alloc();
+        }
+        const bool bMade = pthread_condattr_setclock(&attributes, CLOCK_MONOTONIC) == 0 &&
+                           pthread_cond_init(&m_cond, &attributes) == 0;
         pthread_condattr_destroy(&attributes);
+        if (!bMade)
+        {
+            throw std::bad_alloc();
+        }
     }
     ~CSchedulerThread() { pthread_cond_destroy(&m_cond); }
 

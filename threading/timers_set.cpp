@@ -13,6 +13,14 @@ std::atomic<CTimersSet*> g_pTimersSet{nullptr};
 
 } // namespace
 
+CTimersSet::CTimersSet()
+{
+    if (!m_mutex.IsValid())
+    {
+        throw std::bad_alloc();
+    }
+}
+
 void CTimersSet::AddTimer(CPreciseTimer* pTimer)
 {
     const CMutexProtection lock(m_mutex, mu::kInfinite);

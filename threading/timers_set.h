@@ -12,7 +12,8 @@ class CPreciseTimer;
 class CTimersSet
 {
 public:
-    CTimersSet() = default;
+    /// Throws std::bad_alloc without memory for the lock.
+    CTimersSet();
 
     CTimersSet(const CTimersSet&) = delete;
     CTimersSet& operator=(const CTimersSet&) = delete;

@@ -11,6 +11,8 @@
 #include <tuple>
 #include <vector>
 
+#include <dirent.h>
+#include <dlfcn.h>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -24,6 +26,22 @@
 #include "tests/support/function_chain.h"
 #include "tests/support/line_logger.h"
 #include "tests/support/temporary_folder.h"
+
+static int g_iReadableEntries = -1; // no limit
+
+// In place of the C library's, under whichever name this program calls it.
+extern "C" dirent* readdir(DIR* pDirectory)
+{
+    static const auto pReal = reinterpret_cast<dirent* (*)(DIR*)>(
+        ::dlsym(RTLD_NEXT, sizeof(void*) == 4 ? "readdir64" : "readdir"));
+    if (g_iReadableEntries == 0)
+    {
+        errno = EIO;
+        return nullptr;
+    }
+    --g_iReadableEntries;
+    return pReal(pDirectory);
+}
 
 namespace
 {
@@ -350,6 +368,13 @@ TEST(Listings, GiveFilesOrFoldersThatMatchInOrder)
     EXPECT_THAT(vNames, ElementsAre(L"a.txt", L"\u00E4.txt"));
     EXPECT_FALSE(mu::FindFiles(folder.WidePath(L"a.txt").c_str(), L"*", vNames));
     EXPECT_THAT(vNames, IsEmpty());
+    for (const int iEntries : {16, 15, 0}) // all of them, before the end is told
+    {
+        g_iReadableEntries = iEntries;
+        EXPECT_FALSE(mu::FindFiles(wsFolder.c_str(), L"*", vNames)) << iEntries;
+        EXPECT_THAT(vNames, IsEmpty());
+    }
+    g_iReadableEntries = -1;
 }
 
 } // namespace

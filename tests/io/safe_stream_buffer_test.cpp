@@ -49,6 +49,10 @@ TEST(SafeStreamBuffer, KeepsItsMemoryWhileItIsInUse)
     int iSize = 0;
     EXPECT_EQ(pBuffer->GetBlockToRead(iSize), p);
     EXPECT_TRUE(pBuffer->CommitReadBlockByEndPtr(p, p + iSize));
+    pBuffer->FullStop();
+    EXPECT_EQ(pBuffer->GetBlockToRead(iSize), nullptr);
+    EXPECT_TRUE(pBuffer->CommitWrittenBlock(pBuffer->AllocateBlock(8), 8));
+    EXPECT_TRUE(pBuffer->CommitReadBlock(p, 8)) << "asking ends the stop, also for nothing";
     EXPECT_FALSE(CFailingHeap::HasFailed()); // blocks come and go without the heap
     // Fails, and keeps what there was.
     EXPECT_NE(pBuffer->SetBufferSize(9), CFailingHeap::kAvailable);
@@ -57,6 +61,28 @@ TEST(SafeStreamBuffer, KeepsItsMemoryWhileItIsInUse)
     char szState[24];
     EXPECT_EQ(pBuffer->PrintState(szState, sizeof(szState), "name"), 23);
     EXPECT_STREQ(szState, "name: Disabled Size=0 U");
+}
+
+TEST(SafeStreamBuffer, TakesNoMemoryWithoutItsLockAndEvents)
+{
+    for (int iAllowed = 0; iAllowed < 6 && CFailingHeap::kAvailable; ++iAllowed)
+    {
+        CBuffer* pBuffer = nullptr;
+        bool bWhole = false;
+        try
+        {
+            const CFailingHeap heap(iAllowed, 1);
+            pBuffer = new CBuffer;
+            bWhole = !CFailingHeap::HasFailed();
+        }
+        catch (const std::bad_alloc&)
+        {
+            continue;
+        }
+        const CStickyScope ssBuffer(*pBuffer);
+        EXPECT_EQ(pBuffer->SetBufferSize(4), bWhole) << iAllowed;
+        EXPECT_EQ(bWhole, iAllowed == 5);
+    }
 }
 
 TEST(SafeStreamBuffer, WakesAReaderThatSleeps)

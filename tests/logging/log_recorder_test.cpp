@@ -55,6 +55,24 @@ TEST(LogRecorder, KeepsTheNewestFromItsSeverityOn)
     EXPECT_EQ(recorder.GetTotalMessageCount() - recorder.GetNumberOfMessages(), 5);
 }
 
+TEST(LogRecorder, IsNotMadeWithoutAllItsMemory)
+{
+    bool bFailed = CFailingHeap::kAvailable;
+    for (int iAllowed = 0; bFailed; ++iAllowed)
+    {
+        const CFailingHeap heap(iAllowed, 1);
+        try
+        {
+            const CTestRecorder recorder;
+            bFailed = false;
+            EXPECT_FALSE(CFailingHeap::HasFailed()) << iAllowed;
+        }
+        catch (const std::bad_alloc&)
+        {
+        }
+    }
+}
+
 TEST(LogRecorder, TellsHowManyMessagesItLost)
 {
     CTestRecorder recorder;

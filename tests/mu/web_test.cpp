@@ -188,7 +188,7 @@ TEST(Web, PagesAList)
                        "<a class='button' href='?from=30'>Next Page</a> "
                        "<a class='button' href='?from=40'>Last Page</a> </div>");
     strHTML.clear();
-    EXPECT_EQ(mu::AddHTMLPagingBlock(strHTML, INT_MIN, 0, 0), 0);
+    EXPECT_EQ(mu::AddHTMLPagingBlock(strHTML, INT_MIN, 0, INT_MIN), 0);
     EXPECT_EQ(strHTML.find("href"), std::string::npos) << strHTML;
     EXPECT_EQ(mu::AddHTMLPagingBlock(strHTML, INT_MAX, INT_MAX - 1, INT_MAX), INT_MAX - 1);
 }

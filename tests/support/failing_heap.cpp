@@ -1,21 +1,22 @@
 #include "tests/support/failing_heap.h"
 
 #include <cerrno>
-#include <climits>
 #include <cstddef>
 
 namespace
 {
 
 thread_local int g_iAllowed = INT_MAX;
+thread_local int g_iRefused = INT_MAX;
 thread_local bool g_bFailed = false;
 thread_local long g_iBlocks = 0;
 
 } // namespace
 
-CFailingHeap::CFailingHeap(int iAllowed)
+CFailingHeap::CFailingHeap(int iAllowed, int iRefused)
 {
     g_bFailed = false;
+    g_iRefused = iRefused;
     g_iAllowed = iAllowed;
 }
 
@@ -55,6 +56,11 @@ bool IsRefused()
     }
     if (g_iAllowed == 0)
     {
+        if (g_iRefused == 0)
+        {
+            return false;
+        }
+        --g_iRefused;
         g_bFailed = true;
         errno = ENOMEM;
         return true;

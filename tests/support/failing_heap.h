@@ -1,6 +1,8 @@
 #ifndef ZOR_TESTS_SUPPORT_FAILING_HEAP_H
 #define ZOR_TESTS_SUPPORT_FAILING_HEAP_H
 
+#include <climits>
+
 /// The process's allocator, made to fail. Tests that use it link failing_heap.cpp; where a
 /// sanitizer brings its own allocator, kAvailable is false.
 class CFailingHeap
@@ -12,9 +14,9 @@ public:
     static constexpr bool kAvailable = true;
 #endif
 
-    /// From now on, this thread's next iAllowed allocations succeed and all later ones fail, to the
-    /// end of the scope.
-    explicit CFailingHeap(int iAllowed);
+    /// From now on, this thread's next iAllowed allocations succeed and all later ones fail, or the
+    /// next iRefused, to the end of the scope.
+    explicit CFailingHeap(int iAllowed, int iRefused = INT_MAX);
     ~CFailingHeap();
 
     CFailingHeap(const CFailingHeap&) = delete;

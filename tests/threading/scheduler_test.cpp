@@ -1,7 +1,11 @@
 #include "threading/scheduler.h"
 
+#include <cerrno>
 #include <string>
 #include <utility>
+
+#include <dlfcn.h>
+#include <pthread.h>
 
 #include <gtest/gtest.h>
 
@@ -10,6 +14,17 @@
 #include "threading/event.h"
 #include "threading/sleep.h"
 #include "threading/wait_time.h"
+
+static bool g_bNoConditions = false;
+
+// In place of the C library's.
+extern "C" int pthread_cond_init(pthread_cond_t* pCondition,
+                                 const pthread_condattr_t* pAttributes) noexcept
+{
+    static const auto pReal =
+        reinterpret_cast<decltype(&pthread_cond_init)>(::dlsym(RTLD_NEXT, "pthread_cond_init"));
+    return g_bNoConditions ? EAGAIN : pReal(pCondition, pAttributes);
+}
 
 namespace
 {
@@ -45,6 +60,10 @@ TEST(Scheduler, RunsByTimeThenByComingAndCancelsWhatIsLeft)
                                       &event, i);
     };
     EXPECT_EQ(queue(9, 0), 0U) << "before it is started";
+    g_bNoConditions = true;
+    EXPECT_FALSE(scheduler.Start("no scheduler"));
+    EXPECT_EQ(queue(9, 0), 0U);
+    g_bNoConditions = false;
     EXPECT_TRUE(scheduler.Start("test scheduler"));
 
     queue(3, 2 * kHour);
