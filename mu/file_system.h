@@ -47,8 +47,8 @@ bool CopyFileByPath(const wchar_t* wszSource, const wchar_t* wszTarget);
 /// is negative when read as signed). On failure the results are untouched.
 bool GetFileTimesByPath(const wchar_t* wszFilePath, unsigned long long& llChangeTime,
                         unsigned long long& llAccessTime, unsigned long long& llModifyTime);
-/// Sets access and modification time, cut to the system's time_t. The change time cannot be set and
-/// is ignored.
+/// Sets access and modification time, of which the low 32 bits count: seconds since 1970-01-01,
+/// UTC, up to 2106. The change time cannot be set and is ignored.
 bool SetFileTimesByPath(const wchar_t* wszFilePath, const unsigned long long& llChangeTime,
                         const unsigned long long& llAccessTime,
                         const unsigned long long& llModifyTime);

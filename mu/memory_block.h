@@ -19,7 +19,7 @@ public:
     CMemBlockPtr() = default;
     /// Wraps the buffer, which must outlive the block and its copies.
     CMemBlockPtr(StaticBlock, void* pBuffer, unsigned int uSize);
-    explicit CMemBlockPtr(unsigned int uSize);
+    CMemBlockPtr(unsigned int uSize); ///< not cleared
     CMemBlockPtr(const void* pData, unsigned int uSize);
     /// The copy of a static block wraps the same buffer. On purpose: the position comes along
     /// here, while assignment keeps the own one or, from a static block, sets it to 0.

@@ -98,7 +98,7 @@ const wchar_t* FindNextOf(const wchar_t* wszText, const wchar_t* wszSet, bool bI
     return nullptr;
 }
 
-int FindStringPrefix(const wchar_t* wszText, const wchar_t* const* pPrefixes)
+int FindStringPrefix(const wchar_t* wszText, const wchar_t** pPrefixes)
 {
     for (int i = 0; pPrefixes[i] != nullptr; ++i)
     {

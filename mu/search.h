@@ -28,7 +28,7 @@ const wchar_t* FindNextOf(const wchar_t* wszText, const wchar_t* wszSet, bool bI
 
 /// The index of the first of the prefixes, whose array ends in a null, that the text begins with;
 /// -1 if there is none. Every text begins with an empty prefix.
-int FindStringPrefix(const wchar_t* wszText, const wchar_t* const* pPrefixes);
+int FindStringPrefix(const wchar_t* wszText, const wchar_t** pPrefixes);
 
 /// The offset in bytes of the first occurrence of the token, -1 if there is none or a length is
 /// negative. A token of length 0 is at offset 0.

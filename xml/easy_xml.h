@@ -35,7 +35,8 @@ public:
     CEasyXMLNode LoadFromText(const wchar_t* wszText);
     CEasyXMLNode LoadFromText(const char* szText, int iTextLength); ///< UTF-8, length in bytes
     /// See CVariablesTree::FromFile(). A file that holds a password or a key is confidential.
-    CEasyXMLNode LoadFromFile(const wchar_t* wszPath, bool bConfidential = false);
+    CEasyXMLNode LoadFromFile(const wchar_t* wszPath) { return LoadFromFile(wszPath, false); }
+    CEasyXMLNode LoadFromFile(const wchar_t* wszPath, bool bConfidential);
     bool SaveToFile(const wchar_t* wszPath) const;
 
     /// The document as text. False, and nothing changed, for an empty document.

@@ -4,8 +4,19 @@
 #include <concepts>
 #include <string>
 #include <string_view>
+#include <type_traits>
 
 #include "xml/element_tree.h"
+
+/// An object that stands for a bool, such as an element of std::vector<bool> or a
+/// std::atomic<bool>: it becomes one by itself and without narrowing, as none does that stands for
+/// a number.
+template <class T>
+concept StandsForBool = std::is_class_v<std::remove_reference_t<T>> &&
+    requires(T& value, void (&take)(bool))
+{
+    take({value});
+};
 
 /// A handle on one element, which may be invalid. It owns nothing and may be used while the
 /// element lives in its document. On an invalid handle every getter answers false or an invalid
@@ -73,8 +84,8 @@ public:
     bool GetTextValue(double& dValue) const;
     bool GetTextValue(bool& bValue) const;
 
-    // A null pointer is the empty text. Only a bool is a bool: pointers and numbers never become
-    // one on the way.
+    // A null pointer is the empty text. Only a bool, or what stands for one, is a bool: pointers
+    // and numbers never become one on the way.
     bool SetTextValue(const std::wstring& wsValue);
     bool SetTextValue(const std::string& strValue);
     bool SetTextValue(const wchar_t* wszValue);
@@ -83,6 +94,7 @@ public:
     bool SetTextValue(long long llValue);
     bool SetTextValue(double dValue);
     bool SetTextValue(std::same_as<bool> auto bValue) { return SetTextBool(bValue); }
+    bool SetTextValue(StandsForBool auto&& value) { return SetTextBool(value); }
 
     bool GetAttributeValue(const wchar_t* wszName, std::wstring& wsValue) const;
     bool GetAttributeValue(const wchar_t* wszName, std::string& strValue) const;
@@ -107,6 +119,10 @@ public:
     bool SetAttributeValue(const wchar_t* wszName, const wchar_t*, std::same_as<bool> auto bValue)
     {
         return SetAttributeBool(wszName, bValue);
+    }
+    bool SetAttributeValue(const wchar_t* wszName, const wchar_t*, StandsForBool auto&& value)
+    {
+        return SetAttributeBool(wszName, value);
     }
 
 private:

@@ -235,7 +235,8 @@ public:
     /// The same for a text file of any encoding that CFileAccess detects; NULs count as blanks.
     /// Failures are logged as warnings, and what is no document with its text; a confidential text
     /// is neither logged nor shown to state reports.
-    bool FromFile(const wchar_t* wszPath, bool bConfidential = false);
+    bool FromFile(const wchar_t* wszPath) { return FromFile(wszPath, false); }
+    bool FromFile(const wchar_t* wszPath, bool bConfidential);
     static int ReplaceNullsWithSpaces(std::wstring& wsText);
 
     /// Writes the document: compact, attributes in order, an element's text after its children.

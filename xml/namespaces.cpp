@@ -23,7 +23,7 @@ bool IsNamespaceDeclaration(std::wstring_view wsAttributeName, std::wstring_view
         return false;
     }
     wsPrefix.remove_prefix(1);
-    return true;
+    return !wsPrefix.empty();
 }
 
 void AddDeclaredPrefixes(const CVariablesSubTree& element, CNamespacesPrefixesMap& mapPrefixes)

@@ -8,7 +8,7 @@
 #include "xml/element_tree.h"
 
 /// Whether an attribute's name declares a namespace; then the prefix that it declares, which is
-/// empty for the default namespace.
+/// empty for the default namespace. "xmlns:" alone declares none.
 bool IsNamespaceDeclaration(std::wstring_view wsAttributeName, std::wstring_view& wsPrefix);
 
 /// Adds the declarations that stand on the element itself. Prefixes in the map stay.

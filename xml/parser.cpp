@@ -287,7 +287,7 @@ bool CVariablesTree::FromXML(const wchar_t* wszXML)
 bool CVariablesTree::FromUTF8(const char* szXML, int iLength)
 {
     CFunctionSwitch fsFromXML("VT::FXML");
-    CFunctionParam fpXML(fsFromXML, "szXML", szXML);
+    CFunctionParam fpXML(fsFromXML, "wszXML", szXML);
 
     if (szXML == nullptr || iLength <= 0)
     {

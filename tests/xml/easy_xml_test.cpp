@@ -1,8 +1,10 @@
 #include "xml/easy_xml.h"
 
+#include <atomic>
 #include <climits>
 #include <iterator>
 #include <string>
+#include <vector>
 
 #include <gtest/gtest.h>
 
@@ -107,7 +109,7 @@ TEST(EasyXml, ValuesConvertByTheSameRulesInTextsAndAttributes)
     ASSERT_TRUE(comma.IsActive());
     CEasyXML exml;
     CEasyXMLNode node = exml.AddRoot(L"r", nullptr);
-    const auto Check = [&node](auto set, auto expected)
+    const auto Check = [&node](auto&& set, auto expected)
     {
         EXPECT_TRUE(node.SetTextValue(set) && node.SetAttributeValue(L"a", L"unused", set));
         auto text = decltype(expected)();
@@ -125,6 +127,9 @@ TEST(EasyXml, ValuesConvertByTheSameRulesInTextsAndAttributes)
     Check(L" -12.5kg", -12.5);
     Check(true, L"True"s);
     Check(false, L"False"s);
+    Check(std::vector<bool>{true}[0], L"True"s); // stand for a bool or a number
+    Check(std::atomic<bool>(false), L"False"s);
+    Check(std::atomic<int>(1), L"1"s);
     Check(INT_MIN, L"-2147483648"s);
     Check(LLONG_MAX, L"9223372036854775807"s);
     Check(-1234567.0, L"-1.23457e+06"s);
@@ -138,9 +143,9 @@ TEST(EasyXml, ValuesConvertByTheSameRulesInTextsAndAttributes)
 
 TEST(EasyXml, NamesResolveByNamespaceOrExactly)
 {
-    CEasyXML exml =
-        Document(L"<z:r xmlns:z='urn:z' xmlns='urn:d'><z:a i='0'/><y:a xmlns:y='urn:z' i='1'/>"
-                 L"<a i='2'/><q:a i='3'/><z:a xmlns:z='urn:other' z:k='2' k='3' i='4'/></z:r>");
+    CEasyXML exml = Document(
+        L"<z:r xmlns:z='urn:z' xmlns='urn:d'><z:a i='0'/><y:a xmlns:y='urn:z' i='1'/>"
+        L"<a i='2'/><q:a i='3'/><z:a xmlns:z='urn:other' xmlns:='no' z:k='2' k='3' i='4'/></z:r>");
     const CEasyXMLNode root = exml.GetRoot();
     const auto Index = [](const CEasyXMLNode& node)
     {
