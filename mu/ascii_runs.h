@@ -6,53 +6,29 @@
 #include <cstring>
 #include <type_traits>
 
+#include "mu/byte_block.h"
+
 namespace mu
 {
 
 // Most text is runs of ASCII, where a byte and a wide unit are the same number. These copy a run
-// many units at a time, in plain code that compilers turn into vector instructions. They read and
-// write nothing beyond the run's whole length.
+// many units at a time. They read and write nothing beyond the whole length that they are given.
 
 /// Copies the ASCII bytes that the text begins with to wide units. Returns how many; the buffer
-/// must have room for uLength.
+/// must have room for uLength, and may get other units behind the run.
 inline std::size_t CopyAsciiRun(const char* szText, std::size_t uLength, wchar_t* wszOut)
 {
-    constexpr std::size_t kBlock = 16;
-    constexpr std::uint64_t kHighBits = 0x8080808080808080;
+    constexpr std::size_t kBlock = CByteBlock::kSize;
 
     std::size_t uDone = 0;
     for (; uLength - uDone >= kBlock; uDone += kBlock)
     {
-        std::uint64_t uWords[kBlock / 8];
-        std::memcpy(uWords, szText + uDone, kBlock);
-        if (((uWords[0] | uWords[1]) & kHighBits) != 0)
+        const CByteBlock block(szText + uDone);
+        block.Widen(wszOut + uDone);
+        const auto uRun = static_cast<std::size_t>(CByteBlock::First(block.HighBits()));
+        if (uRun != kBlock)
         {
-            break;
-        }
-        unsigned char block[kBlock];
-        std::memcpy(block, szText + uDone, kBlock);
-        for (std::size_t i = 0; i < kBlock; ++i)
-        {
-            wszOut[uDone + i] = static_cast<wchar_t>(block[i]);
-        }
-    }
-    for (; uLength - uDone >= 4; uDone += 4)
-    {
-        std::uint32_t uWord;
-        std::memcpy(&uWord, szText + uDone, 4);
-        if ((uWord & 0x80808080) != 0)
-        {
-            for (; static_cast<unsigned char>(szText[uDone]) < 0x80; ++uDone)
-            {
-                wszOut[uDone] = static_cast<wchar_t>(szText[uDone]);
-            }
-            return uDone;
-        }
-        unsigned char block[4];
-        std::memcpy(block, szText + uDone, 4);
-        for (std::size_t i = 0; i < 4; ++i)
-        {
-            wszOut[uDone + i] = static_cast<wchar_t>(block[i]);
+            return uDone + uRun;
         }
     }
     for (; uDone < uLength && static_cast<unsigned char>(szText[uDone]) < 0x80; ++uDone)

@@ -242,23 +242,38 @@ struct SProgress
     wchar_t* wszOut;
 };
 
-/// Text of most scripts is runs of three-byte sequences, which one comparison tells. It takes in
-/// the byte behind the sequence, so the last one of a text is not for this.
-SProgress DecodeThreeByteRun(const unsigned char* pText, const unsigned char* pEnd, wchar_t* wszOut,
-                             const wchar_t* wszOutEnd)
+/// Copies well-formed sequences of kBytes each, as they come in runs: one comparison tells one.
+/// The last sequence of a text may be left.
+template <std::ptrdiff_t kBytes>
+SProgress DecodeRun(const unsigned char* p, const unsigned char* pEnd, wchar_t* wszOut,
+                    const wchar_t* wszOutEnd)
 {
-    const std::ptrdiff_t iMost = std::min((pEnd - pText - 1) / 3, wszOutEnd - wszOut);
-    for (std::ptrdiff_t i = 0; i < iMost; ++i, pText += 3)
+    static_assert(kBytes == 2 || kBytes == 3);
+    constexpr std::ptrdiff_t kReadBehind = kBytes - 2; // three bytes are read as four
+    const std::ptrdiff_t iMost = std::min((pEnd - p - kReadBehind) / kBytes, wszOutEnd - wszOut);
+    for (std::ptrdiff_t i = 0; i < iMost; ++i, p += kBytes)
     {
-        const std::uint32_t u = std::uint32_t{pText[0]} | std::uint32_t{pText[1]} << 8 |
-                                std::uint32_t{pText[2]} << 16 | std::uint32_t{pText[3]} << 24;
-        if ((u & 0xC0C0F0) != 0x8080E0)
+        std::uint32_t u = std::uint32_t{p[0]} | std::uint32_t{p[1]} << 8;
+        if constexpr (kBytes == 2)
         {
-            break;
+            if ((u & 0xC0E0) != 0x80C0)
+            {
+                break;
+            }
+            *wszOut++ = static_cast<wchar_t>((u & 0x1F) << 6 | (u >> 8 & 0x3F));
         }
-        *wszOut++ = static_cast<wchar_t>((u & 0x0F) << 12 | (u >> 2 & 0x0FC0) | (u >> 16 & 0x3F));
+        else
+        {
+            u |= std::uint32_t{p[2]} << 16 | std::uint32_t{p[3]} << 24;
+            if ((u & 0xC0C0F0) != 0x8080E0)
+            {
+                break;
+            }
+            *wszOut++ =
+                static_cast<wchar_t>((u & 0x0F) << 12 | (u >> 2 & 0x0FC0) | (u >> 16 & 0x3F));
+        }
     }
-    return {pText, wszOut};
+    return {p, wszOut};
 }
 
 /// Stops where the text is used up, cut off or malformed, or the room is used up.
@@ -284,7 +299,9 @@ SProgress Decode(const unsigned char* p, const unsigned char* pEnd, wchar_t* wsz
                 break;
             }
             *wszOut++ = static_cast<wchar_t>((uLead & 0x1F) << 6 | (p[1] & 0x3FU));
-            p += 2;
+            const SProgress run = DecodeRun<2>(p + 2, pEnd, wszOut, wszOutEnd);
+            p = run.pText;
+            wszOut = run.wszOut;
         }
         else if (uLead <= 0xEF)
         {
@@ -294,7 +311,7 @@ SProgress Decode(const unsigned char* p, const unsigned char* pEnd, wchar_t* wsz
             }
             *wszOut++ =
                 static_cast<wchar_t>((uLead & 0x0F) << 12 | (p[1] & 0x3FU) << 6 | (p[2] & 0x3FU));
-            const SProgress run = DecodeThreeByteRun(p + 3, pEnd, wszOut, wszOutEnd);
+            const SProgress run = DecodeRun<3>(p + 3, pEnd, wszOut, wszOutEnd);
             p = run.pText;
             wszOut = run.wszOut;
         }

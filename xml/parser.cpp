@@ -54,14 +54,14 @@ private:
     static constexpr std::size_t kUsualChildren = 32;
 
     /// An element whose closing tag is to come. What was found inside it so far are the tops of
-    /// the stacks of children and texts.
+    /// the stacks of children and texts. No number is above the text's length, which has 32 bits.
     struct SOpenElement
     {
         CVariablesSubTree* m_pElement;
         const TChar* m_pName;
-        std::size_t m_uNameLength;
-        std::size_t m_uFirstChild;
-        std::size_t m_uFirstText;
+        std::uint32_t m_uNameLength;
+        std::uint32_t m_uFirstChild;
+        std::uint32_t m_uFirstText;
     };
 
     // Each of these reads from p on and returns the place behind what it read, or null.
@@ -125,7 +125,7 @@ private:
         {
             return nullptr;
         }
-        const auto uNameLength = static_cast<std::size_t>(p - pName);
+        const auto uNameLength = static_cast<std::uint32_t>(p - pName);
         if (*p != TChar('>')) // most elements have no attributes
         {
             p = m_scan.ReadAttributes(p, TChar(0));
@@ -145,8 +145,9 @@ private:
         {
             return nullptr;
         }
-        m_vecOpen.push_back(
-            {pElement, pName, uNameLength, m_vecChildren.size(), m_vecTexts.size()});
+        m_vecOpen.push_back({pElement, pName, uNameLength,
+                             static_cast<std::uint32_t>(m_vecChildren.size()),
+                             static_cast<std::uint32_t>(m_vecTexts.size())});
         return p + 1;
     }
 
@@ -188,7 +189,7 @@ private:
         }
         const SOpenElement open = m_vecOpen.back();
         if (static_cast<std::size_t>(m_scan.m_pEnd - p) <= open.m_uNameLength ||
-            std::memcmp(p, open.m_pName, open.m_uNameLength * sizeof(TChar)) != 0 ||
+            std::memcmp(p, open.m_pName, std::size_t{open.m_uNameLength} * sizeof(TChar)) != 0 ||
             p[open.m_uNameLength] != TChar('>'))
         {
             return nullptr;

@@ -12,7 +12,7 @@
 #include <cstring>
 #include <type_traits>
 
-#include "xml/byte_block.h"
+#include "mu/byte_block.h"
 #include "xml/entities.h"
 #include "xml/tree_arena.h"
 #include "xml/tree_text.h"

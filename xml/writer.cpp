@@ -6,8 +6,8 @@
 
 #include "diagnostics/function_state.h"
 #include "io/file_access.h"
+#include "mu/byte_block.h"
 #include "mu/unicode.h"
-#include "xml/byte_block.h"
 #include "xml/element_tree.h"
 #include "xml/entities.h"
 #include "xml/tree_arena.h"

@@ -1,8 +1,9 @@
-#ifndef ZOR_XML_BYTE_BLOCK_H
-#define ZOR_XML_BYTE_BLOCK_H
+#ifndef ZOR_MU_BYTE_BLOCK_H
+#define ZOR_MU_BYTE_BLOCK_H
 
-// Internal to parser and writer: a few bytes of text at once, in one form for each kind of
-// processor. All do the same; this is the only file with instructions of one processor.
+// Internal to text conversion and to the XML parser and writer: a few bytes of text at once, in one
+// form for each kind of processor. All do the same; this is the only file with instructions of one
+// processor.
 //
 // Comparisons give matches, which "|" joins. First() is the place of the first match and exact;
 // kSize if there is none. What matches say of the bytes behind it may be wrong.

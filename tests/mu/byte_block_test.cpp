@@ -1,4 +1,4 @@
-#include "xml/byte_block.h"
+#include "mu/byte_block.h"
 
 #include <algorithm>
 #include <random>
