@@ -1,7 +1,6 @@
 #include "diagnostics/exception_delivery.h"
 
 #include <algorithm>
-#include <cerrno>
 #include <cstddef>
 #include <cstdio>
 #include <cstring>
@@ -9,16 +8,12 @@
 #include <iterator>
 
 #include <fcntl.h>
-#include <poll.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
+#include "diagnostics/crash_file.h"
 #include "logging/logger.h"
 #include "mu/unicode.h"
 #include "threading/event.h"
-
-// Files are written by system calls alone: CFileAccess and the functions of mu/file_system.h
-// allocate, and log their failures, in a process whose heap or logger may be what broke.
 
 namespace
 {
@@ -41,35 +36,12 @@ int SetPath(char (&szPath)[kMostBytes], const wchar_t* wszPath, int iMostLength)
     return iLength;
 }
 
-bool WriteAll(int iDescriptor, const char* szText, std::size_t uLength)
-{
-    while (uLength > 0)
-    {
-        const ssize_t iWritten = ::write(iDescriptor, szText, uLength);
-        if (iWritten >= 0)
-        {
-            szText += iWritten;
-            uLength -= static_cast<std::size_t>(iWritten);
-        }
-        else if (errno == EAGAIN)
-        {
-            pollfd polled = {iDescriptor, POLLOUT, 0};
-            ::poll(&polled, 1, -1);
-        }
-        else if (errno != EINTR)
-        {
-            return false;
-        }
-    }
-    return true;
-}
-
 void WriteToFile(const char* szPath, int iFlags, const char* szReport, int iLength)
 {
-    const int iDescriptor = ::open(szPath, O_RDWR | O_CREAT | O_CLOEXEC | iFlags, 0600);
+    const int iDescriptor = OpenFileInCrash(szPath, iFlags);
     if (iDescriptor >= 0)
     {
-        WriteAll(iDescriptor, szReport, static_cast<std::size_t>(iLength));
+        WriteAllInCrash(iDescriptor, szReport, static_cast<std::size_t>(iLength));
         ::close(iDescriptor);
     }
 }
@@ -80,17 +52,6 @@ void NarrowMonthName(int iMonth, char (&szName)[20])
     const wchar_t* const wszName = mu::GetMonthName(iMonth);
     std::transform(wszName, wszName + std::wcslen(wszName) + 1, szName,
                    [](wchar_t ch) { return static_cast<char>(ch); });
-}
-
-void MakeDirectories(char* szPath)
-{
-    for (char* szEnd = std::strchr(szPath + 1, '/'); szEnd != nullptr;
-         szEnd = std::strchr(szEnd + 1, '/'))
-    {
-        *szEnd = '\0';
-        ::mkdir(szPath, 0777); // one that fails shows when the file is opened
-        *szEnd = '/';
-    }
 }
 
 void WriteDatedFile(const char* szReport, int iLength, const mu::STimeComponents& time)
@@ -108,15 +69,15 @@ void WriteDatedFile(const char* szReport, int iLength, const mu::STimeComponents
     }
     std::snprintf(szPath + iFolder, sizeof szPath - static_cast<std::size_t>(iFolder),
                   "/Exception_%02d_%02d_%02d.txt", time.m_iHour, time.m_iMinute, time.m_iSecond);
-    MakeDirectories(szPath);
+    MakeDirectoriesInCrash(szPath);
     WriteToFile(szPath, O_TRUNC, szReport, iLength);
 }
 
 void ToStandardOutput(const char* szReport, int iLength, const mu::STimeComponents&)
 {
     // Not by stdio, whose lock a thread may hold for ever.
-    WriteAll(STDOUT_FILENO, szReport, static_cast<std::size_t>(iLength)) &&
-        WriteAll(STDOUT_FILENO, "\r\n", 2);
+    WriteAllInCrash(STDOUT_FILENO, szReport, static_cast<std::size_t>(iLength)) &&
+        WriteAllInCrash(STDOUT_FILENO, "\r\n", 2);
 }
 
 void ToLogger(const char* szReport, int, const mu::STimeComponents&)
