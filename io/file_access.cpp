@@ -2,8 +2,10 @@
 
 #include <cerrno>
 #include <climits>
+#include <cstdarg>
 #include <cstring>
 #include <string_view>
+#include <utility>
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -15,6 +17,13 @@
 #include "mu/unicode.h"
 
 static_assert(sizeof(off_t) == 8, "positions beyond 4 GiB");
+
+namespace
+{
+
+constexpr char kReadError[] = "Error reading from file";
+
+} // namespace
 
 bool CFileAccess::Open(const wchar_t* wszFileName, FileMode eMode, bool)
 {
@@ -49,7 +58,13 @@ int CFileAccess::OpenDescriptor(const char* szPath, FileMode eMode)
         iFlags = O_RDWR;
         break;
     }
-    return ::open(szPath, iFlags | O_CLOEXEC, 0600);
+    constexpr int kMostTries = 100; // a signal that comes again and again must not hang the caller
+    int iDescriptor = -1;
+    for (int i = 0; i < kMostTries && iDescriptor < 0 && (i == 0 || errno == EINTR); ++i)
+    {
+        iDescriptor = ::open(szPath, iFlags | O_CLOEXEC, 0600);
+    }
+    return iDescriptor;
 }
 
 bool CFileAccess::OpenPath(const char* szPath, FileMode eMode)
@@ -61,16 +76,7 @@ bool CFileAccess::OpenPath(const char* szPath, FileMode eMode)
         Close();
     }
     m_iDescriptor = OpenDescriptor(szPath, eMode);
-    if (!IsValid())
-    {
-        if (IsNewError(errno))
-        {
-            mu::LogSystemError(m_iLastError, "Error opening file %s", szPath);
-        }
-        return false;
-    }
-    m_iLastError = 0;
-    return true;
+    return Settle(IsValid(), "Error opening file %s", szPath);
 }
 
 void CFileAccess::Close()
@@ -85,12 +91,19 @@ void CFileAccess::Close()
     m_iLastError = 0;
 }
 
-// A full disk fails every write: an error is told once, and again after a success.
-bool CFileAccess::IsNewError(int iError)
+// How every operation ends. A full disk fails every write: an error (errno) is told once, and again
+// after a success.
+bool CFileAccess::Settle(bool bSucceeded, const char* szFormat, ...)
 {
-    const bool bNew = iError != m_iLastError;
-    m_iLastError = iError;
-    return bNew;
+    const int iError = bSucceeded ? 0 : errno;
+    if (std::exchange(m_iLastError, iError) != iError && !bSucceeded)
+    {
+        va_list args;
+        va_start(args, szFormat);
+        mu::LogSystemErrorV(iError, szFormat, args);
+        va_end(args);
+    }
+    return bSucceeded;
 }
 
 bool CFileAccess::WriteBlock(unsigned long long llPosition, unsigned int uSize, const void* pData)
@@ -125,19 +138,14 @@ int CFileAccess::Write(const void* pData, int iMessageLength)
     const ssize_t iWritten = iMessageLength < 0 ? -1
                                                 : ::write(m_iDescriptor, pData,
                                                           static_cast<std::size_t>(iMessageLength));
-    if (iWritten < 0)
+    if (!Settle(iWritten >= 0, "Error writing to file"))
     {
-        if (IsNewError(errno))
-        {
-            mu::LogSystemError(m_iLastError, "Error writing to file");
-        }
         return -1;
     }
     if (iWritten < iMessageLength)
     {
         WarnShortWrite(static_cast<int>(iWritten), iMessageLength);
     }
-    m_iLastError = 0;
     return static_cast<int>(iWritten);
 }
 
@@ -150,21 +158,13 @@ int CFileAccess::Read(void* pBuffer, int iBufferLength)
     const ssize_t iRead =
         iBufferLength < 0 ? -1
                           : ::read(m_iDescriptor, pBuffer, static_cast<std::size_t>(iBufferLength));
-    if (iRead < 0)
-    {
-        ReportReadError(errno);
-        return -1;
-    }
-    m_iLastError = 0;
-    return static_cast<int>(iRead);
+    return Settle(iRead >= 0, kReadError) ? static_cast<int>(iRead) : -1;
 }
 
 void CFileAccess::ReportReadError(int iError)
 {
-    if (IsNewError(iError))
-    {
-        mu::LogSystemError(iError, "Error reading from file");
-    }
+    errno = iError;
+    Settle(false, kReadError);
 }
 
 bool CFileAccess::SetPosition(unsigned long long llPosition)
@@ -172,63 +172,63 @@ bool CFileAccess::SetPosition(unsigned long long llPosition)
     CFunctionSwitch fsSetPosition("FA::SetPos");
 
     // A position that off_t cannot hold is negative there, which the system refuses.
-    if (::lseek(m_iDescriptor, static_cast<off_t>(llPosition), SEEK_SET) < 0)
-    {
-        if (IsNewError(errno))
-        {
-            mu::LogSystemError(m_iLastError, "Error setting file position to %lld",
-                               static_cast<long long>(llPosition));
-        }
-        return false;
-    }
-    m_iLastError = 0;
-    return true;
+    return Settle(::lseek(m_iDescriptor, static_cast<off_t>(llPosition), SEEK_SET) >= 0,
+                  "Error setting file position to %lld", static_cast<long long>(llPosition));
+}
+
+bool CFileAccess::SetPositionToEnd(unsigned long long& llPosition)
+{
+    return Seek(SEEK_END, llPosition);
 }
 
 bool CFileAccess::Flush()
 {
     CFunctionSwitch fsFlush("FA::Fl");
 
-    if (::fsync(m_iDescriptor) != 0)
-    {
-        if (IsNewError(errno))
-        {
-            mu::LogSystemError(m_iLastError, "Error flushing file");
-        }
-        return false;
-    }
-    m_iLastError = 0;
-    return true;
+    return Settle(::fsync(m_iDescriptor) == 0, "Error flushing file");
 }
 
 unsigned long long CFileAccess::GetPosition()
 {
     CFunctionSwitch fsGetPosition("FA::GetPos");
 
-    const off_t iPosition = ::lseek(m_iDescriptor, 0, SEEK_CUR);
-    if (iPosition < 0)
+    unsigned long long llPosition = 0;
+    Seek(SEEK_CUR, llPosition);
+    return llPosition;
+}
+
+bool CFileAccess::Seek(int iWhence, unsigned long long& llPosition)
+{
+    const off_t iPosition = ::lseek(m_iDescriptor, 0, iWhence);
+    if (!Settle(iPosition >= 0, "Error getting file position"))
     {
-        if (IsNewError(errno))
-        {
-            mu::LogSystemError(m_iLastError, "Error getting file position");
-        }
-        return 0;
+        return false;
     }
-    m_iLastError = 0;
-    return static_cast<unsigned long long>(iPosition);
+    llPosition = static_cast<unsigned long long>(iPosition);
+    return true;
 }
 
 unsigned long long CFileAccess::GetSize()
 {
     CFunctionSwitch fsGetSize("FA::GetSz");
 
+    unsigned long long llSize = 0;
+    if (!QuerySize(llSize))
+    {
+        m_iLastError = errno;
+    }
+    return llSize;
+}
+
+bool CFileAccess::QuerySize(unsigned long long& llSize) const
+{
     struct stat status = {};
     if (::fstat(m_iDescriptor, &status) != 0)
     {
-        m_iLastError = errno;
-        return 0;
+        return false;
     }
-    return static_cast<unsigned long long>(status.st_size);
+    llSize = static_cast<unsigned long long>(status.st_size);
+    return true;
 }
 
 bool CFileAccess::Truncate(unsigned long long llLength)

@@ -40,9 +40,14 @@ public:
     CFileAccess& operator=(const CFileAccess&) = delete;
 
     bool IsValid() const { return m_iDescriptor >= 0; }
+    /// -1 when closed. For system calls in a crash, where no other operation may be used.
+    int GetDescriptor() const { return m_iDescriptor; }
+    /// errno of the last operation, 0 if it succeeded.
+    int GetLastError() const { return m_iLastError; }
 
-    /// Closes the open file, if any, and opens another. A file that is made gets the permission
-    /// bits 0600; a mode that is none of the above reads. The last argument has no effect.
+    /// Closes the open file, if any, and opens another; a signal that interrupts it does not count.
+    /// A file that is made gets the permission bits 0600; a mode that is none of the above reads.
+    /// The last argument has no effect.
     bool Open(const wchar_t* wszFileName, FileMode eMode, bool bForReading);
     bool Open(const char* szFileName, FileMode eMode, bool bForReading);
     void Close();
@@ -61,6 +66,8 @@ public:
     /// 0 on failure.
     unsigned long long GetPosition() override;
 
+    /// Tells where the end is too. On failure nothing changes.
+    bool SetPositionToEnd(unsigned long long& llPosition);
     /// 0 on failure, which is not logged.
     unsigned long long GetSize();
     /// Cuts or extends the file. A position beyond the new end moves there, any other stays. A
@@ -117,8 +124,11 @@ private:
     static int OpenDescriptor(const char* szPath, FileMode eMode);
     static void WarnShortWrite(int iWritten, int iRequested);
     bool OpenPath(const char* szPath, FileMode eMode);
-    bool IsNewError(int iError);
+    bool Settle(bool bSucceeded, const char* szFormat, ...) __attribute__((format(printf, 3, 4)));
     void ReportReadError(int iError);
+    bool Seek(int iWhence, unsigned long long& llPosition);
+    bool QuerySize(unsigned long long& llSize) const;
+    int GetSizeToLoad();
 
     int m_iDescriptor = -1;
     int m_iLastError = 0;

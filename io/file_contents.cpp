@@ -131,10 +131,10 @@ unsigned int CFileAccess::Copy(IFileReader* pReader)
     {
         struct stat source = {};
         struct stat target = {};
-        if (::fstat(pFile->m_iDescriptor, &source) == 0 && ::fstat(m_iDescriptor, &target) == 0 &&
+        if (::fstat(pFile->m_iDescriptor, &source) != 0 || ::fstat(m_iDescriptor, &target) != 0 ||
             IsSameRegularFile(source, target))
         {
-            return 0; // it could grow for ever
+            return 0; // a file that is copied onto itself grows for ever
         }
     }
 
@@ -167,6 +167,19 @@ unsigned int CFileAccess::Copy(IFileReader* pReader)
     return uTotal;
 }
 
+// -1, reported, for a file whose size is not known or that an int cannot count.
+int CFileAccess::GetSizeToLoad()
+{
+    unsigned long long llSize = 0;
+    const bool bKnown = QuerySize(llSize);
+    if (!bKnown || llSize > INT_MAX)
+    {
+        ReportReadError(bKnown ? EFBIG : errno);
+        return -1;
+    }
+    return static_cast<int>(llSize);
+}
+
 bool CFileAccess::Truncate(const wchar_t* wszPath)
 {
     CFileAccess file;
@@ -180,14 +193,13 @@ int CFileAccess::ToBuffer(const wchar_t* wszPath, CMemBlockPtr& block)
     {
         return -1;
     }
-    const unsigned long long llSize = file.GetSize();
-    if (llSize > INT_MAX)
+    const int iSize = file.GetSizeToLoad();
+    if (iSize < 0)
     {
-        file.ReportReadError(EFBIG);
         return -1;
     }
-    void* const pData = block.Resize(static_cast<unsigned int>(llSize));
-    if (llSize == 0)
+    void* const pData = block.Resize(static_cast<unsigned int>(iSize));
+    if (iSize == 0)
     {
         return 0;
     }
@@ -196,8 +208,8 @@ int CFileAccess::ToBuffer(const wchar_t* wszPath, CMemBlockPtr& block)
         file.ReportReadError(ENOMEM);
         return -1;
     }
-    const int iRead = file.Read(pData, static_cast<int>(llSize));
-    if (iRead < static_cast<int>(llSize))
+    const int iRead = file.Read(pData, iSize);
+    if (iRead < iSize)
     {
         block.Resize(static_cast<unsigned int>(std::max(iRead, 0))); // no bytes that nobody wrote
     }
@@ -210,18 +222,23 @@ bool CFileAccess::Copy(const wchar_t* wszSource, const wchar_t* wszTarget)
     CFunctionParam fpSource(fsCopy, "wszSource", wszSource);
     CFunctionParam fpTarget(fsCopy, "wszTarget", wszTarget);
 
+    // What cannot be copied must show before the target is emptied: a directory, which can be
+    // opened but not read, and a source of unknown size.
     CFileAccess source;
     char aChunk[kCopyChunk];
-    // A directory can be opened but not read: find out before the target is emptied.
     if (!source.Open(wszSource, FM_READ, true) || source.Read(aChunk, 0) < 0)
     {
         return false;
     }
     struct stat statusOfSource = {};
+    if (::fstat(source.m_iDescriptor, &statusOfSource) != 0)
+    {
+        source.ReportReadError(errno);
+        return false;
+    }
     struct stat statusOfTarget = {};
     const std::string strTarget = mu::PathToUTF8(wszTarget);
-    if (::fstat(source.m_iDescriptor, &statusOfSource) == 0 &&
-        ::stat(strTarget.c_str(), &statusOfTarget) == 0 &&
+    if (::stat(strTarget.c_str(), &statusOfTarget) == 0 &&
         IsSameRegularFile(statusOfSource, statusOfTarget))
     {
         mu::LogSystemError(EINVAL, "Error copying file %s onto itself", strTarget.c_str());
@@ -233,14 +250,14 @@ bool CFileAccess::Copy(const wchar_t* wszSource, const wchar_t* wszTarget)
     {
         return false;
     }
-    for (unsigned long long llRest = source.GetSize(); llRest > 0;)
+    for (off_t iRest = statusOfSource.st_size; iRest > 0;)
     {
-        const int iChunk = static_cast<int>(std::min<unsigned long long>(llRest, kCopyChunk));
+        const int iChunk = static_cast<int>(std::min<off_t>(iRest, kCopyChunk));
         if (source.Read(aChunk, iChunk) != iChunk || target.Write(aChunk, iChunk) != iChunk)
         {
             return false;
         }
-        llRest -= static_cast<unsigned int>(iChunk);
+        iRest -= iChunk;
     }
     source.Close();
     target.Close();
@@ -288,21 +305,20 @@ bool CFileAccess::ToString(const wchar_t* wszPath, std::wstring& wsContent)
         return false;
     }
 
-    const auto uHeaderLength = static_cast<unsigned int>(iHeaderLength);
-    const unsigned long long llSize = std::max<unsigned long long>(file.GetSize(), uHeaderLength);
-    if (llSize > INT_MAX)
+    const int iSize = file.GetSizeToLoad();
+    if (iSize < 0)
     {
-        file.ReportReadError(EFBIG);
         return false;
     }
-    const std::size_t uMaxLength = static_cast<std::size_t>(llSize) - uHeaderLength;
+    // The file may have shrunk meanwhile.
+    const auto uMaxLength = static_cast<std::size_t>(std::max(iSize - iHeaderLength, 0));
     const std::unique_ptr<char[]> pText(new (std::nothrow) char[uMaxLength]);
     if (pText == nullptr)
     {
         file.ReportReadError(ENOMEM);
         return false;
     }
-    const int iLength = file.SetPosition(uHeaderLength)
+    const int iLength = file.SetPosition(static_cast<unsigned int>(iHeaderLength))
                             ? ReadAll(file, pText.get(), static_cast<int>(uMaxLength))
                             : -1;
     if (iLength < 0)

@@ -19,17 +19,17 @@ ITextLogger* TextLoggerFor(IBaseLogger::Severity eSeverity)
 
 void LogSystemError(int iError, const char* szFormat, ...)
 {
-    ITextLogger* const ptlLogger = TextLoggerFor(IBaseLogger::Error);
-    if (ptlLogger == nullptr)
-    {
-        return;
-    }
-    char* szText = nullptr;
     va_list args;
     va_start(args, szFormat);
-    const int iLength = ::vasprintf(&szText, szFormat, args);
+    LogSystemErrorV(iError, szFormat, args);
     va_end(args);
-    if (iLength >= 0)
+}
+
+void LogSystemErrorV(int iError, const char* szFormat, va_list args)
+{
+    ITextLogger* const ptlLogger = TextLoggerFor(IBaseLogger::Error);
+    char* szText = nullptr;
+    if (ptlLogger != nullptr && ::vasprintf(&szText, szFormat, args) >= 0)
     {
         ptlLogger->LogMessageF(IBaseLogger::Error, "%s: (%d) %s", szText, iError,
                                std::strerror(iError));

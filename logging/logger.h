@@ -72,6 +72,8 @@ ITextLogger* TextLoggerFor(IBaseLogger::Severity eSeverity);
 
 /// Logs what failed, at severity Error, with the system's error: "<text>: (<errno>) <strerror>".
 void LogSystemError(int iError, const char* szFormat, ...) __attribute__((format(printf, 2, 3)));
+void LogSystemErrorV(int iError, const char* szFormat, va_list args)
+    __attribute__((format(printf, 2, 0)));
 
 } // namespace mu
 

@@ -21,6 +21,7 @@
 
 #include "mu/file_system.h"
 #include "mu/memory_block.h"
+#include "tests/support/failing_calls.h"
 #include "tests/support/failing_heap.h"
 #include "tests/support/files.h"
 #include "tests/support/function_chain.h"
@@ -68,6 +69,7 @@ TEST(FileAccess, OpensAsTheModeSays)
         ::close(iDescriptor);
 
         CFileAccess file;
+        const CFailingCall interrupted(ECall::Open, EINTR);
         file.Open(folder.WidePath(L"old").c_str(), eMode, true);
         EXPECT_EQ(::fcntl(iDescriptor, F_GETFD), FD_CLOEXEC);
         file.Write("new", 3);
@@ -241,9 +243,15 @@ TEST(FileContents, RefusesWhatAnIntOrTheMemoryCannotHold)
         }
     }
     ASSERT_EQ(::truncate(folder.Path("f").c_str(), 0x8000'0000), 0);
-    EXPECT_FALSE(CFileAccess::ToString(wsFile.c_str(), wsText));
-    EXPECT_EQ(CFileAccess::ToBuffer(wsFile.c_str(), block), -1);
-    EXPECT_EQ(block.GetSize(), 3U);
+    for (const int iFirst : {INT_MAX, 0, 1}) // the look at the size that fails
+    {
+        const CFailingCall call(ECall::Stat, EIO, iFirst);
+        EXPECT_FALSE(CFileAccess::ToString(wsFile.c_str(), wsText));
+        const CFailingCall again(ECall::Stat, EIO, std::max(iFirst - 1, 0));
+        EXPECT_EQ(CFileAccess::ToBuffer(wsFile.c_str(), block), -1);
+        EXPECT_EQ(block.GetSize(), 3U);
+        WriteFile(folder.Path("f"), "text");
+    }
 }
 
 TEST(FileContents, AreTheSameHoweverTheyAreLoadedOrCopied)
@@ -290,6 +298,7 @@ TEST(FileContents, StayWhenACopyCannotSucceed)
 {
     const CTemporaryFolder folder;
     WriteFile(folder.Path("f"), "text");
+    WriteFile(folder.Path("old"), "text");
     std::filesystem::create_directory(folder.Path("dir"));
     std::filesystem::create_hard_link(folder.Path("f"), folder.Path("link"));
     const std::string strOnto = " onto itself: " + ErrorText(EINVAL);
@@ -297,21 +306,27 @@ TEST(FileContents, StayWhenACopyCannotSucceed)
          std::vector<std::tuple<std::wstring, std::wstring, std::string>>{
              {L"f", L"f", "copying file " + folder.Path("f") + strOnto},
              {L"f", L"link", "copying file " + folder.Path("link") + strOnto},
+             {L"f", L"old", "reading from file: " + ErrorText(EIO)}, // its size is not to be had
              {L"dir", L"f", "reading from file: " + ErrorText(EISDIR)},
              {L"no", L"f", "opening file " + folder.Path("no") + ": " + ErrorText(ENOENT)},
              {L"f", L"../../../../../../dev/full", "writing to file: " + ErrorText(ENOSPC)}})
     {
         CLineLogger logger;
+        const CFailingCall call(ECall::Stat, EIO, wsTarget == L"old" ? 0 : INT_MAX);
         EXPECT_FALSE(CFileAccess::Copy(folder.WidePath(wsSource).c_str(),
                                        folder.WidePath(wsTarget).c_str()));
         EXPECT_THAT(logger.TakeLines(), ElementsAre("3 Error " + strError));
-        EXPECT_EQ(ReadFile(folder.Path("f")), "text");
+        EXPECT_EQ(ReadFile(folder.Path("f")) + ReadFile(folder.Path("old")), "texttext");
     }
     CFileAccess source, same;
     source.Open(folder.Path("f").c_str(), CFileAccess::FM_READ, true);
     same.Open(folder.Path("f").c_str(), CFileAccess::FM_READ_WRITE, false);
     same.SetPosition(4);
-    EXPECT_EQ(same.Copy(&source), 0U) << "would never end";
+    for (const int iFirst : {INT_MAX, 0})
+    {
+        const CFailingCall call(ECall::Stat, EIO, iFirst);
+        EXPECT_EQ(same.Copy(&source), 0U) << "would never end";
+    }
     EXPECT_FALSE(CFileAccess::SetStrFileContent("/dev/full", "v"));
 }
 
