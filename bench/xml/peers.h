@@ -20,7 +20,9 @@ struct SPeer
     bool m_bWrites;
 };
 
-inline constexpr int kPeers = 5;
-extern const SPeer g_aPeers[kPeers];
+/// This library and those of its size, which run on the device, too.
+extern const SPeer g_aPeers[3];
+/// Those that are measured on the host only.
+extern const SPeer g_aLargePeers[2];
 
 #endif

@@ -6,6 +6,7 @@
 #include <memory>
 #include <string>
 #include <utility>
+#include <vector>
 
 #include <benchmark/benchmark.h>
 #include <malloc.h>
@@ -88,19 +89,21 @@ int main(int iArgs, char** ppArgs)
     constexpr std::pair<const char*, std::size_t> kSizes[] = {
         {"4k", 4 << 10}, {"64k", 64 << 10}, {"1m", 1 << 20}, {"16m", 16 << 20}};
     static std::string aDocuments[std::size(kSizes)];
+    std::vector<SPeer> peers(std::begin(g_aPeers), std::end(g_aPeers));
+    peers.insert(peers.end(), std::begin(g_aLargePeers), std::end(g_aLargePeers));
     for (std::size_t i = 0; i < std::size(kSizes); ++i)
     {
         aDocuments[i] = MakeDeviceParameters(kSizes[i].second);
-        for (const SPeer& peer : g_aPeers)
+        for (const SPeer& peer : peers)
         {
             const std::string strSuffix = std::string("/") + kSizes[i].first + "/" + peer.m_szName;
             benchmark::RegisterBenchmark(("XmlLoadDestroy" + strSuffix).c_str(),
-                                         [&peer, i](benchmark::State& state)
+                                         [peer, i](benchmark::State& state)
                                          { LoadAndDestroy(state, peer, aDocuments[i]); });
             if (peer.m_bWrites)
             {
                 benchmark::RegisterBenchmark(("XmlWrite" + strSuffix).c_str(),
-                                             [&peer, i](benchmark::State& state)
+                                             [peer, i](benchmark::State& state)
                                              { Write(state, peer, aDocuments[i]); });
             }
         }
