@@ -119,8 +119,9 @@ extern pthread_key_t g_pkFuncStateEntryThreadKey;
 extern int g_bAllocatedFuncStateEntryThreadKey;
 
 /// The calling thread's value of the key, kept beside it because a thread-specific look-up is a
-/// call and this is a load.
-extern constinit thread_local SPosixThreadExceptionVars* g_pThreadExceptionVars;
+/// call and this is a load, with this model in a shared object too.
+[[gnu::tls_model("initial-exec")]] extern constinit thread_local SPosixThreadExceptionVars*
+    g_pThreadExceptionVars;
 
 /// Makes the calling thread's storage; GetAllocExVarsStorage() calls it.
 [[gnu::cold, gnu::noinline]] SPosixThreadExceptionVars* AllocExVarsStorage();

@@ -9,6 +9,7 @@ inline constexpr unsigned long kNoThreadID = 0xFFFFFFFF;
 
 /// The calling thread's pthread_self(), kept because asking for it is a call and this is a load.
 /// 0 until GetCurrentThreadID() asks for the first time.
+[[gnu::tls_model("initial-exec")]] // a load and no call in a shared object either
 extern constinit thread_local unsigned long g_dwCurrentThreadID;
 [[gnu::cold, gnu::noinline]] unsigned long FindCurrentThreadID();
 

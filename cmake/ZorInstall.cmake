@@ -1,0 +1,36 @@
+# What `cmake --install` puts where, in three components:
+#   runtime      the console's programs, and the library if it is a shared one
+#   development  headers, the library to link, what find_package() and pkg-config read
+#   simulator    zor-recorder-sim
+include(CMakePackageConfigHelpers)
+
+install(TARGETS zor EXPORT zor-targets
+    LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT runtime NAMELINK_COMPONENT development
+    ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT development
+    FILE_SET HEADERS DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/zor COMPONENT development)
+
+set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/zor)
+install(EXPORT zor-targets NAMESPACE zor:: DESTINATION ${package_dir} COMPONENT development)
+configure_package_config_file(cmake/zor-config.cmake.in zor-config.cmake
+    INSTALL_DESTINATION ${package_dir}
+    NO_SET_AND_CHECK_MACRO)
+# Before 1.0 a new minor version may break what an older one promised.
+write_basic_package_version_file(zor-config-version.cmake COMPATIBILITY SameMinorVersion)
+install(
+    FILES ${PROJECT_BINARY_DIR}/zor-config.cmake ${PROJECT_BINARY_DIR}/zor-config-version.cmake
+    DESTINATION ${package_dir} COMPONENT development)
+
+# pkg-config finds the folders from its own file, so that an installed tree can be moved.
+set(pkgconfig_dir ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+cmake_path(ABSOLUTE_PATH pkgconfig_dir BASE_DIRECTORY ${CMAKE_INSTALL_PREFIX}
+    OUTPUT_VARIABLE pkgconfig_path)
+cmake_path(RELATIVE_PATH CMAKE_INSTALL_PREFIX BASE_DIRECTORY ${pkgconfig_path}
+    OUTPUT_VARIABLE ZOR_PREFIX_FROM_PKGCONFIG)
+foreach(dir IN ITEMS LIBDIR INCLUDEDIR)
+    set(ZOR_PKGCONFIG_${dir} "\${prefix}")
+    cmake_path(APPEND ZOR_PKGCONFIG_${dir} ${CMAKE_INSTALL_${dir}})
+endforeach()
+list(TRANSFORM ZOR_DEFINITIONS PREPEND -D OUTPUT_VARIABLE ZOR_PKGCONFIG_DEFINITIONS)
+list(JOIN ZOR_PKGCONFIG_DEFINITIONS " " ZOR_PKGCONFIG_DEFINITIONS)
+configure_file(cmake/zor.pc.in zor.pc @ONLY)
+install(FILES ${PROJECT_BINARY_DIR}/zor.pc DESTINATION ${pkgconfig_dir} COMPONENT development)
