@@ -1,6 +1,7 @@
 #include "console/descriptors.h"
 
 #include <fcntl.h>
+#include <poll.h>
 #include <sys/select.h>
 #include <unistd.h>
 
@@ -27,4 +28,10 @@ int MoveIntoSelectRange(int iDescriptor, int iKept)
     const int iMoved = ::dup3(iDescriptor, iHighest == iKept ? iHighest - 1 : iHighest, O_CLOEXEC);
     ::close(iDescriptor);
     return iMoved;
+}
+
+bool HasLostItsReader(int iDescriptor)
+{
+    pollfd polled{iDescriptor, 0, 0};
+    return ::poll(&polled, 1, 0) > 0 && (polled.revents & (POLLERR | POLLHUP)) != 0;
 }

@@ -9,4 +9,8 @@ void OpenStandardDescriptors();
 /// never iKept, gives way.
 int MoveIntoSelectRange(int iDescriptor, int iKept);
 
+/// Whether nobody can read any more what is written to the descriptor: the other end of the pipe,
+/// socket or terminal is gone. Of a network connection only a write finds out.
+bool HasLostItsReader(int iDescriptor);
+
 #endif

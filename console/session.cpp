@@ -9,6 +9,7 @@
 
 #include <fcntl.h>
 #include <sys/select.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include "console/descriptors.h"
@@ -25,17 +26,41 @@ namespace
 {
 
 // A descriptor at its end stays readable, so select() no longer waits. This does, for passes in
-// which there was nothing else.
-constexpr std::chrono::milliseconds kEndOfFilePause{50};
+// which there was nothing else. So does a pipe that the application has not opened yet.
+constexpr std::chrono::milliseconds kPause{50};
 
-bool g_bByteTyped = false; // whether the last ReadUserInput() got one
+bool g_bInputEnded = false; // whether the last ReadUserInput() got nothing
 
-// Whatever may block comes after a flush, so that what was printed is visible also when standard
-// output is a pipe or a file.
-int OpenPipe(const char* szPath, int iFlags)
+// Makes visible what was printed, also when standard output is a pipe or a file; comes before
+// whatever may block. False when the reader of the output is gone. A print that fails otherwise,
+// on a full disk, is no reason to leave: commands still work, and there may be room again.
+bool FlushOutput()
 {
-    std::fflush(stdout);
-    return ::open(szPath, iFlags | O_CLOEXEC, 0600);
+    const bool bBroken = std::fflush(stdout) != 0 && errno == EPIPE;
+    return !bBroken && (std::ferror(stdout) == 0 || !HasLostItsReader(STDOUT_FILENO));
+}
+
+// Waits until the application has the pipe open for reading, as a blocking open() does, which would
+// not see that the operator is gone: then the error is EPIPE.
+int OpenRequestPipe(const char* szPath)
+{
+    struct stat status = {};
+    int iPipe = -1;
+    while ((iPipe = ::open(szPath, O_WRONLY | O_NONBLOCK | O_CLOEXEC, 0600)) < 0 &&
+           errno == ENXIO && ::stat(szPath, &status) == 0 && S_ISFIFO(status.st_mode))
+    {
+        if (HasLostItsReader(STDOUT_FILENO))
+        {
+            errno = EPIPE;
+            return -1;
+        }
+        std::this_thread::sleep_for(kPause);
+    }
+    if (iPipe >= 0)
+    {
+        ::fcntl(iPipe, F_SETFL, O_WRONLY); // writes block
+    }
+    return iPipe;
 }
 
 int ReportFailedOpen(const char* szPath, int iError)
@@ -44,9 +69,11 @@ int ReportFailedOpen(const char* szPath, int iError)
     return iError;
 }
 
+// Serves the operator until he leaves. He has left without a word when the reader of the output is
+// gone, which the next print shows; once his input has ended there may be none, so each pass looks.
 void RunLoop(int iInPipe, int iOutPipe)
 {
-    while (g_bRunning != 0)
+    while (g_bRunning != 0 && FlushOutput() && !(g_bInputEnded && HasLostItsReader(STDOUT_FILENO)))
     {
         fd_set setRead;
         FD_ZERO(&setRead);
@@ -54,8 +81,9 @@ void RunLoop(int iInPipe, int iOutPipe)
         FD_SET(iInPipe, &setRead);
         fd_set setExcept = setRead;
 
-        std::fflush(stdout);
-        const int iResult = ::select(iInPipe + 1, &setRead, nullptr, &setExcept, nullptr);
+        timeval tvNextLook = {0, 500'000}; // a terminal waits for more after its end
+        const int iResult = ::select(iInPipe + 1, &setRead, nullptr, &setExcept,
+                                     g_bInputEnded ? &tvNextLook : nullptr);
         if (iResult < 0)
         {
             std::printf("Select failed with result %d: %d (%s)\r\n", iResult, errno,
@@ -67,12 +95,15 @@ void RunLoop(int iInPipe, int iOutPipe)
         if (FD_ISSET(STDIN_FILENO, &setRead))
         {
             ReadUserInput(iOutPipe);
-            bOnlyEnds = !g_bByteTyped;
+            bOnlyEnds = g_bInputEnded;
         }
         if (FD_ISSET(iInPipe, &setRead))
         {
             std::puts("Reading ZOR input.\r");
-            std::fflush(stdout);
+            if (!FlushOutput())
+            {
+                return; // the message is for the next console
+            }
             if (ReadZORInput(iInPipe) > 0)
             {
                 bOnlyEnds = false;
@@ -80,8 +111,7 @@ void RunLoop(int iInPipe, int iOutPipe)
         }
         if (bOnlyEnds)
         {
-            std::fflush(stdout);
-            std::this_thread::sleep_for(kEndOfFilePause);
+            std::this_thread::sleep_for(kPause);
         }
     }
 }
@@ -91,8 +121,8 @@ void RunLoop(int iInPipe, int iOutPipe)
 void ReadUserInput(int iOutPipe)
 {
     unsigned char c = 0;
-    g_bByteTyped = ::read(STDIN_FILENO, &c, 1) > 0;
-    if (!g_bByteTyped)
+    g_bInputEnded = ::read(STDIN_FILENO, &c, 1) <= 0;
+    if (g_bInputEnded)
     {
         return;
     }
@@ -164,26 +194,33 @@ int RunSession()
     std::signal(SIGPIPE, SIG_IGN); // a send to an application that left fails, no more
 
     std::puts("Opening output pipe.\r");
-    const int iOutPipe = OpenPipe(g_aszPipePaths[0], O_WRONLY);
+    if (!FlushOutput())
+    {
+        return 0;
+    }
+    const int iOutPipe = OpenRequestPipe(g_aszPipePaths[0]);
     if (iOutPipe < 0)
     {
-        return ReportFailedOpen(g_aszPipePaths[0], errno);
+        return errno == EPIPE ? 0 : ReportFailedOpen(g_aszPipePaths[0], errno);
     }
 
     std::puts("Opening input pipe.\r");
-    const int iOpened = OpenPipe(g_aszPipePaths[1], O_RDONLY);
+    const bool bVisible = FlushOutput();
+    const int iOpened = bVisible ? ::open(g_aszPipePaths[1], O_RDONLY | O_CLOEXEC, 0600) : -1;
     if (iOpened < 0)
     {
         const int iError = errno;
         ::close(iOutPipe);
-        return ReportFailedOpen(g_aszPipePaths[1], iError);
+        return bVisible ? ReportFailedOpen(g_aszPipePaths[1], iError) : 0;
     }
     const int iInPipe = MoveIntoSelectRange(iOpened, iOutPipe);
 
     std::puts("Sending request for parameters.\r");
-    SendStructuredData(iOutPipe, PM_REQUEST_PARAMETERS, 0, 0, nullptr);
-
-    RunLoop(iInPipe, iOutPipe);
+    if (FlushOutput())
+    {
+        SendStructuredData(iOutPipe, PM_REQUEST_PARAMETERS, 0, 0, nullptr);
+        RunLoop(iInPipe, iOutPipe);
+    }
 
     ::close(iInPipe);
     ::close(iOutPipe);

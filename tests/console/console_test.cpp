@@ -259,7 +259,7 @@ TEST_F(Console, HandlesMessagesAndDropsWhatIsNone)
     Play(vecSteps);
 }
 
-TEST_F(Console, ShowsEachStepAtOnceAndTellsWhichPipeIsMissing)
+TEST_F(Console, ShowsEachStepAtOnceWhileSomebodyReadsAndTellsWhichPipeIsMissing)
 {
     Start();
     ExpectOutput(kOpeningOutput);
@@ -269,6 +269,14 @@ TEST_F(Console, ShowsEachStepAtOnceAndTellsWhichPipeIsMissing)
     ExpectOutput(kRequesting);
     Send(kGood.substr(0, 12)); // the payload does not come
     ExpectOutput(kReading);
+    m_pConsole->CloseOutput();
+    Send("good");
+    EXPECT_EQ(m_pConsole->Wait(), 0) << "prints to nobody";
+    CloseRecorder();
+    Start();
+    m_pConsole->CloseOutput();
+    EXPECT_EQ(m_pConsole->Wait(), 0) << "waits for the recorder for nobody";
+    OpenRequests();
 
     const std::string strMissing = ": 2 (No such file or directory)\r\n";
     ::unlink(g_aszPipePaths[1]);
@@ -283,7 +291,7 @@ TEST_F(Console, ShowsEachStepAtOnceAndTellsWhichPipeIsMissing)
     EXPECT_EQ(m_pConsole->Wait(), 2);
 }
 
-TEST_F(Console, GoesOnAfterTheEndOfItsInputAndAfterAStop)
+TEST_F(Console, GoesOnAfterTheEndOfItsInputAndAStopUntilNobodyReads)
 {
     StartSession();
     m_pConsole->EndInput();
@@ -293,8 +301,8 @@ TEST_F(Console, GoesOnAfterTheEndOfItsInputAndAfterAStop)
     m_pConsole->Kill(SIGCONT);
     Send(kGood);
     ExpectOutput(kStarted + kReadingGood);
-    m_pConsole->Kill(SIGTERM);
-    EXPECT_EQ(m_pConsole->Wait(), 128 + SIGTERM);
+    m_pConsole->CloseOutput();
+    EXPECT_EQ(m_pConsole->Wait(), 0) << "neither input nor anybody to print to";
     EXPECT_LT(m_pConsole->GetProcessorSeconds(), 0.4);
 }
 
@@ -313,9 +321,9 @@ TEST_F(Console, GoesOnAfterTheRecorderLeft)
     EXPECT_LT(strOutput.size(), 80 * kReading.size());
 }
 
-TEST_F(Console, BearsClosedStandardDescriptors)
+TEST_F(Console, BearsClosedStandardDescriptorsAndAFullDisk)
 {
-    for (unsigned int uClosed = 1; uClosed < 8; ++uClosed)
+    for (unsigned int uClosed = 1; uClosed <= 8; ++uClosed)
     {
         SCOPED_TRACE(uClosed);
         StartSession(
@@ -325,6 +333,7 @@ TEST_F(Console, BearsClosedStandardDescriptors)
                 {
                     ::close((uClosed >> i & 1) != 0 ? i : -1);
                 }
+                ::dup2(uClosed == 8 ? ::open("/dev/full", O_WRONLY) : -1, STDOUT_FILENO);
             });
         Send(kGood);
         if ((uClosed & 1) == 0)
@@ -333,7 +342,7 @@ TEST_F(Console, BearsClosedStandardDescriptors)
             EXPECT_EQ(ReadFrom(m_iRequests, 12), kLogRequest);
             EXPECT_EQ(m_pConsole->Wait(), 0);
         }
-        if ((uClosed & 2) == 0)
+        if ((uClosed & 10) == 0)
         {
             ExpectOutput(kStarted + kReadingGood);
         }

@@ -93,7 +93,7 @@ public:
             Wait();
         }
         EndInput();
-        ::close(m_iOutput);
+        CloseOutput();
         ::close(m_iErrors);
     }
 
@@ -106,6 +106,7 @@ public:
                static_cast<ssize_t>(svInput.size());
     }
     void EndInput() { ::close(std::exchange(m_iInput, -1)); }
+    void CloseOutput() { ::close(std::exchange(m_iOutput, -1)); }
     std::string ReadOutput(std::size_t uLength = std::string::npos) const
     {
         return ReadFrom(m_iOutput, uLength);
