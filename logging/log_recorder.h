@@ -90,14 +90,17 @@ protected:
     CLogRecorder();
     ~CLogRecorder() override = default;
 
-    CMutualExclusion m_lock; // guards what is kept and the count of it
-
 private:
     void LogText(const char* szText);
     void Keep(CEasyXML& exmlMessage);
     void KeepLocked(CEasyXML& exmlMessage);
 
     std::deque<SLogMessageRec> m_messages;
+
+protected:
+    CMutualExclusion m_lock; // guards what is kept and the count of it
+
+private:
     std::atomic<int> m_iLostMessages{0}; // since they were told last; changed without the lock
     long long m_llTotalMessages = 0;
 };

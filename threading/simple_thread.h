@@ -21,6 +21,9 @@ public:
     /// The thread's body. An exception that leaves it ends the thread, and is logged.
     virtual int ThreadMain(void* pParam) = 0;
 
+    /// What StartThread() hands to pthread_create(), with parameters of its own.
+    static void* MyMainThreadFunction(void* pParameters);
+
     /// Starts a thread that calls ThreadMain(pParam). The name (null is "") shows in reports. Gives
     /// the thread's id, 0 for none, if pdwThreadID is not null. False when the system gives no
     /// thread or memory: GetLastError() tells why, and nothing else changes.
@@ -46,9 +49,6 @@ protected:
     ~CSimpleThread();
 
 private:
-    /// What pthread_create() calls.
-    static void* MyMainThreadFunction(void* pParameters);
-
     int m_iLastError = 0;
     unsigned long m_dwThreadID = 0;
     const std::shared_ptr<SSimpleThreadRun>
