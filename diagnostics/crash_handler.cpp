@@ -271,3 +271,8 @@ void ReportException(char* szReport, int iLength)
 {
     CExceptionDelivery(false).Run(szReport, iLength, GetLocalTime());
 }
+
+bool IsCrashReport(const char* szText)
+{
+    return szText == g_szReport;
+}

@@ -50,5 +50,8 @@ void SetCrashTimeLimit(int iMilliseconds);
 
 /// Delivers a report, a text of iLength bytes that a zero ends, without ending anything.
 void ReportException(char* szReport, int iLength);
+/// Whether a text is the report of the crash under way, which stays in place until the process
+/// ends: a logger need not copy it.
+bool IsCrashReport(const char* szText);
 
 #endif

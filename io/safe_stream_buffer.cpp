@@ -140,6 +140,7 @@ bool CSafeStreamBuffer::GiveWriteBlockBack(int iSize, TCommit commit)
     {
         return false;
     }
+    m_snapshot.Take(m_ring);
     SignalIfReadable();
     return true;
 }
@@ -218,7 +219,9 @@ template <class TCommit>
 bool CSafeStreamBuffer::GiveReadBlockBack(int iSize, TCommit commit)
 {
     m_pReadBlockHeld = nullptr;
-    return iSize == 0 || (m_bEnabled && !m_bFrozen && commit());
+    const bool bDone = iSize == 0 || (m_bEnabled && !m_bFrozen && commit());
+    m_snapshot.Take(m_ring);
+    return bDone;
 }
 
 bool CSafeStreamBuffer::CommitReadLocked(void* pBlock, int iSize)
@@ -295,6 +298,7 @@ void CSafeStreamBuffer::UnFreeze()
 void CSafeStreamBuffer::StartOver(bool bEndOfStream)
 {
     m_ring.Clear();
+    m_snapshot.Take(m_ring);
     m_bEndOfStream = bEndOfStream;
     m_bEnabled = true;
     m_bReadBlockInvalid = true;
@@ -327,6 +331,7 @@ bool CSafeStreamBuffer::ReplaceMemory(std::unique_ptr<char[]> pInternal, char* p
     m_pInternal = std::move(pInternal);
     m_pMemory = pMemory;
     m_ring.SetSize(iSize);
+    m_snapshot.Take(m_ring);
     m_bEnabled = iSize > 0;
     m_bReadBlockInvalid = true;
     m_bWriteBlockInvalid = true;
@@ -407,6 +412,19 @@ unsigned long long CSafeStreamBuffer::GetTotalRead() const
 {
     const CMutexProtection mpState(m_mutex, mu::kInfinite);
     return m_ring.GetTotalRead();
+}
+
+const void* CSafeStreamBuffer::GetBlockInCrash(unsigned long long& ullByte, int& iSize) const
+{
+    CBlockRing ring = m_snapshot.Get();
+    ullByte = std::max(ullByte, ring.GetTotalRead());
+    const unsigned long long ullSkipped = ullByte - ring.GetTotalRead();
+    if (ullSkipped >= static_cast<unsigned>(ring.GetUnreadSize()))
+    {
+        return nullptr;
+    }
+    ring.Skip(static_cast<int>(ullSkipped));
+    return At(ring.GetBlockToRead(iSize));
 }
 
 int CSafeStreamBuffer::PrintState(char* szBuffer, int iBufferSize, const char* szName) const

@@ -4,6 +4,7 @@
 #include <memory>
 
 #include "io/block_ring.h"
+#include "io/ring_snapshot.h"
 #include "io/stream_interfaces.h"
 #include "threading/event.h"
 #include "threading/mutex.h"
@@ -135,6 +136,12 @@ public:
     /// less. Returns the length without it.
     int PrintState(char* szBuffer, int iBufferSize, const char* szName) const;
 
+    /// For a crash: the unread bytes from number ullByte on in one piece, null at their end. The
+    /// numbers are those of GetTotalRead(); where the reader has come further, ullByte is raised to
+    /// it. Nothing is consumed, and no lock is taken: what counts is the state after the last
+    /// commit. The reader must be at rest meanwhile.
+    const void* GetBlockInCrash(unsigned long long& ullByte, int& iSize) const;
+
 protected:
     CSafeStreamBuffer();
     ~CSafeStreamBuffer();
@@ -174,6 +181,7 @@ private:
     std::unique_ptr<char[]> m_pInternal; // null: external memory or none
     char* m_pMemory = nullptr;
     CBlockRing m_ring;
+    CRingSnapshot m_snapshot;
     bool m_bEndOfStream = false;
     bool m_bEnabled = true;
     bool m_bFrozen = false;

@@ -1,14 +1,12 @@
 #include "logging/daily_debug_log.h"
 
 #include <algorithm>
-#include <climits>
-#include <cstddef>
 #include <cstring>
 #include <iterator>
 #include <new>
 #include <utility>
 
-#include "config/media_recorder_configuration.h"
+#include "diagnostics/crash_handler.h"
 #include "diagnostics/function_state.h"
 #include "logging/log_recorder.h"
 #include "mu/lengths.h"
@@ -22,15 +20,8 @@ namespace
 constexpr char kLineEnd[] = {'\r', '\n'};
 constexpr int kLineEndSize = sizeof(kLineEnd);
 
-mu::STimeComponents GetCurrentLocalTime()
-{
-    mu::STimeComponents now;
-    mu::GetLocalTimeComponents(mu::GetCurrentUTCTime(), now);
-    return now;
-}
-
-// Reads a byte of each page: text that is not there faults here and not under a lock that the
-// report of the crash needs.
+// Reads a byte of each page: text that is not there faults here and not under a lock that other
+// threads need.
 void TouchText(const char* pText, int iLength)
 {
     constexpr int kSmallestPage = 4096;
@@ -40,51 +31,19 @@ void TouchText(const char* pText, int iLength)
     }
 }
 
-/// The log that is told when the clock was set.
-class CClockRegistration final : public mu::IClockListener
-{
-public:
-    void Set(CDailyDebugLog* pLog)
-    {
-        const std::scoped_lock lock(m_mutex);
-        m_pLog = pLog;
-    }
-    void Remove(const CDailyDebugLog* pLog)
-    {
-        const std::scoped_lock lock(m_mutex);
-        m_pLog = m_pLog == pLog ? nullptr : m_pLog;
-    }
-
-    void HandleClockSet() override
-    {
-        const std::scoped_lock lock(m_mutex);
-        if (m_pLog != nullptr)
-        {
-            m_pLog->ScheduleNextLogFlush(false);
-        }
-    }
-
-private:
-    std::mutex m_mutex;
-    CDailyDebugLog* m_pLog = nullptr;
-};
-
-constinit CClockRegistration g_clockRegistration;
-
 } // namespace
 
-void SetDailyDebugLogForTimeChange(CDailyDebugLog* pLog)
+CDailyDebugLog::CTextBuffer* CDailyDebugLog::MakeTextBuffer()
 {
-    g_clockRegistration.Set(pLog);
-    mu::SetClockListener(&g_clockRegistration);
+    auto* const pTextBuffer = new CTextBuffer;
+    pTextBuffer->AddRef();
+    return pTextBuffer;
 }
 
 CDailyDebugLog::CDailyDebugLog()
-    : m_pTextBuffer(new AutoDeleteThreadObjectImpl<CSafeStreamBuffer>),
-      m_pFile(std::make_unique<CFileAccess>()),
-      m_pFlushMutex(std::make_shared<std::recursive_mutex>())
+    : m_pTextBuffer(MakeTextBuffer()), m_pFlushMutex(std::make_shared<std::recursive_mutex>())
 {
-    m_pTextBuffer->AddRef();
+    RegisterForCrash();
 }
 
 CDailyDebugLog::~CDailyDebugLog()
@@ -94,7 +53,7 @@ CDailyDebugLog::~CDailyDebugLog()
 
 void CDailyDebugLog::ReleaseResources()
 {
-    g_clockRegistration.Remove(this);
+    ForgetClock();
     if (const CSchedulerReference pScheduler = GetScheduler())
     {
         SetStorageScheduler(nullptr);
@@ -102,11 +61,9 @@ void CDailyDebugLog::ReleaseResources()
         pScheduler->RemoveTasks(0, TimeToHandleConfigChange, this, 1);
     }
     const std::scoped_lock lock(*m_pFlushMutex, m_writeMutex);
-    if (m_pTextBuffer != nullptr)
-    {
-        std::exchange(m_pTextBuffer, nullptr)->Release();
-    }
-    m_pFile.reset();
+    UnregisterForCrash();
+    m_pTextBuffer.reset();
+    CloseFile();
 }
 
 bool CDailyDebugLog::SetBufferSize(int iSize)
@@ -124,6 +81,7 @@ bool CDailyDebugLog::SetBufferSize(int iSize)
 void CDailyDebugLog::SetRecConfig(CMediaRecorderConfiguration* pRecConfig)
 {
     m_pRecConfig = pRecConfig;
+    PrepareForCrash();
     m_bArmed = true;
 }
 
@@ -218,7 +176,7 @@ bool CDailyDebugLog::AddBlock(const char* pText, int iLength, int iRoom, bool bA
     {
         szState = "alloc";
         const std::scoped_lock lock(m_writeMutex);
-        if (m_pTextBuffer == nullptr)
+        if (m_pTextBuffer == nullptr || m_bCrashed)
         {
             return false;
         }
@@ -229,7 +187,8 @@ bool CDailyDebugLog::AddBlock(const char* pText, int iLength, int iRoom, bool bA
             char* const pEnd = std::copy_n(pText, iLength, static_cast<char*>(pBlock));
             std::copy_n(kLineEnd, iLineEnd, pEnd);
             szState = "commit";
-            bAdded = m_pTextBuffer->CommitWrittenBlock(pBlock, iLength + iLineEnd, iBlock);
+            bAdded = m_pTextBuffer->CommitWrittenBlock(pBlock, iLength + iLineEnd, iBlock) &&
+                     !m_bCrashed;
         }
         szState = "check size";
         // A block takes its size and, if it does not fit before the end, a tail that is shorter.
@@ -240,7 +199,7 @@ bool CDailyDebugLog::AddBlock(const char* pText, int iLength, int iRoom, bool bA
     }
     if (bFlush)
     {
-        RequestFlush();
+        RequestFlush(false);
     }
     return bAdded;
 }
@@ -264,7 +223,7 @@ void CDailyDebugLog::CheckLargeContent()
     }
     if (bLarge)
     {
-        RequestFlush();
+        RequestFlush(false);
     }
 }
 
@@ -272,25 +231,20 @@ void CDailyDebugLog::CheckSeverity(Severity eSeverity)
 {
     if (eSeverity == Error)
     {
-        RequestFlush();
+        RequestFlush(true);
     }
 }
 
-void CDailyDebugLog::RequestFlush()
+// A buffer that a full disk has filled up may have room again: an Error tries before it is dropped.
+template <class TAdd>
+void CDailyDebugLog::AddMessage(Severity eSeverity, TAdd add)
 {
-    if (m_dwFlushThreadID.load(std::memory_order_relaxed) == mu::GetCurrentThreadID())
+    if (!add() && eSeverity == Error && m_llRetryTime != 0)
     {
-        return;
+        CheckSeverity(eSeverity);
+        add();
     }
-    // Of threads that ask at once, one queues a flush. Without a scheduler each writes its own.
-    if (m_bArmed && (GetScheduler() == nullptr || m_bArmed.exchange(false)))
-    {
-        ScheduleNextLogFlush(true);
-    }
-    else
-    {
-        m_bFlushMissed = true;
-    }
+    CheckSeverity(eSeverity);
 }
 
 void CDailyDebugLog::LogMessage(Severity eSeverity, CEasyXML& exmlMessage)
@@ -301,31 +255,37 @@ void CDailyDebugLog::LogMessage(Severity eSeverity, CEasyXML& exmlMessage)
     {
         return;
     }
+    std::string strText;
     try
     {
-        const mu::STimeComponents now = GetCurrentLocalTime();
+        mu::STimeComponents now;
+        mu::GetLocalTimeComponents(mu::GetCurrentUTCTime(), now);
         wchar_t wszTime[40];
         mu::SWPrintF(wszTime, static_cast<int>(std::size(wszTime)), L"%02d:%02d:%02d ", now.m_iHour,
                      now.m_iMinute, now.m_iSecond);
         std::wstring wsText(wszTime);
         CEasyXMLNode message = exmlMessage.GetRoot();
         CLogRecorder::CollectTextMessage(message, wsText, 0, L"\r\n");
-        const std::string strText = mu::WideStringToNarrow(wsText);
-        AddText(strText.data(), mu::IntCount(strText.size()), false);
+        strText = mu::WideStringToNarrow(wsText);
     }
     catch (const std::bad_alloc&)
     {
         // Dropped, as a line without room is.
     }
-    CheckSeverity(eSeverity);
+    AddMessage(eSeverity,
+               [&] { return AddText(strText.data(), mu::IntCount(strText.size()), false); });
 }
 
 void CDailyDebugLog::LogMessage(Severity eSeverity, const char* szText)
 {
-    if (eSeverity >= m_eLowestSeverity)
+    if (IsCrashReport(szText))
     {
-        AddText(szText, szText != nullptr ? mu::IntCount(std::strlen(szText)) : 0, true);
-        CheckSeverity(eSeverity);
+        m_szCrashReport = szText; // for WriteInCrash()
+    }
+    else if (eSeverity >= m_eLowestSeverity)
+    {
+        const int iLength = szText != nullptr ? mu::IntCount(std::strlen(szText)) : 0;
+        AddMessage(eSeverity, [=, this] { return AddText(szText, iLength, true); });
     }
 }
 
@@ -341,231 +301,14 @@ void CDailyDebugLog::LogMessageV(Severity eSeverity, const char* szFormat, va_li
 {
     if (eSeverity >= m_eLowestSeverity)
     {
-        AddTextV(szFormat, args);
-        CheckSeverity(eSeverity);
+        AddMessage(eSeverity,
+                   [&]
+                   {
+                       va_list argsOfTry;
+                       va_copy(argsOfTry, args);
+                       const bool bAdded = AddTextV(szFormat, argsOfTry);
+                       va_end(argsOfTry);
+                       return bAdded;
+                   });
     }
-}
-
-void CDailyDebugLog::ScheduleNextLogFlush(bool bNow)
-{
-    CFunctionSwitch fsSchedule("DDL::SNLF");
-    CFunctionParam fpNow(fsSchedule, "bNow", bNow);
-
-    const CSchedulerReference pScheduler = GetScheduler();
-    if (pScheduler == nullptr)
-    {
-        if (bNow)
-        {
-            SaveLog(false);
-        }
-        return;
-    }
-
-    unsigned long long ullDelay = 0;
-    if (bNow)
-    {
-        m_bArmed = false;
-    }
-    else
-    {
-        pScheduler->RemoveTasks(0, TimeToSaveLog, this, 1);
-        const mu::STimeComponents now = GetCurrentLocalTime();
-        {
-            const std::scoped_lock lock(m_writeMutex);
-            m_fileDate = now;
-        }
-        if (!mu::IsCurrentTimeSane(now))
-        {
-            return;
-        }
-        ullDelay = static_cast<unsigned long long>(86401 - now.GetNumDaySeconds()) * 1'000'000;
-    }
-
-    AddRef();
-    const int iDayEnd = bNow ? 0 : 1;
-    if (pScheduler->ScheduleTask(ullDelay, "flush daily log", 0, TimeToSaveLog, TaskCancelled, this,
-                                 iDayEnd) == 0)
-    {
-        TaskCancelled(pScheduler.get(), this, iDayEnd);
-    }
-}
-
-void CDailyDebugLog::TaskCancelled(IScheduler*, void* pContext, int iParameter)
-{
-    auto* const pLog = static_cast<CDailyDebugLog*>(pContext);
-    if (iParameter == 0)
-    {
-        pLog->m_bArmed = true;
-        pLog->m_bFlushMissed = true;
-    }
-    pLog->Release();
-}
-
-void CDailyDebugLog::TimeToSaveLog(IScheduler*, void* pContext, int iParameter, bool&)
-{
-    auto* const pLog = static_cast<CDailyDebugLog*>(pContext);
-    const std::shared_ptr<std::recursive_mutex> pFlushMutex = pLog->m_pFlushMutex;
-    const std::scoped_lock lock(*pFlushMutex);
-    pLog->SaveLog(iParameter != 0);
-    pLog->Release();
-}
-
-void CDailyDebugLog::TimeToHandleConfigChange(IScheduler*, void* pContext, int, bool&)
-{
-    auto* const pLog = static_cast<CDailyDebugLog*>(pContext);
-    const std::shared_ptr<std::recursive_mutex> pFlushMutex = pLog->m_pFlushMutex;
-    const std::scoped_lock lock(*pFlushMutex);
-    pLog->TimeToHandleConfigChange();
-    pLog->Release();
-}
-
-void CDailyDebugLog::HandleConfigurationChange()
-{
-    CFunctionSwitch fsHandle("DDL::HCC");
-
-    const CSchedulerReference pScheduler = GetScheduler();
-    if (pScheduler == nullptr)
-    {
-        LogMessage(Error, "Daily debug Log: configuration change, NULL storage scheduler!");
-        TimeToHandleConfigChange();
-        return;
-    }
-    AddRef();
-    if (pScheduler->ScheduleTask(0, "config changed", 0, TimeToHandleConfigChange, TaskCancelled,
-                                 this, 0) == 0)
-    {
-        Release();
-    }
-}
-
-void CDailyDebugLog::TimeToHandleConfigChange()
-{
-    const std::scoped_lock lock(*m_pFlushMutex);
-    if (m_pFile != nullptr)
-    {
-        m_pFile->Close();
-    }
-    m_bArmed = true;
-    SaveLog(false);
-}
-
-void CDailyDebugLog::SaveLog(bool bDayEnd)
-{
-    CFunctionSwitch fsSave("DDL::SL");
-
-    const std::scoped_lock lock(*m_pFlushMutex);
-    const bool bInsideFlush = m_dwFlushThreadID != mu::kNoThreadID;
-    if (bInsideFlush || m_pFile == nullptr || m_pRecConfig == nullptr)
-    {
-        return;
-    }
-    m_dwFlushThreadID = mu::GetCurrentThreadID();
-    m_bFlushMissed = false;
-    if (bDayEnd && m_pTermCallback != nullptr)
-    {
-        m_pTermCallback(this, m_pTermContext);
-    }
-    const bool bWritten = WriteContent();
-    if (bDayEnd)
-    {
-        m_pFile->Close();
-        if (m_pInitCallback != nullptr)
-        {
-            m_pInitCallback(this, m_pInitContext);
-        }
-        ScheduleNextLogFlush(false);
-    }
-    else if (bWritten && m_pFile->IsValid())
-    {
-        m_pFile->Flush();
-    }
-    m_dwFlushThreadID = mu::kNoThreadID;
-    m_bArmed = bWritten;
-
-    // Another thread may have asked after the last look into the buffer and before this.
-    if (bWritten && m_bFlushMissed.exchange(false) && m_pTextBuffer->GetReadQueueLength() > 0)
-    {
-        RequestFlush();
-    }
-}
-
-// False if content stays in the buffer because it could not be written. True as well if it stays
-// because the clock is not set.
-bool CDailyDebugLog::WriteContent()
-{
-    bool bShort = false;
-    while (m_pTextBuffer->GetReadQueueLength() > 0)
-    {
-        if (!m_pFile->IsValid())
-        {
-            const mu::STimeComponents date = GetFileDate();
-            if (!mu::IsCurrentTimeSane(date))
-            {
-                return true;
-            }
-            if (!OpenFile(date))
-            {
-                return false;
-            }
-        }
-        int iSize = 0;
-        void* const pBlock = m_pTextBuffer->PollBlockToRead(iSize);
-        const int iWritten = m_pFile->Write(pBlock, iSize);
-        m_pTextBuffer->CommitReadBlock(pBlock, std::max(iWritten, 0));
-        // A short write logs a warning, so a file that takes a few bytes each time is given up.
-        if (iWritten < iSize && (iWritten <= 0 || bShort))
-        {
-            return false;
-        }
-        bShort = iWritten < iSize;
-    }
-    return true;
-}
-
-// Without a scheduler no day end is scheduled, and a file is named after the day it is opened on.
-mu::STimeComponents CDailyDebugLog::GetFileDate()
-{
-    const mu::STimeComponents now = GetCurrentLocalTime();
-    const std::scoped_lock lock(m_writeMutex);
-    if (m_pScheduler == nullptr)
-    {
-        m_fileDate = now;
-    }
-    return m_fileDate;
-}
-
-bool CDailyDebugLog::OpenFile(const mu::STimeComponents& date)
-try
-{
-    std::wstring wsRelative;
-    std::wstring wsPath;
-    if (!m_pRecConfig.load()->CreateDirectoryForNewFile(EFileTransferCategory::Recording, date, 0,
-                                                        wsRelative, wsPath))
-    {
-        return false;
-    }
-    mu::AddFolderSeparator(wsPath);
-    wchar_t wszName[31];
-    mu::SWPrintF(wszName, static_cast<int>(std::size(wszName)), L"DebugLog_%04d_%02d_%02d.txt",
-                 date.m_iYear, date.m_iMonth, date.m_iDay);
-    wsPath += wszName;
-    if (!m_pFile->Open(wsPath.c_str(), CFileAccess::FM_OPEN_OR_CREATE, true))
-    {
-        return false;
-    }
-    const unsigned long long ullSize = m_pFile->GetSize();
-    if (ullSize > 0 ? m_pFile->SetPosition(ullSize) : m_pFile->WriteUTF8Header())
-    {
-        return true;
-    }
-    if (ullSize == 0)
-    {
-        m_pFile->Truncate(0ULL); // half a mark would never be completed
-    }
-    m_pFile->Close();
-    return false;
-}
-catch (const std::bad_alloc&)
-{
-    return false;
 }

@@ -7,8 +7,8 @@
 #include <mutex>
 #include <string>
 
-#include "io/file_access.h"
 #include "io/safe_stream_buffer.h"
+#include "logging/day_file.h"
 #include "logging/logger.h"
 #include "mu/calendar.h"
 #include "threading/auto_delete.h"
@@ -32,9 +32,18 @@ class CMediaRecorderConfiguration;
 /// on the heap. A line that finds no room, and a formatted one of more than 1022 bytes, is dropped.
 ///
 /// One flush runs at a time. What is logged inside it (by the files that fail there, by the
-/// callbacks) is buffered and asks for no other. A flush that fails leaves the data in the buffer
-/// and disarms: nothing asks for a flush until SetRecConfig() or HandleConfigurationChange(), or
-/// until the one at the day's end succeeds.
+/// callbacks) is buffered; an Error of the init callback asks for the next one. Data leave the
+/// buffer when the file has taken them.
+///
+/// A write that fails is tried again: with a scheduler each second until it succeeds, without one
+/// by the next Error, and by a full buffer once a second. Where the directory or the file cannot be
+/// had the log disarms: nothing asks for a flush until SetRecConfig() or
+/// HandleConfigurationChange(), or until the one at the day's end succeeds.
+///
+/// In a crash (diagnostics/crash_handler.h) the log accepts nothing more and writes what it
+/// accepted to its file, then the report if it is the process's text logger. It installs the
+/// process's SetCrashLogWriter() for that. A forked child that crashes writes the report alone: the
+/// lines before it are its parent's.
 ///
 /// The day is the one on which the day end was scheduled last: a clock that is set over midnight
 /// leaves an open file open until the next day end and names the file after it. A day of 23 hours
@@ -51,7 +60,8 @@ public:
 
     /// In bytes. False, with nothing changed, if the buffer holds data or there is no memory.
     bool SetBufferSize(int iSize);
-    /// Not owned. Arms. While a flush may run, the configuration's directories must not change.
+    /// Not owned. Arms. While a flush may run, or the clock be set, the configuration's directories
+    /// must not change.
     void SetRecConfig(CMediaRecorderConfiguration* pRecConfig);
     /// Opens each day's file: called after the day end has closed the old one.
     void SetInitLogCallback(LogCallback pCallback, void* pContext);
@@ -111,22 +121,50 @@ protected:
     ~CDailyDebugLog();
 
 private:
-    struct SSchedulerReleaser
+    struct SReleaser
     {
-        void operator()(IScheduler* pScheduler) const { pScheduler->Release(); }
+        template <class T>
+        void operator()(T* pSticky) const
+        {
+            pSticky->Release();
+        }
     };
-    using CSchedulerReference = std::unique_ptr<IScheduler, SSchedulerReleaser>;
+    using CSchedulerReference = std::unique_ptr<IScheduler, SReleaser>;
+    using CTextBuffer = AutoDeleteThreadObjectImpl<CSafeStreamBuffer>;
+
+    enum class EOutcome
+    {
+        Written, ///< also if nothing was written because the clock is not set or in a crash
+        Failed,  ///< some is left that the file did not take
+        NoFile,
+    };
 
     static constexpr int kLineBlockSize = 1024;
 
+    static CTextBuffer* MakeTextBuffer();
     bool AddBlock(const char* pText, int iLength, int iRoom, bool bAddNewLine,
                   const char*& szState);
+    template <class TAdd>
+    void AddMessage(Severity eSeverity, TAdd add);
     bool IsContentLarge();
-    void RequestFlush();
-    bool WriteContent();
-    bool OpenFile(const mu::STimeComponents& date);
     CSchedulerReference GetScheduler();
+
+    void RequestFlush(bool bForError);
+    void QueueFlush(IScheduler& scheduler, unsigned long long ullDelay, bool bDayEnd);
+    void QueueRetry();
+    void FinishQueuedFlush();
+    EOutcome WriteContent();
+    bool OpenFile(const mu::STimeComponents& date);
+    void CloseFile();
+    void ForgetClock();
+    bool FindFile(const mu::STimeComponents& date, bool bMakeDirectory, std::wstring& wsPath);
     mu::STimeComponents GetFileDate();
+
+    void PrepareForCrash();
+    void WriteInCrash();
+    static void WriteAllInCrash();
+    void RegisterForCrash();
+    void UnregisterForCrash();
 
     std::atomic<bool> m_bArmed{false}; // whether Errors and a full buffer may ask for a flush
     std::atomic<int> m_iBufferSize{0};
@@ -136,9 +174,9 @@ protected:
 
 private:
     IScheduler* m_pScheduler = nullptr;
-    AutoDeleteThreadObjectImpl<CSafeStreamBuffer>* m_pTextBuffer; // null when released
+    std::unique_ptr<CTextBuffer, SReleaser> m_pTextBuffer; // null when released
     std::atomic<CMediaRecorderConfiguration*> m_pRecConfig{nullptr};
-    std::unique_ptr<CFileAccess> m_pFile; // null when released
+    CDayFile m_file;
     LogCallback m_pInitCallback = nullptr;
     LogCallback m_pTermCallback = nullptr;
     void* m_pInitContext = nullptr;
@@ -146,7 +184,7 @@ private:
     mu::STimeComponents m_fileDate;
 
     // From the allocation of a block to its commit, because the buffer is for one writer; for the
-    // pointers to the scheduler and the buffer and for the file's date too. Never
+    // pointers to the scheduler and the buffer, the file's date and its path for a crash too. Never
     // held while anything is formatted or called that may wait.
     std::mutex m_writeMutex;
     long long m_llFreeAtLeast = 0; // in the buffer, so that it is asked only now and then
@@ -154,7 +192,15 @@ private:
     // because the log's last reference may go in its own task.
     const std::shared_ptr<std::recursive_mutex> m_pFlushMutex;
     std::atomic<unsigned long> m_dwFlushThreadID{mu::kNoThreadID}; // of the thread in SaveLog()
-    std::atomic<bool> m_bFlushMissed{false}; // asked for while one was under way
+    bool m_bAskedInFlush = false;                                  // that thread's
+    std::atomic<int> m_iFlushesQueued{0};                          // not counting day ends; a hint
+    std::atomic<long long> m_llRetryTime{0}; // of mu::GetTimestamp(); 0: the last write succeeded
+
+    // For a crash.
+    std::atomic<bool> m_bCrashed{false};
+    std::atomic<const char*> m_szCrashReport{nullptr};
+    std::atomic<int> m_iProcessID{0}; // whose lines the buffer holds
+    std::atomic<CDailyDebugLog*> m_pNextLog{nullptr};
 };
 
 /// The log whose day end is scheduled anew when mu::SetCurrentLocalTimeComponents() has set the

@@ -1,5 +1,6 @@
 #include "logging/daily_debug_log.h"
 
+#include <cerrno>
 #include <climits>
 #include <csignal>
 #include <cstdio>
@@ -8,16 +9,21 @@
 #include <sstream>
 #include <thread>
 
-#include <sys/resource.h>
+#include <fcntl.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <gtest/gtest.h>
 
 #include "config/media_recorder_configuration.h"
+#include "diagnostics/crash_handler.h"
 #include "logging/log_recorder.h"
+#include "tests/support/failing_calls.h"
 #include "tests/support/failing_heap.h"
 #include "tests/support/fake_time.h"
 #include "tests/support/files.h"
 #include "tests/support/function_chain.h"
+#include "tests/support/line_logger.h"
 #include "tests/support/temporary_folder.h"
 #include "tests/threading/threads.h"
 #include "threading/event.h"
@@ -38,7 +44,11 @@ constexpr long long kMidnight = 1709251200; // 2024-03-01, UTC
 class CHandScheduler final : public IScheduler
 {
 public:
-    int AddRef() override { return ++m_iReferences; }
+    int AddRef() override
+    {
+        m_onAddRef ? m_onAddRef() : void();
+        return ++m_iReferences;
+    }
     int Release() override { return --m_iReferences; }
     unsigned long long ScheduleTask(unsigned long long ullDelay, const char* szName, int,
                                     TaskCallback pTask, CancelCallback pCancel, void* pContext,
@@ -87,6 +97,7 @@ public:
         std::function<void(bool)> m_finish;
     };
     std::vector<STask> m_vecTasks;
+    std::function<void()> m_onAddRef;
     bool m_bRefuse = false;
     int m_iReferences = 0;
 };
@@ -180,10 +191,11 @@ TEST(DailyDebugLog, EndsEachDayAtItsMidnight)
         {kZone, 1711839601, {86400, 82800, 86400}, "03 March/31", "0 term\r\n"},
         {kZone, 1729980001, {86400, 3600, 86400}, "10 October/27", "0 term\r\ninit\r\n1 term\r\n"},
     };
+    // Only buffered; the next file's opening line asks for a flush of its own.
     const auto logInside = [](ITextLogger* ptlLogger, void* szText)
     {
         EXPECT_EQ(FunctionChain(), "DDL::SL;");
-        ptlLogger->LogMessage(IBaseLogger::Error, static_cast<char*>(szText)); // only buffered
+        ptlLogger->LogMessage(IBaseLogger::Error, static_cast<char*>(szText));
     };
     char szTerm[] = "term";
     char szInit[] = "init";
@@ -197,8 +209,9 @@ TEST(DailyDebugLog, EndsEachDayAtItsMidnight)
         log.SetInitLogCallback(logInside, szInit);
         for (long long i = 0, llNow = row.m_llTime; i < 3; ++i)
         {
-            EXPECT_EQ(scheduler.Tasks(),
-                      "flush daily log 1 in " + std::to_string(row.m_iDelays[i]) + ";");
+            EXPECT_EQ(scheduler.Tasks(), "flush daily log 1 in " +
+                                             std::to_string(row.m_iDelays[i]) +
+                                             (i > 0 ? ";flush daily log 0 in 0;" : ";"));
             log.AddText(i == 0 ? "0 " : "1 ", 2, false);
             time.Set(llNow += row.m_iDelays[i]);
             scheduler.Finish(0, true);
@@ -280,45 +293,93 @@ TEST(DailyDebugLog, AsksForOneFlushAtATimeAndAgainIfItNeverRan)
     EXPECT_TRUE(log.AddTextF("room"));
 }
 
-TEST(DailyDebugLog, LosesNothingToADiskThatFails)
+TEST(DailyDebugLog, GoesOnAfterADiskThatFailed)
 {
-    rlimit unlimited{};
-    ::getrlimit(RLIMIT_FSIZE, &unlimited);
-    std::signal(SIGXFSZ, SIG_IGN);
-    const CFakeTime time(kMidnight);
-    // A limit for files, in bytes; or a full device (0) or a folder (-1) in the file's place.
-    for (const int iFault : {2, 3, 7, 10, 65536, 0, -1})
+    constexpr char kRetried[] = "flush daily log 0 in 1;";
+    constexpr char kDisarmed[] = "-";
+    const struct
     {
-        SCOPED_TRACE(iFault);
-        CHandScheduler scheduler;
-        CTestLog log(&scheduler, 1 << 20);
-        mu::g_ptlTextLogger = &log; // files that fail inside a flush log here
-        const fs::path file = log.Path("03 March/01");
-        fs::create_directories(iFault < 0 ? file : file.parent_path());
-        iFault == 0 ? fs::create_symlink("/dev/full", file) : void();
-        std::string strExpected(kMark);
-        for (int i = 0; i < 9000; ++i)
+        ECall m_eCall;
+        int m_iFault; // an errno, or the negative of what a write takes
+        int m_iTimes;
+        const char* m_szTasks; // that the flush leaves
+    } aFaults[] = {
+        {ECall::Write, EINTR, 1, ""},         {ECall::Write, EIO, 1, kRetried},
+        {ECall::Write, ENOSPC, 99, kRetried}, {ECall::Write, -1, 1, ""},
+        {ECall::Write, -1, 99, kRetried},     {ECall::Write, -300, 99, ""},
+        {ECall::Open, EINTR, 1, ""},          {ECall::Open, EINTR, 999, kDisarmed},
+        {ECall::Open, EACCES, 1, kDisarmed},  {ECall::Seek, EIO, 1, kDisarmed},
+    };
+    const CFakeTime time(kMidnight);
+    for (const auto& row : aFaults)
+    {
+        for (const int iVariant : {0, 1, 2})
         {
-            EXPECT_TRUE(log.AddTextF("line %d", i));
-            strExpected += "line " + std::to_string(i) + "\r\n";
+            SCOPED_TRACE(testing::Message()
+                         << row.m_iFault << " " << row.m_iTimes << " " << iVariant);
+            const bool bOldFile = iVariant > 1;
+            const int iFirst = row.m_eCall == ECall::Write ? iVariant % 2 : 0;
+            CHandScheduler scheduler;
+            CTestLog log(&scheduler);
+            mu::g_ptlTextLogger = &log; // files that fail inside a flush log here
+            const fs::path file = log.Path("03 March/01");
+            std::string strExpected(kMark);
+            if (bOldFile)
+            {
+                fs::create_directories(file.parent_path());
+                WriteFile(file, strExpected = "old\r\n");
+            }
+            for (int i = 0; i < 100; ++i)
+            {
+                EXPECT_TRUE(log.AddTextF("line %d", i));
+                strExpected += "line " + std::to_string(i) + "\r\n";
+            }
+            log.LogMessage(IBaseLogger::Error, "error");
+            {
+                const CFailingCall call(row.m_eCall, row.m_iFault, iFirst, row.m_iTimes);
+                scheduler.Finish(1, true);
+                row.m_iTimes > 1 && scheduler.GetQueuedTaskCount() > 1 ? scheduler.Finish(1, true)
+                                                                       : void();
+            }
+            const bool bDisarmed = row.m_szTasks == kDisarmed;
+            log.ScheduleNextLogFlush(false); // another day end does not end the retries
+            for (const bool bRun : {false, true})
+            {
+                log.LogMessage(IBaseLogger::Error, "again");
+                const std::string strTasks = bDisarmed             ? ""
+                                             : *row.m_szTasks == 0 ? "flush daily log 0 in 0;"
+                                                                   : kRetried;
+                EXPECT_EQ(scheduler.Tasks(), "flush daily log 1 in 86401;" + strTasks);
+                bDisarmed ? log.HandleConfigurationChange() : void();
+                bDisarmed || bRun ? scheduler.Finish(1, bRun) : void();
+            }
+            const std::string strFile = log.File("03 March/01");
+            strExpected += "error\r\n";
+            EXPECT_EQ(strFile.substr(0, strExpected.size()), strExpected);
+            EXPECT_NE(strFile.find("again\r\nagain\r\n"), std::string::npos);
+            EXPECT_LT(strFile.size(), strExpected.size() + 500) << "each failure is told once";
+            mu::g_ptlTextLogger = nullptr;
         }
-        rlimit limit = unlimited;
-        limit.rlim_cur = iFault > 0 ? static_cast<rlim_t>(iFault) : unlimited.rlim_cur;
-        ::setrlimit(RLIMIT_FSIZE, &limit);
-        log.LogMessage(IBaseLogger::Error, "error");
-        scheduler.Finish(1, true);
-        ::setrlimit(RLIMIT_FSIZE, &unlimited);
-        log.LogMessage(IBaseLogger::Error, "error");
-        EXPECT_EQ(scheduler.GetQueuedTaskCount(), 1) << "disarmed";
-        fs::remove(iFault > 0 ? "" : file);
-        log.HandleConfigurationChange();
-        scheduler.Finish(1, true);
-        const std::string strFile = log.File("03 March/01");
-        EXPECT_EQ(strFile.substr(0, strExpected.size() + 7), strExpected + "error\r\n");
-        EXPECT_TRUE(strFile.ends_with("error\r\n"));
-        EXPECT_LT(strFile.size(), strExpected.size() + 300) << "each failure is told once";
-        mu::g_ptlTextLogger = nullptr;
     }
+}
+
+TEST(DailyDebugLog, TriesWithEachErrorIfThereIsNoScheduler)
+{
+    const CFakeTime time(kMidnight);
+    CTestLog log(nullptr, 2048);
+    int iWrites = 0;
+    g_onCall = [&](ECall eCall) { return eCall == ECall::Write && ++iWrites > 0 ? ENOSPC : 0; };
+    std::string strExpected(kMark);
+    for (int i = 0; i < 400; ++i)
+    {
+        strExpected += log.AddText("line", 4, true) ? "line\r\n" : "";
+    }
+    EXPECT_EQ(iWrites, 1) << "once a second, when half of the buffer is used";
+    log.LogMessage(IBaseLogger::Error, "no room");
+    EXPECT_GT(iWrites, 1);
+    g_onCall = nullptr;
+    log.LogMessageF(IBaseLogger::Error, "room");
+    EXPECT_EQ(log.File("03 March/01"), strExpected + "room\r\n");
 }
 
 TEST(DailyDebugLog, KeepsEveryAcceptedLineOfManyThreads)
@@ -399,6 +460,122 @@ TEST(DailyDebugLog, WaitsForItsTaskButNotInsideIt)
         pLog->Release();
         scheduler.Stop();
         EXPECT_EQ(CTestLog::s_iLogs, 0);
+    }
+}
+
+// How a process crashes: by the five signals or one of two functions.
+constexpr int kSignals[] = {SIGABRT, SIGFPE, SIGILL, SIGSEGV, SIGBUS};
+#if defined(__SANITIZE_THREAD__)
+constexpr int kFirstCrash = 5; // its signal handlers run late
+#else
+constexpr int kFirstCrash = 0;
+#endif
+
+[[noreturn]] void Crash(int iCrash)
+{
+    iCrash < 5 ? void(std::raise(kSignals[iCrash])) : void();
+    iCrash == 5 ? FatalProgramError("Fatal") : FatalProgramState("Fatal");
+}
+
+TEST(DailyDebugLog, HasItsLinesInTheFileAfterACrash)
+{
+    static int s_iCrash = 0;
+    const std::string strA(700, 'a');
+    const std::string strB(700, 'b');
+    const auto crashInWrite = [](CTestLog& log, int iFirst)
+    {
+        log.AddTextF("1");
+        CLineLogger logger;
+        logger.m_onMessage = [&]
+        {
+            mu::g_ptlTextLogger = &log;
+            Crash(s_iCrash);
+        };
+        const CFailingCall call(ECall::Write, -2, iFirst); // which is warned of
+        log.LogMessage(IBaseLogger::Error, "22");
+    };
+    const struct
+    {
+        const char* m_szCase;
+        std::string m_strLines;
+        std::string m_strEnd;
+        std::function<void(CTestLog&, CTestLog&)> m_run;
+    } aCases[] = {
+        {"no file", "1\r\n", "", [](CTestLog& log, CTestLog&) { log.AddTextF("1"); }},
+        {"open file, wrapped ring without room for the report", strA + strB + "e\r\n" + strA + strB,
+         "",
+         [&](CTestLog& log, CTestLog&)
+         {
+             for (const auto& str : {strA, strB, std::string("e"), strA, strB})
+             {
+                 str == "e" ? log.LogMessage(IBaseLogger::Error, "e")
+                            : void(log.AddText(str.data(), 700, false));
+             }
+         }},
+        {"in the mark", "1\r\n22\r\n", "", [&](CTestLog& log, CTestLog&) { crashInWrite(log, 0); }},
+        {"in a line", "1\r\n22\r\n", "", [&](CTestLog& log, CTestLog&) { crashInWrite(log, 1); }},
+        {"under the log's lock", "1\r\n", "",
+         [](CTestLog& log, CTestLog&)
+         {
+             CHandScheduler scheduler;
+             scheduler.m_onAddRef = [] { Crash(s_iCrash); };
+             log.AddTextF("1");
+             log.SetStorageScheduler(&scheduler);
+         }},
+        {"two logs", "1\r\n", "2\r\n",
+         [](CTestLog& log, CTestLog& other)
+         {
+             delete new CTestLog(nullptr);
+             other.m_config = log.m_config;
+             other.SetRecConfig(&other.m_config);
+             log.AddTextF("1");
+             other.AddTextF("2");
+         }},
+        {"forked child", "1\r\n", "2\r\n2\r\n",
+         [](CTestLog& log, CTestLog&)
+         {
+             log.LogMessage(IBaseLogger::Error, "1");
+             log.AddTextF("2");
+             if (::fork() == 0)
+             {
+                 Crash(s_iCrash);
+             }
+             ::wait(nullptr);
+             log.LogMessage(IBaseLogger::Error, "2");
+             ::_exit(3);
+         }},
+    };
+    const CFakeTime time(kMidnight);
+    SetPosixExceptionHandler(nullptr, nullptr, nullptr, 0, nullptr);
+    SetPosixExceptionProcessExitCode(3);
+    std::fflush(stdout);
+    for (const auto& row : aCases)
+    {
+        for (s_iCrash = kFirstCrash; s_iCrash < 7; ++s_iCrash)
+        {
+            SCOPED_TRACE(testing::Message() << row.m_szCase << " " << s_iCrash);
+            CTestLog other(nullptr, 2048);
+            CTestLog log(nullptr, 2048);
+            const pid_t iChild = ::fork();
+            if (iChild == 0)
+            {
+                ::dup2(::open("/dev/null", O_WRONLY), STDOUT_FILENO);
+                log.SetRecConfig(&log.m_config); // its log from now on
+                mu::g_ptlTextLogger = &log;
+                row.m_run(log, other);
+                Crash(s_iCrash);
+            }
+            int iStatus = 0;
+            ::waitpid(iChild, &iStatus, 0);
+            EXPECT_TRUE(WIFEXITED(iStatus) && WEXITSTATUS(iStatus) == 3) << iStatus;
+            const std::string strFile = log.File("03 March/01");
+            const std::string strReport =
+                "Unknown Application Unknown Version 2024/03/01 00:00:00\r\n";
+            const std::string strBegin = kMark + row.m_strLines + strReport;
+            EXPECT_EQ(strFile.substr(0, strBegin.size()), strBegin);
+            EXPECT_EQ(strFile.rfind(strReport), strBegin.size() - strReport.size()) << "once";
+            EXPECT_TRUE(strFile.ends_with("\r\n" + row.m_strEnd));
+        }
     }
 }
 

@@ -1,0 +1,361 @@
+// How the daily log comes into its file: who asks for a flush, the scheduler's tasks, the flush.
+
+#include "logging/daily_debug_log.h"
+
+#include <algorithm>
+#include <new>
+#include <utility>
+
+#include <unistd.h>
+
+#include "config/media_recorder_configuration.h"
+#include "diagnostics/function_state.h"
+#include "threading/system_clock.h"
+
+namespace
+{
+
+constexpr unsigned long long kMicrosecondsPerSecond = 1'000'000;
+constexpr unsigned long long kRetryDelay = kMicrosecondsPerSecond;
+
+mu::STimeComponents GetCurrentLocalTime()
+{
+    mu::STimeComponents now;
+    mu::GetLocalTimeComponents(mu::GetCurrentUTCTime(), now);
+    return now;
+}
+
+/// The log that is told when the clock was set.
+class CClockRegistration final : public mu::IClockListener
+{
+public:
+    void Set(CDailyDebugLog* pLog)
+    {
+        const std::scoped_lock lock(m_mutex);
+        m_pLog = pLog;
+    }
+    void Remove(const CDailyDebugLog* pLog)
+    {
+        const std::scoped_lock lock(m_mutex);
+        m_pLog = m_pLog == pLog ? nullptr : m_pLog;
+    }
+
+    void HandleClockSet() override
+    {
+        const std::scoped_lock lock(m_mutex);
+        if (m_pLog != nullptr)
+        {
+            m_pLog->ScheduleNextLogFlush(false);
+        }
+    }
+
+private:
+    std::mutex m_mutex;
+    CDailyDebugLog* m_pLog = nullptr;
+};
+
+constinit CClockRegistration g_clockRegistration;
+
+} // namespace
+
+void SetDailyDebugLogForTimeChange(CDailyDebugLog* pLog)
+{
+    g_clockRegistration.Set(pLog);
+    mu::SetClockListener(&g_clockRegistration);
+}
+
+void CDailyDebugLog::ForgetClock()
+{
+    g_clockRegistration.Remove(this);
+}
+
+void CDailyDebugLog::RequestFlush(bool bForError)
+{
+    if (m_dwFlushThreadID.load(std::memory_order_relaxed) == mu::GetCurrentThreadID())
+    {
+        m_bAskedInFlush = true;
+        return;
+    }
+    if (!m_bArmed || m_iFlushesQueued > 0)
+    {
+        return;
+    }
+    const bool bScheduled = GetScheduler() != nullptr;
+    const long long llRetryTime = m_llRetryTime;
+    const bool bMayWait = bScheduled || !bForError;
+    if (llRetryTime != 0 && bMayWait && mu::GetTimestamp() < llRetryTime)
+    {
+        return;
+    }
+    // Of threads that ask at once, one queues a flush. Without a scheduler each writes its own.
+    if (!bScheduled)
+    {
+        ScheduleNextLogFlush(true);
+        return;
+    }
+    if (m_iFlushesQueued.fetch_add(1) == 0)
+    {
+        ScheduleNextLogFlush(true);
+    }
+    FinishQueuedFlush();
+}
+
+void CDailyDebugLog::ScheduleNextLogFlush(bool bNow)
+{
+    CFunctionSwitch fsSchedule("DDL::SNLF");
+    CFunctionParam fpNow(fsSchedule, "bNow", bNow);
+
+    const CSchedulerReference pScheduler = GetScheduler();
+    if (pScheduler == nullptr)
+    {
+        if (bNow)
+        {
+            SaveLog(false);
+        }
+        return;
+    }
+    if (bNow)
+    {
+        ++m_iFlushesQueued;
+        QueueFlush(*pScheduler, 0, false);
+        return;
+    }
+    pScheduler->RemoveTasks(0, TimeToSaveLog, this, 1);
+    const mu::STimeComponents now = GetCurrentLocalTime();
+    {
+        const std::scoped_lock lock(m_writeMutex);
+        m_fileDate = now;
+    }
+    PrepareForCrash();
+    if (mu::IsCurrentTimeSane(now))
+    {
+        const auto uSeconds = static_cast<unsigned>(86401 - now.GetNumDaySeconds());
+        QueueFlush(*pScheduler, uSeconds * kMicrosecondsPerSecond, true);
+    }
+    if (m_llRetryTime != 0)
+    {
+        QueueRetry();
+    }
+}
+
+void CDailyDebugLog::QueueFlush(IScheduler& scheduler, unsigned long long ullDelay, bool bDayEnd)
+{
+    AddRef();
+    const int iDayEnd = bDayEnd ? 1 : 0;
+    if (scheduler.ScheduleTask(ullDelay, "flush daily log", 0, TimeToSaveLog, TaskCancelled, this,
+                               iDayEnd) == 0)
+    {
+        TaskCancelled(&scheduler, this, iDayEnd);
+    }
+}
+
+// A flush that is queued already does as well.
+void CDailyDebugLog::QueueRetry()
+{
+    const CSchedulerReference pScheduler = GetScheduler();
+    int iNone = 0;
+    if (pScheduler != nullptr && m_iFlushesQueued.compare_exchange_strong(iNone, 1))
+    {
+        QueueFlush(*pScheduler, kRetryDelay, false);
+    }
+}
+
+void CDailyDebugLog::FinishQueuedFlush()
+{
+    // Not below 0: a cancelled configuration change looks like a cancelled flush.
+    int iQueued = m_iFlushesQueued;
+    while (iQueued > 0 && !m_iFlushesQueued.compare_exchange_weak(iQueued, iQueued - 1))
+    {
+    }
+}
+
+void CDailyDebugLog::TaskCancelled(IScheduler*, void* pContext, int iParameter)
+{
+    auto* const pLog = static_cast<CDailyDebugLog*>(pContext);
+    if (iParameter == 0)
+    {
+        pLog->FinishQueuedFlush();
+    }
+    pLog->Release();
+}
+
+void CDailyDebugLog::TimeToSaveLog(IScheduler*, void* pContext, int iParameter, bool&)
+{
+    auto* const pLog = static_cast<CDailyDebugLog*>(pContext);
+    const std::shared_ptr<std::recursive_mutex> pFlushMutex = pLog->m_pFlushMutex;
+    const std::scoped_lock lock(*pFlushMutex);
+    if (iParameter == 0)
+    {
+        pLog->FinishQueuedFlush(); // an Error from now on may come too late for this one
+    }
+    pLog->SaveLog(iParameter != 0);
+    pLog->Release();
+}
+
+void CDailyDebugLog::TimeToHandleConfigChange(IScheduler*, void* pContext, int, bool&)
+{
+    auto* const pLog = static_cast<CDailyDebugLog*>(pContext);
+    const std::shared_ptr<std::recursive_mutex> pFlushMutex = pLog->m_pFlushMutex;
+    const std::scoped_lock lock(*pFlushMutex);
+    pLog->TimeToHandleConfigChange();
+    pLog->Release();
+}
+
+void CDailyDebugLog::HandleConfigurationChange()
+{
+    CFunctionSwitch fsHandle("DDL::HCC");
+
+    const CSchedulerReference pScheduler = GetScheduler();
+    if (pScheduler == nullptr)
+    {
+        LogMessage(Error, "Daily debug Log: configuration change, NULL storage scheduler!");
+        TimeToHandleConfigChange();
+        return;
+    }
+    AddRef();
+    if (pScheduler->ScheduleTask(0, "config changed", 0, TimeToHandleConfigChange, TaskCancelled,
+                                 this, 0) == 0)
+    {
+        Release();
+    }
+}
+
+void CDailyDebugLog::TimeToHandleConfigChange()
+{
+    const std::scoped_lock lock(*m_pFlushMutex);
+    PrepareForCrash();
+    CloseFile();
+    m_bArmed = true;
+    SaveLog(false);
+}
+
+void CDailyDebugLog::SaveLog(bool bDayEnd)
+{
+    CFunctionSwitch fsSave("DDL::SL");
+
+    const std::scoped_lock lock(*m_pFlushMutex);
+    const bool bInsideFlush = m_dwFlushThreadID != mu::kNoThreadID;
+    if (bInsideFlush || m_pTextBuffer == nullptr || m_pRecConfig == nullptr)
+    {
+        return;
+    }
+    m_dwFlushThreadID = mu::GetCurrentThreadID();
+    m_iProcessID = ::getpid();
+    if (bDayEnd && m_pTermCallback != nullptr)
+    {
+        m_pTermCallback(this, m_pTermContext);
+    }
+    const EOutcome eOutcome = WriteContent();
+    m_bArmed = eOutcome != EOutcome::NoFile;
+    m_llRetryTime =
+        eOutcome == EOutcome::Failed ? mu::GetTimestamp() + static_cast<long long>(kRetryDelay) : 0;
+    bool bAskedByInit = false;
+    if (bDayEnd)
+    {
+        CloseFile();
+        m_bAskedInFlush = false;
+        if (m_pInitCallback != nullptr)
+        {
+            m_pInitCallback(this, m_pInitContext);
+        }
+        bAskedByInit = m_bAskedInFlush;
+        ScheduleNextLogFlush(false);
+    }
+    else if (eOutcome == EOutcome::Written && m_file.IsOpen())
+    {
+        m_file.Flush();
+    }
+    m_dwFlushThreadID = mu::kNoThreadID;
+    if (eOutcome == EOutcome::Failed)
+    {
+        QueueRetry();
+    }
+    else if (bAskedByInit)
+    {
+        RequestFlush(true);
+    }
+}
+
+CDailyDebugLog::EOutcome CDailyDebugLog::WriteContent()
+{
+    // More than the warning that a short write adds to what is to be written.
+    constexpr int kLeastProgress = 256;
+
+    bool bShort = false;
+    while (m_pTextBuffer->GetReadQueueLength() > 0)
+    {
+        // Until what was written has left the buffer.
+        const CDayFile::CTurn turn(m_file);
+        if (!turn.IsMine())
+        {
+            return EOutcome::Written;
+        }
+        if (!m_file.IsOpen())
+        {
+            const mu::STimeComponents date = GetFileDate();
+            if (!mu::IsCurrentTimeSane(date))
+            {
+                return EOutcome::Written;
+            }
+            if (!OpenFile(date))
+            {
+                return EOutcome::NoFile;
+            }
+        }
+        int iSize = 0;
+        void* const pBlock = m_pTextBuffer->PollBlockToRead(iSize);
+        const int iWritten = m_file.Write(pBlock, iSize);
+        m_pTextBuffer->CommitReadBlock(pBlock, std::max(iWritten, 0));
+        if (iWritten < 0 || (bShort && iWritten < std::min(iSize, kLeastProgress)))
+        {
+            return EOutcome::Failed;
+        }
+        bShort = iWritten < iSize;
+    }
+    return EOutcome::Written;
+}
+
+bool CDailyDebugLog::OpenFile(const mu::STimeComponents& date)
+{
+    std::wstring wsPath;
+    return FindFile(date, true, wsPath) && m_file.Open(wsPath, m_pTextBuffer->GetTotalRead());
+}
+
+void CDailyDebugLog::CloseFile()
+{
+    const CDayFile::CTurn turn(m_file);
+    if (turn.IsMine())
+    {
+        m_file.Close();
+    }
+}
+
+// Without a scheduler no day end is scheduled, and a file is named after the day it is opened on.
+mu::STimeComponents CDailyDebugLog::GetFileDate()
+{
+    const mu::STimeComponents now = GetCurrentLocalTime();
+    const std::scoped_lock lock(m_writeMutex);
+    return m_pScheduler == nullptr ? now : m_fileDate;
+}
+
+// The path of a day's file; false also without memory.
+bool CDailyDebugLog::FindFile(const mu::STimeComponents& date, bool bMakeDirectory,
+                              std::wstring& wsPath)
+try
+{
+    const CMediaRecorderConfiguration* const pConfig = m_pRecConfig;
+    const auto eCategory = EFileTransferCategory::Recording;
+    std::wstring wsRelative;
+    const bool bFound =
+        bMakeDirectory ? pConfig->CreateDirectoryForNewFile(eCategory, date, 0, wsRelative, wsPath)
+                       : pConfig->GetDirectoryForTime(eCategory, date, 0, wsRelative, wsPath);
+    if (bFound)
+    {
+        CDayFile::AddFileName(wsPath, date);
+    }
+    return bFound;
+}
+catch (const std::bad_alloc&)
+{
+    return false;
+}

@@ -1,0 +1,195 @@
+#include "logging/day_file.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <iterator>
+#include <utility>
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include "diagnostics/crash_file.h"
+#include "mu/text.h"
+#include "threading/sleep.h"
+
+namespace
+{
+
+constexpr char kMark[] = "\xEF\xBB\xBF";
+constexpr int kMarkSize = sizeof(kMark) - 1;
+constexpr int kMostInterruptions = 100;
+
+} // namespace
+
+CDayFile::CTurn::CTurn(CDayFile& file)
+    : m_file(file),
+      m_dwThreadID(mu::GetCurrentThreadID()),
+      m_bMine(
+          [this]
+          {
+              unsigned long dwNobody = mu::kNoThreadID;
+              return m_file.m_dwOwnerID.compare_exchange_strong(dwNobody, m_dwThreadID);
+          }())
+{
+}
+
+CDayFile::CTurn::~CTurn()
+{
+    unsigned long dwOwnerID = m_dwThreadID;
+    if (m_bMine)
+    {
+        m_file.m_dwOwnerID.compare_exchange_strong(dwOwnerID, mu::kNoThreadID);
+    }
+}
+
+void CDayFile::AddFileName(std::wstring& wsDirectory, const mu::STimeComponents& date)
+{
+    mu::AddFolderSeparator(wsDirectory);
+    wchar_t wszName[31];
+    mu::SWPrintF(wszName, static_cast<int>(std::size(wszName)), L"DebugLog_%04d_%02d_%02d.txt",
+                 date.m_iYear, date.m_iMonth, date.m_iDay);
+    wsDirectory += wszName;
+}
+
+// A crash may have read the path in use, which therefore stays until the next change.
+void CDayFile::SetPathForCrash(std::string strPath)
+{
+    m_uCrashPath = 1 - m_uCrashPath;
+    std::string& strOwn = m_astrCrashPaths[m_uCrashPath];
+    strOwn = std::move(strPath);
+    m_szCrashPath = strOwn.empty() ? nullptr : strOwn.data();
+}
+
+bool CDayFile::Open(const std::wstring& wsPath, unsigned long long ullNext)
+{
+    unsigned long long llEnd = 0;
+    if (!m_file.Open(wsPath.c_str(), CFileAccess::FM_OPEN_OR_CREATE, true) ||
+        !m_file.SetPositionToEnd(llEnd))
+    {
+        m_file.Close();
+        return false;
+    }
+    m_ullFirst = ullNext;
+    Begin(m_file.GetDescriptor(), llEnd);
+    return true;
+}
+
+void CDayFile::Begin(int iDescriptor, unsigned long long llEnd)
+{
+    m_iMarkLeft = llEnd == 0 ? kMarkSize : 0;
+    m_llTextStart = llEnd + static_cast<unsigned int>(m_iMarkLeft);
+    m_iDescriptor = iDescriptor;
+}
+
+void CDayFile::Close()
+{
+    m_iDescriptor = -1;
+    m_file.Close();
+}
+
+int CDayFile::Write(const void* pText, int iSize)
+{
+    if (m_iMarkLeft > 0)
+    {
+        const int iWritten = Put(kMark + kMarkSize - m_iMarkLeft, m_iMarkLeft);
+        m_iMarkLeft -= std::max(iWritten, 0);
+        if (m_iMarkLeft > 0)
+        {
+            return std::min(iWritten, 0);
+        }
+    }
+    return Put(pText, iSize);
+}
+
+int CDayFile::Put(const void* pBytes, int iSize)
+{
+    int iWritten = -1;
+    for (int i = 0; i < kMostInterruptions; ++i)
+    {
+        iWritten = m_file.Write(pBytes, iSize);
+        if (iWritten >= 0 || m_file.GetLastError() != EINTR)
+        {
+            break;
+        }
+    }
+    return iWritten;
+}
+
+bool CDayFile::Flush()
+{
+    bool bFlushed = false;
+    for (int i = 0;
+         i < kMostInterruptions && !bFlushed && (i == 0 || m_file.GetLastError() == EINTR); ++i)
+    {
+        bFlushed = m_file.Flush();
+    }
+    return bFlushed;
+}
+
+bool CDayFile::TakeForCrash(unsigned long long& ullNext)
+{
+    const bool bOwnerDone = WaitForOwner();
+    m_dwOwnerID = kCrash;
+    if (!IsOpen())
+    {
+        return OpenForCrash();
+    }
+    if (bOwnerDone)
+    {
+        return true;
+    }
+    // Only the file knows what the owner's last call has written. The system holds the position
+    // while a write is under way, so this waits for its end.
+    const off_t iPosition = ::lseek(m_iDescriptor, 0, SEEK_CUR);
+    if (iPosition >= 0)
+    {
+        const auto llPosition = static_cast<unsigned long long>(iPosition);
+        const unsigned long long llText = std::max(llPosition, m_llTextStart);
+        m_iMarkLeft =
+            static_cast<int>(std::min<unsigned long long>(llText - llPosition, kMarkSize));
+        ullNext = m_ullFirst + (llText - m_llTextStart);
+    }
+    return true;
+}
+
+// False if it is the calling thread, which crashed in its turn, or one that takes too long.
+bool CDayFile::WaitForOwner()
+{
+    constexpr int kTries = 200;
+    unsigned long dwOwnerID = mu::kNoThreadID;
+    for (int i = 0; i < kTries && dwOwnerID != mu::GetCurrentThreadID(); ++i)
+    {
+        mu::SleepMS(i == 0 ? 0 : 5);
+        dwOwnerID = mu::kNoThreadID;
+        if (m_dwOwnerID.compare_exchange_strong(dwOwnerID, kCrash))
+        {
+            return true;
+        }
+    }
+    return false;
+}
+
+bool CDayFile::OpenForCrash()
+{
+    char* const szPath = m_szCrashPath;
+    if (szPath == nullptr)
+    {
+        return false;
+    }
+    MakeDirectoriesInCrash(szPath);
+    const int iDescriptor = OpenFileInCrash(szPath, 0);
+    const off_t iEnd = iDescriptor >= 0 ? ::lseek(iDescriptor, 0, SEEK_END) : -1;
+    if (iEnd < 0)
+    {
+        return false;
+    }
+    Begin(iDescriptor, static_cast<unsigned long long>(iEnd));
+    return true;
+}
+
+bool CDayFile::AppendInCrash(const char* pText, std::size_t uSize)
+{
+    const auto uMarkLeft = static_cast<std::size_t>(std::exchange(m_iMarkLeft, 0));
+    return WriteAllInCrash(m_iDescriptor, kMark + kMarkSize - uMarkLeft, uMarkLeft) &&
+           WriteAllInCrash(m_iDescriptor, pText, uSize);
+}
