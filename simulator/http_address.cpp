@@ -8,24 +8,41 @@
 namespace
 {
 
-/// Splits "host:port" at the last colon outside brackets, and takes the brackets off. The port
-/// stays empty without a colon.
-void SplitHost(std::string_view svText, std::string& strHost, std::string_view& svPort)
+bool IsIPv4(const std::string& strAddress)
 {
-    const std::size_t uBracket = svText.rfind(']');
-    const std::size_t uColon = svText.find(':', uBracket != std::string_view::npos ? uBracket : 0);
-    strHost = svText.substr(0, uColon);
-    svPort = uColon != std::string_view::npos ? svText.substr(uColon + 1) : std::string_view();
-    if (strHost.starts_with('[') && strHost.ends_with(']'))
-    {
-        strHost = strHost.substr(1, strHost.size() - 2);
-    }
+    in_addr address{};
+    return ::inet_pton(AF_INET, strAddress.c_str(), &address) == 1;
 }
 
 bool IsIPv6(const std::string& strAddress)
 {
     in6_addr address{};
     return ::inet_pton(AF_INET6, strAddress.c_str(), &address) == 1;
+}
+
+/// Splits "host", "host:port" or "[IPv6]:port"; brackets come off. The port is empty without a
+/// colon. False for brackets that hold anything else and for text between them and the port. That
+/// a port is a number, and a host one that exists, is not looked at.
+bool SplitHost(std::string_view svText, std::string& strHost, std::string_view& svPort)
+{
+    const bool bBrackets = svText.starts_with('[');
+    const std::size_t uEnd = bBrackets ? svText.find(']') : svText.find(':');
+    strHost = svText.substr(bBrackets ? 1 : 0, bBrackets ? uEnd - 1 : uEnd);
+    svPort = uEnd != std::string_view::npos ? svText.substr(uEnd) : std::string_view();
+    if (bBrackets)
+    {
+        if (uEnd == std::string_view::npos || !IsIPv6(strHost))
+        {
+            return false;
+        }
+        svPort.remove_prefix(1);
+    }
+    if (!svPort.empty() && svPort.front() != ':')
+    {
+        return false;
+    }
+    svPort.remove_prefix(svPort.empty() ? 0 : 1);
+    return true;
 }
 
 } // namespace
@@ -40,17 +57,11 @@ bool ParseHttpAddress(std::string_view svText, SHttpAddress& address)
 {
     SHttpAddress read;
     std::string_view svPort = svText;
-    if (svText.find(':') != std::string_view::npos)
+    if (svText.find(':') != std::string_view::npos &&
+        (!SplitHost(svText, read.m_strHost, svPort) ||
+         (!svText.starts_with('[') && !IsIPv4(read.m_strHost))))
     {
-        SplitHost(svText, read.m_strHost, svPort);
-        in_addr ipv4{};
-        const bool bNumeric = svText.starts_with('[')
-                                  ? IsIPv6(read.m_strHost)
-                                  : ::inet_pton(AF_INET, read.m_strHost.c_str(), &ipv4) == 1;
-        if (!bNumeric)
-        {
-            return false;
-        }
+        return false;
     }
     const auto [pEnd, eError] =
         std::from_chars(svPort.data(), svPort.data() + svPort.size(), read.m_uPort);
@@ -77,6 +88,10 @@ bool IsLoopbackHost(std::string_view svHost)
 {
     std::string strName;
     std::string_view svPort;
-    SplitHost(svHost, strName, svPort);
+    if (!SplitHost(svHost, strName, svPort) ||
+        svPort.find_first_not_of("0123456789") != std::string_view::npos)
+    {
+        return false;
+    }
     return ::strcasecmp(strName.c_str(), "localhost") == 0 || IsLoopbackAddress(strName);
 }
