@@ -5,6 +5,7 @@
 #include <climits>
 #include <cstdlib>
 #include <cstring>
+#include <iterator>
 #include <utility>
 
 #include <fcntl.h>
@@ -14,6 +15,7 @@
 #include <unistd.h>
 
 #include "console/pipe_protocol.h"
+#include "console/user_name.h"
 #include "io/file_access.h"
 
 namespace
@@ -26,6 +28,22 @@ constexpr char kNewSuffix[] = ".new";
 std::string Failure(const char* szPath)
 {
     return std::string(szPath) + ": " + std::strerror(errno);
+}
+
+/// What another user made cannot be trusted, so it gives way to a pipe of this user's. Returns what
+/// stands in the way of that, empty on success.
+std::string RemoveForeignPipe(const char* szPath)
+{
+    struct stat status
+    {
+    };
+    if (::lstat(szPath, &status) != 0 || status.st_uid == ::geteuid() || ::unlink(szPath) == 0)
+    {
+        return {};
+    }
+    return std::string(szPath) + " belongs to user " + UserName(status.st_uid) +
+           ": end the recorder of that user; if it is gone, sudo rm " + g_aszPipePaths[0] + " " +
+           g_aszPipePaths[1];
 }
 
 // The mode is the protocol's, whatever the process's mask.
@@ -96,9 +114,12 @@ CRecorderPipes::~CRecorderPipes()
 
 std::string CRecorderPipes::Create()
 {
+    m_vecCreated.reserve(std::size(g_aszPipePaths)); // so that a pipe that is made is remembered
     for (const char* szPath : g_aszPipePaths)
     {
-        struct stat status;
+        struct stat status
+        {
+        };
         if (::lstat(szPath, &status) == 0 && !S_ISFIFO(status.st_mode))
         {
             return std::string(szPath) + " is in the way: it is no pipe";
@@ -113,6 +134,14 @@ std::string CRecorderPipes::Create()
         return std::string("a recorder is already running: it reads ") + g_aszPipePaths[0];
     }
 
+    for (const char* szPath : g_aszPipePaths)
+    {
+        const std::string strError = RemoveForeignPipe(szPath);
+        if (!strError.empty())
+        {
+            return strError;
+        }
+    }
     for (const char* szPath : g_aszPipePaths)
     {
         if (!MakePipe(szPath) && (errno != EEXIST || ::chmod(szPath, 0600) != 0))

@@ -19,8 +19,9 @@ public:
     CRecorderPipes(const CRecorderPipes&) = delete;
     CRecorderPipes& operator=(const CRecorderPipes&) = delete;
 
-    /// Creates the pipes, or takes over those that a dead recorder left. Returns what stands in the
-    /// way, empty on success: another recorder is running, a path is something else.
+    /// Creates the pipes, or takes over those that a dead recorder of this user left. Returns what
+    /// stands in the way, empty on success: another recorder is running, a path is something else
+    /// or belongs to somebody else.
     std::string Create();
 
     /// Looks whether a console has opened the output, which it does last.

@@ -14,6 +14,7 @@
 #include "console/pipe_protocol.h"
 #include "mu/binary.h"
 #include "tests/support/child_process.h"
+#include "tests/support/pipes.h"
 
 namespace
 {
@@ -69,11 +70,6 @@ protected:
         RemovePipes();
     }
 
-    static void RemovePipes()
-    {
-        ::unlink(g_aszPipePaths[0]);
-        ::unlink(g_aszPipePaths[1]);
-    }
     void CloseRecorder()
     {
         ::close(std::exchange(m_iRequests, -1));
