@@ -44,9 +44,10 @@ void PrintHelp()
     std::printf("Usage: %s [OPTION]...\n"
                 "Plays the recorder application for zor-console until it gets SIGINT or SIGTERM.\n"
                 "\n"
-                "  --params FILE   the device parameters to send (XML in UTF-8)\n"
-                "  --config FILE   keep the configuration in this file (XML)\n"
-                "  --root DIR      keep recordings, and the daily log among them, below DIR\n"
+                "  --params FILE   the device parameters to send, as they are (XML in UTF-8)\n"
+                "  --config FILE   keep the configuration in this file (XML in UTF-8)\n"
+                "  --root DIR      keep recordings, and the daily log among them, below DIR;\n"
+                "                  the configuration remembers it\n"
                 "  --faults LIST   spoil one reply after the other, separated by commas:\n",
                 kProgram);
     for (const SFaultName& fault : g_aFaultNames)

@@ -2,7 +2,9 @@
 
 #include <array>
 #include <exception>
+#include <memory>
 #include <new>
+#include <thread>
 #include <utility>
 
 #include <fcntl.h>
@@ -10,6 +12,7 @@
 // One thread runs all handlers; the thread sanitizer does not know fences.
 #define BOOST_ASIO_DISABLE_FENCED_BLOCK
 #include <boost/asio/buffer.hpp>
+#include <boost/asio/executor_work_guard.hpp>
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/ip/tcp.hpp>
 #include <boost/asio/steady_timer.hpp>
@@ -268,9 +271,11 @@ private:
         }
     }
 
+    bool IsAccepting() const { return m_pAwaited.use_count() > 1; }
+
     void Accept()
     {
-        m_acceptor.async_accept([this](error_code error, tcp::socket socket)
+        m_acceptor.async_accept([this, pAwaited = m_pAwaited](error_code error, tcp::socket socket)
                                 { HandleConnection(error, std::move(socket)); });
     }
 
@@ -294,7 +299,7 @@ private:
             return;
         }
         m_pause.expires_after(kPauseAfterFailure);
-        m_pause.async_wait([this](error_code) { Accept(); });
+        m_pause.async_wait([this, pAwaited = m_pAwaited](error_code) { Accept(); });
     }
 
     void Serve(tcp::socket socket)
@@ -325,10 +330,18 @@ private:
             {
                 try
                 {
+                    if (!IsAccepting())
+                    {
+                        Accept();
+                    }
                     m_context.run();
                 }
                 catch (const std::exception&) // that connection ends; the others go on
                 {
+                    if (!IsAccepting())
+                    {
+                        std::this_thread::sleep_for(kPauseAfterFailure);
+                    }
                 }
             }
         }
@@ -338,9 +351,15 @@ private:
 
     SService m_service; // before the context, whose end ends the sessions
     asio::io_context m_context{1};
+    // Without anything to wait for, as when memory ends in Accept(), run() would end for good.
+    const asio::executor_work_guard<asio::io_context::executor_type> m_work{
+        m_context.get_executor()};
     tcp::acceptor m_acceptor;
     asio::steady_timer m_pause;
     const std::shared_ptr<CPosixEventObject> m_pEnded = std::make_shared<CPosixEventObject>();
+    // Held by the handler of the next connection, or of the pause before it. Without memory either
+    // may be dropped before it is called.
+    const std::shared_ptr<int> m_pAwaited = std::make_shared<int>();
     bool m_bStarted = false;
 };
 

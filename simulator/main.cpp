@@ -1,6 +1,9 @@
 #include <csignal>
 #include <cstdio>
+#include <new>
+#include <string>
 #include <utility>
+#include <vector>
 
 #include <sys/signalfd.h>
 #include <unistd.h>
@@ -18,6 +21,7 @@
 namespace
 {
 
+constexpr int kExitCannotRun = 1;
 constexpr int kExitCrashed = 3;
 
 // The signals that end the program arrive on the descriptor instead.
@@ -32,10 +36,97 @@ int OpenStopDescriptor()
     return ::signalfd(-1, &setStop, SFD_CLOEXEC);
 }
 
+void Complain(const std::string& strText)
+{
+    std::fprintf(stderr, "zor-recorder-sim: %s\n", strText.c_str());
+}
+
 int Fail(const std::string& strError, int iExitCode)
 {
-    std::fprintf(stderr, "zor-recorder-sim: %s\n", strError.c_str());
+    Complain(strError);
     return iExitCode;
+}
+
+int Run(int argc, char* argv[])
+{
+    SArguments arguments;
+    if (const std::optional<int> iExitCode = ParseArguments(argc, argv, arguments))
+    {
+        return *iExitCode;
+    }
+    const int iStopDescriptor = OpenStopDescriptor();
+    CRecorderConfiguration configuration;
+    std::vector<std::string> vecNotUnderstood;
+    const bool bConfigured = !arguments.m_strConfigPath.empty();
+    const bool bRooted = !arguments.m_strRoot.empty();
+    std::string strError =
+        bConfigured ? configuration.Load(arguments.m_strConfigPath, vecNotUnderstood) : "";
+    for (const std::string& strLine : vecNotUnderstood)
+    {
+        Complain(arguments.m_strConfigPath + ": " + strLine);
+    }
+    if (strError.empty() && bRooted)
+    {
+        strError = configuration.SetRootDirectory(arguments.m_strRoot);
+    }
+    SParametersDocument document;
+    if (strError.empty())
+    {
+        strError = LoadParametersDocument(arguments.m_strParamsPath, document,
+                                          bConfigured || bRooted ? &configuration : nullptr);
+    }
+    if (!strError.empty())
+    {
+        return Fail(strError, kExitBadArguments);
+    }
+    SetRootExceptionFilesFolder(configuration.m_recorder.m_wsRootDirectory.c_str());
+
+    CRecorderPipes pipes;
+    strError = pipes.Create();
+    if (!strError.empty())
+    {
+        return Fail(strError, kExitCannotRun);
+    }
+    CRecorderLog log(configuration.m_recorder, configuration.m_logging);
+    const CRecorderLog::EPlace ePlace = log.TryPlace(strError);
+    if (ePlace == CRecorderLog::EPlace::Never)
+    {
+        return Fail(strError, kExitCannotRun);
+    }
+    if (ePlace == CRecorderLog::EPlace::NotNow)
+    {
+        Complain(strError);
+    }
+    strError = configuration.Save();
+    if (!strError.empty())
+    {
+        return Fail(strError, kExitBadArguments);
+    }
+
+    const bool bLogs = log.Start();
+    const std::optional<SHttpAddress> httpAddress = arguments.m_http;
+    CRecorderServer server(pipes, log, std::move(document), std::move(arguments));
+    if (!bLogs || !server.Start())
+    {
+        return Fail("no thread can be started", kExitCannotRun);
+    }
+    CWebPages pages(log.GetRecorder(), server.GetDocument(), [&] { return server.GetUptime(); });
+    CHttpServer http;
+    if (httpAddress)
+    {
+        strError = http.Start(*httpAddress, [&](IWebServerExtContext* pContext)
+                              { return pages.Reply(pContext); });
+        if (!strError.empty())
+        {
+            return Fail(strError, kExitCannotRun);
+        }
+        std::printf("Live page at %s\n", http.GetAddress().GetURL().c_str());
+    }
+    std::puts("Recorder ready.");
+    std::fflush(stdout);
+
+    server.ServeUntil(iStopDescriptor);
+    return 0;
 }
 
 } // namespace
@@ -47,57 +138,13 @@ int main(int argc, char* argv[])
     SetPosixExceptionHandler("zor-recorder-sim", mu::GetVersionWithBuildID(ZOR_VERSION), nullptr, 0,
                              nullptr);
     std::signal(SIGPIPE, SIG_IGN); // a console that leaves is an error of write()
-
-    SArguments arguments;
-    if (const std::optional<int> iExitCode = ParseArguments(argc, argv, arguments))
+    std::signal(SIGXFSZ, SIG_IGN); // and so is a file that must not grow
+    try
     {
-        return *iExitCode;
+        return Run(argc, argv);
     }
-    SParametersDocument document;
-    std::string strError = LoadParametersDocument(arguments.m_strParamsPath, document);
-    if (!strError.empty())
+    catch (const std::bad_alloc&)
     {
-        return Fail(strError, kExitBadArguments);
+        return Fail("no memory", kExitCannotRun);
     }
-
-    SRecorderConfiguration configuration;
-    strError = PrepareConfiguration(arguments.m_strConfigPath, arguments.m_strRoot, configuration);
-    if (!strError.empty())
-    {
-        return Fail(strError, kExitBadArguments);
-    }
-    SetRootExceptionFilesFolder(configuration.m_recorder.m_wsRootDirectory.c_str());
-
-    const int iStopDescriptor = OpenStopDescriptor();
-    CRecorderPipes pipes;
-    strError = pipes.Create();
-    if (!strError.empty())
-    {
-        return Fail(strError, 1);
-    }
-    CRecorderLog log(configuration.m_recorder, configuration.m_logging);
-    const bool bLogs = log.Start();
-    const std::optional<SHttpAddress> httpAddress = arguments.m_http;
-    CRecorderServer server(pipes, log, std::move(document), std::move(arguments));
-    if (!bLogs || !server.Start())
-    {
-        return Fail("no thread can be started", 1);
-    }
-    CWebPages pages(log.GetRecorder(), server.GetDocument(), [&] { return server.GetUptime(); });
-    CHttpServer http;
-    if (httpAddress)
-    {
-        strError = http.Start(*httpAddress, [&](IWebServerExtContext* pContext)
-                              { return pages.Reply(pContext); });
-        if (!strError.empty())
-        {
-            return Fail(strError, 1);
-        }
-        std::printf("Live page at %s\n", http.GetAddress().GetURL().c_str());
-    }
-    std::puts("Recorder ready.");
-    std::fflush(stdout);
-
-    server.ServeUntil(iStopDescriptor);
-    return 0;
 }

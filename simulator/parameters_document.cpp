@@ -6,8 +6,10 @@
 #include "console/diagnostic_list.h"
 #include "console/pipe_protocol.h"
 #include "io/file_access.h"
+#include "mu/lengths.h"
 #include "mu/unicode.h"
 #include "simulator/recorder_pipes.h"
+#include "xml/document_namespace.h"
 #include "xml/easy_xml.h"
 
 namespace
@@ -56,14 +58,39 @@ constexpr char kBuiltInDocument[] =
 </zor:DeviceParameters>
 )";
 
+std::string MakeBuiltInDocument(const CRecorderConfiguration* pConfiguration)
+{
+    std::string strText = kBuiltInDocument;
+    if (pConfiguration == nullptr)
+    {
+        return strText;
+    }
+    CMediaRecorderConfiguration recorder = pConfiguration->m_recorder;
+    recorder.m_remoteFileSystem.m_wsPassword.clear();
+    recorder.m_fileEncryption.m_wsKey.clear();
+    SLoggingParameters logging = pConfiguration->m_logging;
+
+    CEasyXML exmlParams;
+    CEasyXMLNode root = exmlParams.LoadFromText(strText.data(), mu::IntCount(strText.size()));
+    const auto recordOf = [&](const wchar_t* wszName)
+    { return root.SyncChild(wszName, g_wszDocumentNamespace, true); };
+    CEasyXMLNode recorderNode = recordOf(L"zor:MediaRecorderConfig");
+    recorder.SyncXML(recorderNode, true);
+    CEasyXMLNode loggingNode = recordOf(L"zor:LoggingParameters");
+    logging.SyncXML(loggingNode, true);
+    exmlParams.GetXML(strText);
+    return strText;
+}
+
 } // namespace
 
-std::string LoadParametersDocument(const std::string& strPath, SParametersDocument& document)
+std::string LoadParametersDocument(const std::string& strPath, SParametersDocument& document,
+                                   const CRecorderConfiguration* pConfiguration)
 {
     std::string& strText = document.m_strText;
     if (strPath.empty())
     {
-        strText = kBuiltInDocument;
+        strText = MakeBuiltInDocument(pConfiguration);
     }
     else if (!CFileAccess::GetStrFileContent(strPath.c_str(), strText))
     {
@@ -78,13 +105,14 @@ std::string LoadParametersDocument(const std::string& strPath, SParametersDocume
     const std::size_t uCapacity = LargestPipeCapacity(uFrame);
     if (uFrame > uCapacity)
     {
-        return strPath + ": " + std::to_string(strText.size()) +
+        return (strPath.empty() ? "the parameters" : strPath) + ": " +
+               std::to_string(strText.size()) +
                " bytes, but what a pipe here takes in one piece is " +
                std::to_string(uCapacity - sizeof(SPipeMessageHeader));
     }
 
     CEasyXML exmlParams;
-    if (!exmlParams.LoadFromText(strText.data(), static_cast<int>(strText.size())).IsValid())
+    if (!exmlParams.LoadFromText(strText.data(), mu::IntCount(strText.size())).IsValid())
     {
         return strPath + ": not well-formed XML";
     }

@@ -4,6 +4,8 @@
 #include <string>
 #include <vector>
 
+#include "simulator/recorder_configuration.h"
+
 /// The device parameters that the recorder sends.
 struct SParametersDocument
 {
@@ -11,8 +13,10 @@ struct SParametersDocument
     std::vector<std::string> m_vecDiagnostics; ///< the names that it declares, in UTF-8
 };
 
-/// Loads a file, or the built-in document if the path is empty. Returns what is wrong with it,
-/// empty on success.
-std::string LoadParametersDocument(const std::string& strPath, SParametersDocument& document);
+/// Loads a file, as it is, or the built-in document if the path is empty. The latter shows the
+/// values of a configuration, if one is given, but no password and no key. Returns what is wrong
+/// with the document, empty on success.
+std::string LoadParametersDocument(const std::string& strPath, SParametersDocument& document,
+                                   const CRecorderConfiguration* pConfiguration = nullptr);
 
 #endif

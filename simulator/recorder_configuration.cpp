@@ -3,75 +3,143 @@
 #include <cerrno>
 #include <cstring>
 
-#include "mu/file_system.h"
+#include <sys/stat.h>
+
+#include "io/file_access.h"
 #include "mu/lengths.h"
 #include "mu/unicode.h"
+#include "simulator/file_replacement.h"
+#include "simulator/values_not_understood.h"
 #include "xml/document_namespace.h"
-#include "xml/easy_xml.h"
 
 namespace
 {
 
 constexpr wchar_t kRoot[] = L"zor:RecorderConfiguration";
+constexpr char kByteOrderMark[] = "\xEF\xBB\xBF";
 
-std::wstring Widen(const std::string& strText)
+/// False for what is not UTF-8, of which something would be lost, and for a NUL.
+bool Widen(const std::string& strText, std::wstring& wsText)
 {
-    std::wstring wsText;
     mu::ConvertString(strText.data(), mu::IntCount(strText.size()), wsText);
-    return wsText;
+    return strText.find('\0') == std::string::npos && mu::WideStringToNarrow(wsText) == strText;
 }
 
-std::string Load(const std::wstring& wsPath, SRecorderConfiguration& configuration)
+CEasyXMLNode RecordOf(CEasyXMLNode root, const wchar_t* wszName, bool bCreate)
 {
-    CEasyXML exmlFile;
-    CEasyXMLNode root = exmlFile.LoadFromFile(wsPath.c_str(), true);
-    if (!root.IsValid())
-    {
-        return "cannot be read, or is not well-formed XML";
-    }
-    // What is missing stays as it was made.
-    CEasyXMLNode recorder =
-        root.SyncChild(L"zor:MediaRecorderConfig", g_wszDocumentNamespace, false);
-    configuration.m_recorder.FromXML(recorder);
-    CEasyXMLNode logging = root.SyncChild(L"zor:LoggingParameters", g_wszDocumentNamespace, false);
-    configuration.m_logging.FromXML(logging);
-    return {};
+    return root.SyncChild(wszName, g_wszDocumentNamespace, bCreate);
 }
 
-// In a file of its own first: whoever stops this half-way leaves the old configuration.
-bool Save(const std::wstring& wsPath, SRecorderConfiguration& configuration)
+/// Whether the root is the recorder's; a document may leave out the prefix's declaration.
+bool IsConfiguration(CEasyXMLNode root)
 {
-    CEasyXML exmlFile;
-    CEasyXMLNode root = exmlFile.AddRoot(kRoot, g_wszDocumentNamespace);
-    const std::wstring wsNew = wsPath + L".new";
-    return configuration.m_recorder.ToXML(root) && configuration.m_logging.ToXML(root) &&
-           exmlFile.SaveToFile(wsNew.c_str()) && mu::RenameFilePath(wsNew.c_str(), wsPath.c_str());
+    std::wstring wsName;
+    std::wstring wsLocal;
+    std::wstring wsNamespace;
+    return root.GetName(wsName) && wsName == kRoot && root.GetName(wsLocal, wsNamespace) &&
+           (wsNamespace.empty() || wsNamespace == g_wszDocumentNamespace);
 }
 
 } // namespace
 
-std::string PrepareConfiguration(const std::string& strPath, const std::string& strRoot,
-                                 SRecorderConfiguration& configuration)
+CRecorderConfiguration::CRecorderConfiguration()
 {
     // The recorder's own events are no more than that.
-    configuration.m_logging.m_iLogSeverity = IBaseLogger::Status;
+    m_logging.m_iLogSeverity = IBaseLogger::Status;
+}
 
-    const std::wstring wsPath = Widen(strPath);
-    if (!strPath.empty() && mu::FileExists(wsPath.c_str()))
+std::string CRecorderConfiguration::Load(const std::string& strPath,
+                                         std::vector<std::string>& vecNotUnderstood)
+{
+    std::wstring wsPath;
+    if (!Widen(strPath, wsPath))
     {
-        const std::string strError = Load(wsPath, configuration);
-        if (!strError.empty())
+        return strPath + ": not a name in UTF-8";
+    }
+    m_strPath = strPath;
+
+    struct stat status
+    {
+    };
+    if (::stat(strPath.c_str(), &status) != 0)
+    {
+        if (errno != ENOENT)
         {
-            return strPath + ": " + strError;
+            return strPath + ": cannot be read: " + std::strerror(errno);
         }
+        WriteInto(m_document);
+        m_bChanged = true;
+        return {};
     }
-    if (!strRoot.empty())
+    std::string strText;
+    if (!S_ISREG(status.st_mode))
     {
-        configuration.m_recorder.m_wsRootDirectory = Widen(strRoot);
+        return strPath + ": no regular file";
     }
-    if (!strPath.empty() && !Save(wsPath, configuration))
+    if (!CFileAccess::GetStrFileContent(strPath.c_str(), strText))
     {
-        return strPath + ": cannot be written: " + std::strerror(errno);
+        return strPath + ": cannot be read: " + std::strerror(errno);
+    }
+    std::wstring wsText;
+    if (!Widen(strText, wsText))
+    {
+        return strPath + ": no text in UTF-8";
+    }
+    if (!m_document.FromFile(wsPath.c_str(), true)) // it may hold a password and a key
+    {
+        return strPath + ": not well-formed XML";
+    }
+    const CEasyXMLNode root(m_document.GetRoot());
+    if (!IsConfiguration(root))
+    {
+        return strPath + ": not a recorder's configuration, whose root is " +
+               mu::WideStringToNarrow(kRoot);
+    }
+
+    // What is missing stays as it was made.
+    CEasyXMLNode recorder = RecordOf(root, L"zor:MediaRecorderConfig", false);
+    m_recorder.FromXML(recorder);
+    CEasyXMLNode logging = RecordOf(root, L"zor:LoggingParameters", false);
+    m_logging.FromXML(logging);
+
+    CVariablesTree used;
+    WriteInto(used);
+    ListValuesNotUnderstood(*m_document.GetRoot(), *used.GetRoot(), vecNotUnderstood);
+    return {};
+}
+
+void CRecorderConfiguration::WriteInto(CVariablesTree& document)
+{
+    CEasyXMLNode root(document.AppendNode(kRoot, g_wszDocumentNamespace, nullptr));
+    m_recorder.ToXML(root);
+    m_logging.ToXML(root);
+}
+
+std::string CRecorderConfiguration::SetRootDirectory(const std::string& strRoot)
+{
+    std::wstring wsRoot;
+    if (!Widen(strRoot, wsRoot))
+    {
+        return strRoot + ": not a name in UTF-8";
+    }
+    if (wsRoot != m_recorder.m_wsRootDirectory)
+    {
+        m_recorder.m_wsRootDirectory = wsRoot;
+        RecordOf(CEasyXMLNode(m_document.GetRoot()), L"zor:MediaRecorderConfig", true)
+            .SyncChild(L"zor:RootDirectory", g_wszDocumentNamespace, true)
+            .SetTextValue(wsRoot);
+        m_bChanged = true;
     }
     return {};
+}
+
+std::string CRecorderConfiguration::Save()
+{
+    std::string strText;
+    if (m_strPath.empty() || !m_bChanged || !m_document.ToUTF8(strText))
+    {
+        return {};
+    }
+    m_bChanged = false;
+    return ReplaceFile(m_strPath, kByteOrderMark + strText);
 }

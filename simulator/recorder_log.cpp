@@ -1,12 +1,41 @@
 #include "simulator/recorder_log.h"
 
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <iterator>
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include "mu/file_system.h"
 #include "mu/memory_block.h"
+#include "mu/unicode.h"
+#include "threading/system_clock.h"
 
 namespace
 {
 
 // Some thousand lines: what happens while the disk is slow.
 constexpr int kBufferSize = 256 * 1024;
+
+// These pass.
+constexpr int kErrorsForNow[] = {ENOSPC, EDQUOT, EIO, ENOMEM, EMFILE, ENFILE};
+
+/// Returns an errno.
+int TryToWriteIn(const std::string& strFolder)
+{
+    std::string strFile = strFolder + "/.zor_XXXXXX";
+    const int iFile = ::mkostemp(strFile.data(), O_CLOEXEC);
+    if (iFile < 0)
+    {
+        return errno;
+    }
+    const int iError = ::write(iFile, "", 1) == 1 && ::fsync(iFile) == 0 ? 0 : errno;
+    ::close(iFile);
+    ::unlink(strFile.c_str());
+    return iError;
+}
 
 } // namespace
 
@@ -29,6 +58,34 @@ CRecorderLog::~CRecorderLog()
     m_pScheduler->Release();
     m_dailyLog.SaveLog(false);
     mu::g_ptlTextLogger = nullptr;
+}
+
+CRecorderLog::EPlace CRecorderLog::TryPlace(std::string& strError) const
+{
+    mu::STimeComponents now;
+    mu::GetLocalTimeComponents(mu::GetCurrentUTCTime(), now);
+    std::wstring wsRelative;
+    std::wstring wsFolder;
+    if (!m_configuration.GetDirectoryForTime(EFileTransferCategory::Recording, now, 0, wsRelative,
+                                             wsFolder))
+    {
+        return EPlace::Good;
+    }
+    if (!mu::IsCurrentTimeSane(now)) // the log waits for the clock, too
+    {
+        wsFolder = m_configuration.m_wsRootDirectory;
+    }
+    const std::string strFolder = mu::WideStringToNarrow(wsFolder);
+    const int iError = mu::CreateDirectoriesPath(wsFolder) ? TryToWriteIn(strFolder)
+                       : errno == EEXIST                   ? ENOTDIR // a file in the way
+                                                           : errno;
+    if (iError == 0)
+    {
+        return EPlace::Good;
+    }
+    strError = "no log can be written to " + strFolder + ": " + std::strerror(iError);
+    return std::ranges::find(kErrorsForNow, iError) != std::end(kErrorsForNow) ? EPlace::NotNow
+                                                                               : EPlace::Never;
 }
 
 bool CRecorderLog::Start()

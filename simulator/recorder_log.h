@@ -22,6 +22,16 @@ public:
     CRecorderLog(const CRecorderLog&) = delete;
     CRecorderLog& operator=(const CRecorderLog&) = delete;
 
+    /// Whether the day's file can be written, which a file of a single byte beside it finds out.
+    enum class EPlace
+    {
+        Good,   ///< also without a root directory
+        NotNow, ///< a full disk: there may be room later
+        Never,
+    };
+    /// Otherwise than for Good, strError tells where and what it is.
+    EPlace TryPlace(std::string& strError) const;
+
     /// Begins the file. Nothing to do, and true, without a root directory; false if there is no
     /// memory or thread for it.
     bool Start();

@@ -4,6 +4,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <new>
 #include <utility>
 
 #include <poll.h>
@@ -73,52 +74,65 @@ bool CRecorderServer::Start()
 void CRecorderServer::ServeUntil(int iStopDescriptor)
 {
     CFunctionSwitch fsServe("RSim::Serve");
-    for (;;)
+    for (bool bServing = true; bServing;)
     {
-        if (!m_pipes.IsConnected() && m_pipes.Connect())
+        try
         {
-            m_faults.Restart();
-            m_bAsked = m_bInputEnded = m_bReplyWaiting = false;
-            m_dwPayload = 0;
-            TraceEvent("console connected");
+            bServing = ServeOnce(iStopDescriptor);
         }
-
-        // The next request is read when the reply to the last one is taken: so each reply finds an
-        // empty pipe, and a console that does not read is not drowned in replies.
-        const bool bListens = m_pipes.IsConnected() && !m_bReplyWaiting && !m_bInputEnded;
-        pollfd aPolled[] = {{iStopDescriptor, POLLIN, 0},
-                            {bListens ? m_pipes.GetInput() : -1, POLLIN, 0},
-                            {m_pipes.GetOutput(), 0, 0}};
-        const std::chrono::milliseconds limit = m_bReplyWaiting   ? kTakenPeriod
-                                                : !bListens       ? kConnectPeriod
-                                                : m_reload == 0ms ? -1ms
-                                                                  : m_reload;
-        ::poll(aPolled, std::size(aPolled), static_cast<int>(limit.count()));
-
-        if (aPolled[0].revents != 0)
+        catch (const std::bad_alloc&)
         {
-            return;
-        }
-        if ((aPolled[2].revents & POLLERR) != 0)
-        {
-            HangUp("console left");
-            continue;
-        }
-        m_bInputEnded = false;
-        if (m_bReplyWaiting && m_pipes.IsOutputEmpty())
-        {
-            m_bReplyWaiting = false;
-            TraceEvent("taken");
-        }
-        if (aPolled[1].revents != 0)
-        {
-            ReadRequest();
-        }
-        else if (bListens && IsReloadDue())
-        {
-            SendParameters();
+            std::fputs("zor-recorder-sim: no memory: a request gets no reply\n", stderr);
         }
     }
+}
+
+bool CRecorderServer::ServeOnce(int iStopDescriptor)
+{
+    if (!m_pipes.IsConnected() && m_pipes.Connect())
+    {
+        m_faults.Restart();
+        m_bAsked = m_bInputEnded = m_bReplyWaiting = false;
+        m_dwPayload = 0;
+        TraceEvent("console connected");
+    }
+
+    // The next request is read when the reply to the last one is taken: so each reply finds an
+    // empty pipe, and a console that does not read is not drowned in replies.
+    const bool bListens = m_pipes.IsConnected() && !m_bReplyWaiting && !m_bInputEnded;
+    pollfd aPolled[] = {{iStopDescriptor, POLLIN, 0},
+                        {bListens ? m_pipes.GetInput() : -1, POLLIN, 0},
+                        {m_pipes.GetOutput(), 0, 0}};
+    const std::chrono::milliseconds limit = m_bReplyWaiting   ? kTakenPeriod
+                                            : !bListens       ? kConnectPeriod
+                                            : m_reload == 0ms ? -1ms
+                                                              : m_reload;
+    ::poll(aPolled, std::size(aPolled), static_cast<int>(limit.count()));
+
+    if (aPolled[0].revents != 0)
+    {
+        return false;
+    }
+    if ((aPolled[2].revents & POLLERR) != 0)
+    {
+        HangUp("console left");
+        return true;
+    }
+    m_bInputEnded = false;
+    if (m_bReplyWaiting && m_pipes.IsOutputEmpty())
+    {
+        m_bReplyWaiting = false;
+        TraceEvent("taken");
+    }
+    if (aPolled[1].revents != 0)
+    {
+        ReadRequest();
+    }
+    else if (bListens && IsReloadDue())
+    {
+        SendParameters();
+    }
+    return true;
 }
 
 void CRecorderServer::ReadRequest()
@@ -145,15 +159,19 @@ void CRecorderServer::ReadRequest()
         return;
     }
 
+    // What has to be known about the rest of the stream comes first: memory may end below.
     const std::string_view svFrame(szBytes, static_cast<std::size_t>(iRead));
-    Trace("in", svFrame);
-    m_bAsked = true;
-    m_pipes.PrepareForNext();
-    if (svFrame.size() == sizeof(SPipeMessageHeader))
+    SPipeMessageHeader header{};
+    if (svFrame.size() == sizeof(header))
     {
-        SPipeMessageHeader header;
         std::memcpy(&header, szBytes, sizeof(header));
         m_dwPayload = header.m_dwLength;
+    }
+    m_bAsked = true;
+    m_pipes.PrepareForNext();
+    Trace("in", svFrame);
+    if (svFrame.size() == sizeof(header))
+    {
         Answer(static_cast<EPipeMessage>(header.m_dwType), header.m_dwArgument);
     }
 }

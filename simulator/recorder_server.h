@@ -25,7 +25,8 @@ public:
 
     /// Starts the thread that makes the replies; false if there can be none.
     bool Start();
-    /// Serves until the descriptor is readable.
+    /// Serves until the descriptor is readable. A request for which there is no memory gets no
+    /// reply.
     void ServeUntil(int iStopDescriptor);
 
     // Of any thread:
@@ -33,6 +34,8 @@ public:
     std::chrono::milliseconds GetUptime() const;
 
 private:
+    /// What one look at the descriptors gives to do. False if that is to stop.
+    bool ServeOnce(int iStopDescriptor);
     void ReadRequest();
     void Answer(EPipeMessage eRequest, std::uint32_t dwArgument);
     void SendParameters();

@@ -4,6 +4,7 @@
 #include <new>
 
 #include "diagnostics/function_state.h"
+#include "mu/lengths.h"
 #include "simulator/diagnostics.h"
 #include "simulator/frames.h"
 #include "threading/wait_time.h"
@@ -14,13 +15,8 @@ namespace
 // For the replies other than the document, none of which is longer than this beyond a name in it.
 constexpr int kReplyRoom = 65536;
 
-AutoDeleteThreadObjectImpl<CSafeStreamBuffer>* MakeBuffer(int iSize)
-{
-    auto* const pBuffer = new AutoDeleteThreadObjectImpl<CSafeStreamBuffer>;
-    pBuffer->AddRef();
-    pBuffer->SetBufferSize(iSize);
-    return pBuffer;
-}
+// Stands for a request that gets no reply: shorter than any frame.
+constexpr char kNoReply = 0;
 
 } // namespace
 
@@ -29,9 +25,16 @@ CReplyWorker::CReplyWorker(const SParametersDocument& document, CRecorderLog& lo
     : m_document(document),
       m_log(log),
       m_eCrash(eCrash),
-      m_pRequests(MakeBuffer(sizeof(SRequest))),
-      m_pReplies(MakeBuffer(static_cast<int>(document.m_strText.size()) + kReplyRoom))
+      m_pRequests(MakeBuffer()),
+      m_pReplies(MakeBuffer())
 {
+}
+
+CReplyWorker::CBufferReference CReplyWorker::MakeBuffer()
+{
+    auto* const pBuffer = new CBuffer;
+    pBuffer->AddRef();
+    return CBufferReference(pBuffer);
 }
 
 CReplyWorker::~CReplyWorker()
@@ -41,13 +44,13 @@ CReplyWorker::~CReplyWorker()
         m_pRequests->SetEndOfStream();
         m_pEnded->Wait(mu::kInfinite);
     }
-    m_pRequests->Release();
-    m_pReplies->Release();
 }
 
 bool CReplyWorker::Start()
 {
-    m_bStarted = StartThread("Replies", nullptr, nullptr);
+    const int iReplies = mu::IntCount(m_document.m_strText.size()) + kReplyRoom;
+    m_bStarted = m_pEnded->IsValid() && m_pRequests->SetBufferSize(sizeof(SRequest)) &&
+                 m_pReplies->SetBufferSize(iReplies) && StartThread("Replies", nullptr, nullptr);
     return m_bStarted;
 }
 
@@ -60,11 +63,18 @@ std::string CReplyWorker::GetReply(EPipeMessage eRequest, std::uint32_t dwArgume
 
     int iSize = 0;
     void* const pFrame = m_pReplies->GetBlockToRead(iSize);
-    if (pFrame == nullptr)
+    std::string strFrame;
+    if (iSize > static_cast<int>(sizeof(kNoReply)))
     {
-        return {};
+        try
+        {
+            strFrame.assign(static_cast<const char*>(pFrame), static_cast<std::size_t>(iSize));
+        }
+        catch (const std::bad_alloc&)
+        {
+            // Dropped; but the block goes back, so that the next request gets a reply of its own.
+        }
     }
-    std::string strFrame(static_cast<const char*>(pFrame), static_cast<std::size_t>(iSize));
     m_pReplies->CommitReadBlock(pFrame, iSize);
     return strFrame;
 }
@@ -73,14 +83,7 @@ int CReplyWorker::ThreadMain(void*)
 {
     // The worker goes as soon as it learns of the end; the event is the thread's as well.
     const std::shared_ptr<CPosixEventObject> pEnded = m_pEnded;
-    try
-    {
-        AnswerRequests();
-    }
-    catch (const std::bad_alloc&)
-    {
-        // There are no more replies, then.
-    }
+    AnswerRequests();
     m_pReplies->SetEndOfStream(); // whoever waits gets none
     pEnded->Signal();
     return 0;
@@ -95,13 +98,23 @@ void CReplyWorker::AnswerRequests()
         std::memcpy(&request, pBlock, sizeof(request));
         m_pRequests->CommitReadBlock(pBlock, sizeof(request));
 
-        // In one block, which the reader gets in one piece: the last frame has been read.
-        const std::string strFrame = MakeReply(request);
-        const auto iLength = static_cast<int>(strFrame.size());
+        std::string strFrame;
+        try
+        {
+            strFrame = MakeReply(request);
+        }
+        catch (const std::bad_alloc&)
+        {
+            // The request gets no reply; the next one may.
+        }
+        // In one block, which the reader gets in one piece: the last one has been read. There is
+        // no block for an empty frame.
+        const int iLength = mu::IntCount(strFrame.size());
         void* const pFrame = m_pReplies->AllocateBlock(iLength);
         if (pFrame == nullptr)
         {
-            return;
+            m_pReplies->Write(&kNoReply, sizeof(kNoReply));
+            continue;
         }
         strFrame.copy(static_cast<char*>(pFrame), strFrame.size());
         m_pReplies->CommitWrittenBlock(pFrame, iLength);

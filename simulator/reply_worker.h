@@ -30,10 +30,11 @@ public:
     CReplyWorker(const CReplyWorker&) = delete;
     CReplyWorker& operator=(const CReplyWorker&) = delete;
 
+    /// False without memory for the buffers or a thread.
     bool Start();
 
     /// The frame that answers a request, after the recorder has run for a while. Waits for it.
-    /// Empty: there is no reply to that, or no memory for replies any more.
+    /// Empty: there is no reply to that, or no memory for it.
     std::string GetReply(EPipeMessage eRequest, std::uint32_t dwArgument,
                          std::chrono::milliseconds uptime);
 
@@ -45,6 +46,14 @@ private:
         std::chrono::milliseconds m_uptime;
     };
 
+    using CBuffer = AutoDeleteThreadObjectImpl<CSafeStreamBuffer>;
+    struct SBufferReleaser
+    {
+        void operator()(CBuffer* pBuffer) const { pBuffer->Release(); }
+    };
+    using CBufferReference = std::unique_ptr<CBuffer, SBufferReleaser>;
+
+    static CBufferReference MakeBuffer();
     int ThreadMain(void* pParam) override;
     void AnswerRequests();
     std::string MakeReply(const SRequest& request) const;
@@ -53,8 +62,8 @@ private:
     const SParametersDocument& m_document;
     CRecorderLog& m_log;
     const std::optional<ECrashKind> m_eCrash;
-    AutoDeleteThreadObjectImpl<CSafeStreamBuffer>* m_pRequests;
-    AutoDeleteThreadObjectImpl<CSafeStreamBuffer>* m_pReplies;
+    const CBufferReference m_pRequests;
+    const CBufferReference m_pReplies;
     const std::shared_ptr<CPosixEventObject> m_pEnded = std::make_shared<CPosixEventObject>();
     bool m_bStarted = false;
 };

@@ -9,7 +9,9 @@
 #include <tuple>
 #include <utility>
 
+#include <sys/resource.h>
 #include <sys/stat.h>
+#include <sys/timerfd.h>
 
 #include <linux/capability.h>
 
@@ -18,8 +20,12 @@
 
 #include "console/pipe_protocol.h"
 #include "simulator/diagnostics.h"
+#include "simulator/recorder_configuration.h"
+#include "simulator/recorder_server.h"
 #include "tests/support/child_process.h"
+#include "tests/support/failing_heap.h"
 #include "tests/support/files.h"
+#include "tests/support/pipes.h"
 #include "tests/support/temporary_folder.h"
 
 namespace
@@ -81,11 +87,6 @@ protected:
     Simulator() { RemovePipes(); }
     ~Simulator() override { RemovePipes(); }
 
-    static void RemovePipes()
-    {
-        ::unlink(g_aszPipePaths[0]);
-        ::unlink(g_aszPipePaths[1]);
-    }
     void Start(const std::vector<std::string>& vecArguments = {},
                const std::function<void()>& beforeExec = {})
     {
@@ -115,7 +116,7 @@ TEST_F(Simulator, RefusesBadArguments)
         {{"--params", ""}, "--params needs a file"},
         {{"--params", "/nowhere/p.xml"}, "/nowhere/p.xml: cannot be read: No such file"},
         {{"--params", folder.Path("broken.xml")}, "not well-formed"},
-        {{"--config", folder.Path("broken.xml")}, "broken.xml: cannot be read, or is not"},
+        {{"--config", folder.Path("broken.xml")}, "broken.xml: not well-formed"},
         {{"--config", "/nowhere/c.xml"}, "/nowhere/c.xml: cannot be written: No such file"},
         {{"--reload", "0"}, "--reload needs milliseconds, not '0'"},
         {{"--crash", "softly"}, "unknown crash 'softly'"},
@@ -268,6 +269,85 @@ TEST_F(Simulator, KeepsItsConfigurationAndADailyLogBelowItsRoot)
         strFilesBefore = strFiles;
         vecArguments.resize(2); // the root is in the configuration now
     }
+}
+
+TEST_F(Simulator, ShowsWhatItWasConfiguredWith)
+{
+    const CTemporaryFolder folder;
+    WriteFile(folder.Path("c.xml"),
+              "<zor:RecorderConfiguration xmlns:zor='http://zor.example/documents'>"
+              "<zor:MediaRecorderConfig><zor:BufferSize>1 MB</zor:BufferSize>"
+              "<zor:Encryption zor:Enable='yes' zor:Key='secret'/></zor:MediaRecorderConfig>"
+              "</zor:RecorderConfiguration>");
+    Start({"--config", folder.Path("c.xml"), "--root", folder.Path("r")});
+    const std::string strShown = SConsoleEnds(kParametersRequest).ReadReply(PM_PARAMETERS);
+    for (const std::string& strPart :
+         {"<zor:RootDirectory>" + folder.Path("r") + "<"s, "<zor:Name>Camera 1<"s,
+          "<zor:LogSeverity>Status<"s, ">1</zor:BufferSize>"s, "zor:Key=\"\""s})
+    {
+        EXPECT_THAT(strShown, HasSubstr(strPart));
+    }
+    m_pSimulator->Kill(SIGTERM);
+    EXPECT_EQ(m_pSimulator->ReadErrors(),
+              "zor-recorder-sim: " + folder.Path("c.xml") +
+                  ": zor:MediaRecorderConfig/zor:BufferSize: '1 MB' is not understood, '1' is "
+                  "used\n");
+    EXPECT_THAT(ReadFile(folder.Path("c.xml")),
+                testing::AllOf(HasSubstr("zor:Key=\"secret\""), HasSubstr(">1 MB<")));
+}
+
+TEST_F(Simulator, TellsWhyNoLogCanBeWritten)
+{
+    const CTemporaryFolder folder;
+    WriteFile(folder.Path("file"), "mine");
+    EXPECT_THAT(Refusal({"--root", folder.Path("file")}, 1),
+                testing::MatchesRegex("zor-recorder-sim: no log can be written to " +
+                                      folder.Path("file") + "/[^:]*: Not a directory\n"));
+
+    EXPECT_THAT(Refusal({"--root", folder.Path("r")}, 1,
+                        []
+                        {
+                            const rlimit none{0, 0};
+                            ::setrlimit(RLIMIT_FSIZE, &none);
+                        }),
+                testing::EndsWith(": File too large\n"));
+}
+
+TEST_F(Simulator, DropsRequestsThatItHasNoMemoryFor)
+{
+    if (!CFailingHeap::kAvailable)
+    {
+        GTEST_SKIP() << "the sanitizer brings its own allocator";
+    }
+    CRecorderPipes pipes;
+    ASSERT_EQ(pipes.Create(), "");
+    CRecorderConfiguration configuration;
+    CRecorderLog log(configuration.m_recorder, configuration.m_logging);
+    CRecorderServer server(pipes, log, {"<p/>", {}}, {});
+    ASSERT_TRUE(server.Start());
+
+    const int iMessages = ::open(g_aszPipePaths[1], O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+    const int iRequests = ::open(g_aszPipePaths[0], O_WRONLY | O_CLOEXEC);
+    const int iTimer = ::timerfd_create(CLOCK_MONOTONIC, TFD_CLOEXEC);
+    char szReply[4096];
+    ssize_t iReply = 0;
+    bool bFailed = true;
+    for (int iAllowed = 0; bFailed; ++iAllowed)
+    {
+        EXPECT_EQ(::write(iRequests, kDiagnosticRequest.data(), 12), 12);
+        const itimerspec soon{{0, 0}, {0, 20'000'000}};
+        ::timerfd_settime(iTimer, 0, &soon, nullptr);
+        {
+            const CFailingHeap heap(iAllowed);
+            server.ServeUntil(iTimer);
+            bFailed = CFailingHeap::HasFailed();
+        }
+        iReply = ::read(iMessages, szReply, sizeof(szReply));
+    }
+    EXPECT_EQ(iReply, 12 + 48) << "there is no such diagnostic";
+    ::close(iTimer);
+    ::close(iRequests);
+    ::close(iMessages);
 }
 
 TEST_F(Simulator, TellsOfItsThreadsAndMemoryAndSendsParametersAnew)
