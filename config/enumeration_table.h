@@ -10,7 +10,16 @@
 /// stands for nothing: the row ends a table whose readers look for such an end.
 struct SEnumerationEntry
 {
+    constexpr SEnumerationEntry(std::int32_t iValue, const wchar_t* wszText)
+        : m_iValue(iValue),
+          m_uLength(static_cast<std::uint32_t>(
+              std::wstring_view(wszText != nullptr ? wszText : L"").size())),
+          m_wszText(wszText)
+    {
+    }
+
     std::int32_t m_iValue;
+    std::uint32_t m_uLength; ///< of the text, whose comparison is seldom needed beside it
     const wchar_t* m_wszText;
 };
 
@@ -37,16 +46,8 @@ constexpr bool GetEnumerationValue(std::span<const SEnumerationEntry> table,
 {
     for (const SEnumerationEntry& row : table)
     {
-        // Most rows differ in their first characters, so no row's length is taken beforehand. A
-        // text from a document can hold a NUL, which no row's text goes beyond.
-        const wchar_t* wszRow = row.m_wszText;
-        std::size_t i = 0;
-        while (wszRow != nullptr && i < wsText.size() && wszRow[i] != L'\0' &&
-               wszRow[i] == wsText[i])
-        {
-            ++i;
-        }
-        if (wszRow != nullptr && i == wsText.size() && wszRow[i] == L'\0')
+        if (row.m_uLength == wsText.size() && row.m_wszText != nullptr &&
+            wsText == std::wstring_view(row.m_wszText, row.m_uLength))
         {
             iValue = row.m_iValue;
             return true;

@@ -1,6 +1,7 @@
 #include "mu/url.h"
 
 #include <algorithm>
+#include <array>
 #include <cstddef>
 #include <string_view>
 #include <utility>
@@ -40,38 +41,57 @@ void Decode(std::string& strText, bool bPlusIsSpace)
     strText.resize(static_cast<std::size_t>(pOut - strText.data()));
 }
 
+/// The bytes that an encoding leaves as they are.
+using CKeptBytes = std::array<bool, 256>;
+
 template <typename TIsKept>
-void Encode(std::string& strText, TIsKept IsKept)
+constexpr CKeptBytes KeptBytes(TIsKept IsKept)
+{
+    CKeptBytes kept{};
+    for (std::size_t u = 0; u < kept.size(); ++u)
+    {
+        kept[u] = IsKept(static_cast<char>(u));
+    }
+    return kept;
+}
+
+constexpr CKeptBytes kUnreserved = KeptBytes(
+    [](char ch)
+    {
+        return mu::IsAlphaNumeric(static_cast<wchar_t>(ch)) || ch == '-' || ch == '.' ||
+               ch == '_' || ch == '~';
+    });
+
+constexpr CKeptBytes kHarmlessInMarkup = KeptBytes(
+    [](char ch)
+    {
+        const auto uByte = static_cast<unsigned char>(ch);
+        return uByte >= ' ' && uByte != 0x7F && ch != '"' && ch != '\'' && ch != '<' && ch != '>';
+    });
+
+void Encode(std::string& strText, const CKeptBytes& kept)
 {
     constexpr char kDigits[] = "0123456789ABCDEF";
 
-    std::string strOut;
-    strOut.reserve(strText.size());
+    const auto IsKept = [&kept](char ch) { return kept[static_cast<unsigned char>(ch)]; };
+    const auto uKept =
+        static_cast<std::size_t>(std::count_if(strText.begin(), strText.end(), IsKept));
+    std::string strOut(3 * strText.size() - 2 * uKept, '%');
+    char* pOut = strOut.data();
     for (const char ch : strText)
     {
         if (IsKept(ch))
         {
-            strOut += ch;
+            *pOut = ch;
+            ++pOut;
             continue;
         }
         const auto uByte = static_cast<unsigned char>(ch);
-        strOut += '%';
-        strOut += kDigits[uByte >> 4];
-        strOut += kDigits[uByte & 15];
+        pOut[1] = kDigits[uByte >> 4];
+        pOut[2] = kDigits[uByte & 15];
+        pOut += 3;
     }
     strText = std::move(strOut);
-}
-
-bool IsUnreserved(char ch)
-{
-    return mu::IsAlphaNumeric(static_cast<wchar_t>(ch)) || ch == '-' || ch == '.' || ch == '_' ||
-           ch == '~';
-}
-
-bool IsHarmlessInMarkup(char ch)
-{
-    const auto uByte = static_cast<unsigned char>(ch);
-    return uByte >= ' ' && uByte != 0x7F && ch != '"' && ch != '\'' && ch != '<' && ch != '>';
 }
 
 /// RFC 3986, section 5.2.4, for a path that begins with a slash.
@@ -137,12 +157,12 @@ void DecodeURL(std::string& strText)
 
 void EncodeURL(std::string& strText)
 {
-    Encode(strText, IsUnreserved);
+    Encode(strText, kUnreserved);
 }
 
 void EncodeURLMarkup(std::string& strURL)
 {
-    Encode(strURL, IsHarmlessInMarkup);
+    Encode(strURL, kHarmlessInMarkup);
 }
 
 bool ParseRequestObject(const char* szObject, int iLength, std::string& strPath,

@@ -89,7 +89,8 @@ private:
     int& m_iTotalLength;
 };
 
-/// Collects UTF-8 in a small chunk, so that the text is never held in a second form.
+/// Collects UTF-8 in a small chunk, so that the text is never held in a second form. Each name,
+/// value or text leaves room in the chunk for the markup that can stand before the next.
 class CUtf8Sink
 {
 public:
@@ -97,7 +98,6 @@ public:
 
     void Markup(std::string_view strText)
     {
-        EnsureRoom(strText.size()); // the longest piece of markup is far shorter than the chunk
         std::memcpy(m_pWrite, strText.data(), strText.size());
         m_pWrite += strText.size();
     }
@@ -110,15 +110,10 @@ public:
     }
 
 private:
-    std::ptrdiff_t Room(const char* pWrite) const { return std::end(m_szChunk) - pWrite; }
+    static constexpr std::ptrdiff_t kMarkupRoom = 64;
+    static_assert(kDeclaration.size() < kMarkupRoom - 16);
 
-    void EnsureRoom(std::size_t uBytes)
-    {
-        if (static_cast<std::size_t>(Room(m_pWrite)) < uBytes)
-        {
-            Flush();
-        }
-    }
+    std::ptrdiff_t Room(const char* pWrite) const { return std::end(m_szChunk) - pWrite; }
 
     template <bool bEscape>
     static std::ptrdiff_t FirstStop(const CByteBlock& block)
@@ -148,13 +143,17 @@ private:
         // The document's memory has room for a whole block behind each text.
         const std::ptrdiff_t iLeastForBlock = text.m_uHeapCapacity == 0 ? 1 : CByteBlock::kSize;
         char* pWrite = m_pWrite;
-        while (p != pEnd)
+        while (true)
         {
-            if (Room(pWrite) < CByteBlock::kSize)
+            if (Room(pWrite) < CByteBlock::kSize + kMarkupRoom)
             {
                 m_pWrite = pWrite;
                 Flush();
                 pWrite = m_pWrite;
+            }
+            if (p == pEnd)
+            {
+                break;
             }
             std::ptrdiff_t iStep;
             std::ptrdiff_t iPlain = 0;
@@ -167,7 +166,7 @@ private:
             }
             else
             {
-                iStep = std::min(pEnd - p, Room(pWrite));
+                iStep = std::min(pEnd - p, Room(pWrite) - kMarkupRoom);
                 while (iPlain != iStep && IsPlain<bEscape>(static_cast<std::uint32_t>(p[iPlain])))
                 {
                     pWrite[iPlain] = static_cast<char>(p[iPlain]);
@@ -202,7 +201,10 @@ private:
         }
         constexpr int kLongestRun = 64;
         constexpr int kMostBytes = 4 * kLongestRun + 1; // with a terminator
-        EnsureRoom(kMostBytes);
+        if (Room(m_pWrite) < kMostBytes)
+        {
+            Flush();
+        }
         const wchar_t* const pRun = p;
         const wchar_t* const pStop = p + std::min<std::ptrdiff_t>(pEnd - p, kLongestRun);
         do

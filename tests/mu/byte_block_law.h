@@ -25,9 +25,9 @@ const char* BrokenByteBlockLaw(const char (&aBytes)[kLargestByteBlock],
 
     const TBlock block(aBytes);
     const auto joined = block.Equal(chSought) | block.Below(uLimit) | block.HighBits();
-    wchar_t aWide[kSize];
+    wchar_t aWide[std::size_t{kSize}];
     block.Widen(aWide);
-    char aStored[kSize];
+    char aStored[std::size_t{kSize}];
     block.Store(aStored);
     if (!IsFirst(block.HighBits(), IsHigh) || !IsFirst(block.Below(uLimit), IsBelow) ||
         !IsFirst(block.Equal(chSought), IsEqual) ||
