@@ -282,6 +282,8 @@ CDailyDebugLog::EOutcome CDailyDebugLog::WriteContent()
     constexpr int kLeastProgress = 256;
 
     bool bShort = false;
+    bool bMayFail =
+        m_llRetryTime == 0; // a single failure must not cost a second, and with it lines
     while (m_pTextBuffer->GetReadQueueLength() > 0)
     {
         // Until what was written has left the buffer.
@@ -306,6 +308,10 @@ CDailyDebugLog::EOutcome CDailyDebugLog::WriteContent()
         void* const pBlock = m_pTextBuffer->PollBlockToRead(iSize);
         const int iWritten = m_file.Write(pBlock, iSize);
         m_pTextBuffer->CommitReadBlock(pBlock, std::max(iWritten, 0));
+        if (iWritten < 0 && std::exchange(bMayFail, false))
+        {
+            continue;
+        }
         if (iWritten < 0 || (bShort && iWritten < std::min(iSize, kLeastProgress)))
         {
             return EOutcome::Failed;

@@ -17,7 +17,6 @@ namespace
 
 constexpr char kMark[] = "\xEF\xBB\xBF";
 constexpr int kMarkSize = sizeof(kMark) - 1;
-constexpr int kMostInterruptions = 100;
 
 } // namespace
 
@@ -63,8 +62,12 @@ void CDayFile::SetPathForCrash(std::string strPath)
 bool CDayFile::Open(const std::wstring& wsPath, unsigned long long ullNext)
 {
     unsigned long long llEnd = 0;
-    if (!m_file.Open(wsPath.c_str(), CFileAccess::FM_OPEN_OR_CREATE, true) ||
-        !m_file.SetPositionToEnd(llEnd))
+    bool bAtEnd = false;
+    if (m_file.Open(wsPath.c_str(), CFileAccess::FM_OPEN_OR_CREATE, true))
+    {
+        RepeatIfInterrupted([&] { bAtEnd = m_file.SetPositionToEnd(llEnd); });
+    }
+    if (!bAtEnd)
     {
         m_file.Close();
         return false;
@@ -101,28 +104,28 @@ int CDayFile::Write(const void* pText, int iSize)
     return Put(pText, iSize);
 }
 
+// Within limits: a signal that comes again and again must not hang the flush.
+template <class TCall>
+void CDayFile::RepeatIfInterrupted(TCall call)
+{
+    constexpr int kMostTries = 100;
+    for (int i = 0; i < kMostTries && (i == 0 || m_file.GetLastError() == EINTR); ++i)
+    {
+        call();
+    }
+}
+
 int CDayFile::Put(const void* pBytes, int iSize)
 {
     int iWritten = -1;
-    for (int i = 0; i < kMostInterruptions; ++i)
-    {
-        iWritten = m_file.Write(pBytes, iSize);
-        if (iWritten >= 0 || m_file.GetLastError() != EINTR)
-        {
-            break;
-        }
-    }
+    RepeatIfInterrupted([&] { iWritten = m_file.Write(pBytes, iSize); });
     return iWritten;
 }
 
 bool CDayFile::Flush()
 {
     bool bFlushed = false;
-    for (int i = 0;
-         i < kMostInterruptions && !bFlushed && (i == 0 || m_file.GetLastError() == EINTR); ++i)
-    {
-        bFlushed = m_file.Flush();
-    }
+    RepeatIfInterrupted([&] { bFlushed = m_file.Flush(); });
     return bFlushed;
 }
 

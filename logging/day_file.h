@@ -72,6 +72,8 @@ private:
     bool WaitForOwner();
     bool OpenForCrash();
     void Begin(int iDescriptor, unsigned long long llEnd);
+    template <class TCall>
+    void RepeatIfInterrupted(TCall call);
     int Put(const void* pBytes, int iSize);
 
     CFileAccess m_file;

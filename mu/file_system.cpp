@@ -47,7 +47,12 @@ bool IsDirectory(const char* szPath)
 
 bool MakeDirectory(const char* szPath)
 {
-    int iError = ::mkdir(szPath, 0777) == 0 ? 0 : errno;
+    constexpr int kMostTries = 100; // of those that a signal interrupts
+    int iError = EINTR;
+    for (int i = 0; i < kMostTries && iError == EINTR; ++i)
+    {
+        iError = ::mkdir(szPath, 0777) == 0 ? 0 : errno;
+    }
     if (iError == EEXIST && IsDirectory(szPath))
     {
         iError = 0;

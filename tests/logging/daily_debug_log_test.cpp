@@ -141,6 +141,13 @@ public:
     CMediaRecorderConfiguration m_config;
 };
 
+class CBareLog final : public CDailyDebugLog
+{
+public:
+    int AddRef() override { return 1; }
+    int Release() override { return 1; }
+};
+
 TEST(DailyDebugLog, AddsLinesWholeOrNotAtAll)
 {
     const CFakeTime time(kMidnight - 1);
@@ -304,11 +311,12 @@ TEST(DailyDebugLog, GoesOnAfterADiskThatFailed)
         int m_iTimes;
         const char* m_szTasks; // that the flush leaves
     } aFaults[] = {
-        {ECall::Write, EINTR, 1, ""},         {ECall::Write, EIO, 1, kRetried},
+        {ECall::Write, EINTR, 9, ""},         {ECall::Write, EIO, 1, ""},
         {ECall::Write, ENOSPC, 99, kRetried}, {ECall::Write, -1, 1, ""},
         {ECall::Write, -1, 99, kRetried},     {ECall::Write, -300, 99, ""},
         {ECall::Open, EINTR, 1, ""},          {ECall::Open, EINTR, 999, kDisarmed},
         {ECall::Open, EACCES, 1, kDisarmed},  {ECall::Seek, EIO, 1, kDisarmed},
+        {ECall::Write, EIO, 2, kRetried},
     };
     const CFakeTime time(kMidnight);
     for (const auto& row : aFaults)
@@ -338,7 +346,7 @@ TEST(DailyDebugLog, GoesOnAfterADiskThatFailed)
             {
                 const CFailingCall call(row.m_eCall, row.m_iFault, iFirst, row.m_iTimes);
                 scheduler.Finish(1, true);
-                row.m_iTimes > 1 && scheduler.GetQueuedTaskCount() > 1 ? scheduler.Finish(1, true)
+                row.m_iTimes > 9 && scheduler.GetQueuedTaskCount() > 1 ? scheduler.Finish(1, true)
                                                                        : void();
             }
             const bool bDisarmed = row.m_szTasks == kDisarmed;
@@ -374,9 +382,9 @@ TEST(DailyDebugLog, TriesWithEachErrorIfThereIsNoScheduler)
     {
         strExpected += log.AddText("line", 4, true) ? "line\r\n" : "";
     }
-    EXPECT_EQ(iWrites, 1) << "once a second, when half of the buffer is used";
+    EXPECT_EQ(iWrites, 2) << "again at once, then each second";
     log.LogMessage(IBaseLogger::Error, "no room");
-    EXPECT_GT(iWrites, 1);
+    EXPECT_GT(iWrites, 2);
     g_onCall = nullptr;
     log.LogMessageF(IBaseLogger::Error, "room");
     EXPECT_EQ(log.File("03 March/01"), strExpected + "room\r\n");
@@ -460,6 +468,25 @@ TEST(DailyDebugLog, WaitsForItsTaskButNotInsideIt)
         pLog->Release();
         scheduler.Stop();
         EXPECT_EQ(CTestLog::s_iLogs, 0);
+    }
+}
+
+TEST(DailyDebugLog, LeavesNothingBehindWithoutMemory)
+{
+    bool bFailed = CFailingHeap::kAvailable;
+    for (int iAllowed = 0; bFailed; ++iAllowed)
+    {
+        const long lBlocks = CFailingHeap::BlocksInUse();
+        try
+        {
+            const CFailingHeap heap(iAllowed, 1);
+            const CBareLog log;
+            bFailed = CFailingHeap::HasFailed();
+        }
+        catch (const std::bad_alloc&)
+        {
+        }
+        EXPECT_EQ(CFailingHeap::BlocksInUse(), lBlocks) << iAllowed;
     }
 }
 
