@@ -64,39 +64,7 @@ void PrintText(const char* szText, std::uint32_t dwLength)
     std::fwrite(szText, 1, dwLength, stdout);
 }
 
-// The oldest text begins at the split, which is none at 0, at the last byte and beyond. Lengths are
-// below 2^31, so a split that is negative for the recorder is beyond.
-void PrintCircularText(const char* szText, std::uint32_t dwLength, std::uint32_t dwSplit)
-{
-    if (dwSplit > 0 && dwSplit < dwLength - 1)
-    {
-        PrintText(szText + dwSplit, dwLength - dwSplit);
-        PrintText(szText, dwSplit);
-    }
-    else
-    {
-        PrintText(szText, dwLength);
-    }
-}
-
 } // namespace
-
-int SendStructuredData(int fd, unsigned long type, unsigned long length, unsigned long argument,
-                       const void* payload)
-{
-    const SPipeMessageHeader header{static_cast<std::uint32_t>(type),
-                                    static_cast<std::uint32_t>(argument),
-                                    static_cast<std::uint32_t>(length)};
-    if (::write(fd, &header, sizeof(header)) != static_cast<ssize_t>(sizeof(header)))
-    {
-        return 0;
-    }
-    if (length == 0)
-    {
-        return 1;
-    }
-    return ::write(fd, payload, length) == static_cast<ssize_t>(length) ? 1 : 0;
-}
 
 int ReadZORInput(int fd)
 {
@@ -137,8 +105,9 @@ int ReadZORInput(int fd)
         if (dwLength != 0)
         {
             mu::ReplaceNullsWithSpaces(szPayload, static_cast<int>(dwLength));
-            PrintCircularText(szPayload, dwLength,
-                              header.m_dwType == PM_CIRCULAR_TEXT ? header.m_dwArgument : 0);
+            const std::uint32_t dwBeginning = BeginningOfText(header);
+            PrintText(szPayload + dwBeginning, dwLength - dwBeginning);
+            PrintText(szPayload, dwBeginning);
         }
         break;
     default:

@@ -7,10 +7,6 @@
 extern CMemBlockPtr g_mbReceiveBuffer; ///< the last payload; it only grows
 extern CEasyXML g_exmlParams;          ///< the device parameters that arrived last
 
-/// Sends one message. Returns non-zero if header and payload went out, each in one write.
-int SendStructuredData(int fd, unsigned long type, unsigned long length, unsigned long argument,
-                       const void* payload);
-
 /// Receives one message, with one read for the header and one for the payload, and handles it.
 /// One that arrives in pieces is dropped. Returns what the last read did, 0 at the end of file.
 int ReadZORInput(int fd);

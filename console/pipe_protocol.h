@@ -3,7 +3,8 @@
 
 #include <cstdint>
 
-// What the console and the recorder application agree on. docs/protocol.md tells it whole.
+// What the operator's programs and the recorder application agree on. docs/protocol.md tells it
+// whole.
 
 /// The application creates both pipes. 0: its input, which the console writes; 1: its output,
 /// which the console reads.
@@ -30,5 +31,14 @@ struct SPipeMessageHeader
     std::uint32_t m_dwLength; ///< of the payload, in bytes
 };
 static_assert(sizeof(SPipeMessageHeader) == 12);
+
+/// Where a message's text begins: at 0, or at the split of a circular text, which is none at its
+/// last byte and beyond. A split that is negative for the application is beyond, too.
+constexpr std::uint32_t BeginningOfText(const SPipeMessageHeader& header)
+{
+    const bool bSplit = header.m_dwType == PM_CIRCULAR_TEXT && header.m_dwLength > 1 &&
+                        header.m_dwArgument < header.m_dwLength - 1;
+    return bSplit ? header.m_dwArgument : 0;
+}
 
 #endif

@@ -16,6 +16,7 @@
 #include "console/diagnostic_list.h"
 #include "console/pipe_messages.h"
 #include "console/pipe_protocol.h"
+#include "console/pipe_sending.h"
 #include "mu/numbers.h"
 
 std::uint8_t g_bRunning = 1;

@@ -3,11 +3,10 @@
 #include <cerrno>
 #include <cstring>
 
-#include "console/diagnostic_list.h"
+#include "console/diagnostic_names.h"
 #include "console/pipe_protocol.h"
 #include "io/file_access.h"
 #include "mu/lengths.h"
-#include "mu/unicode.h"
 #include "simulator/recorder_pipes.h"
 #include "xml/document_namespace.h"
 #include "xml/easy_xml.h"
@@ -116,11 +115,6 @@ std::string LoadParametersDocument(const std::string& strPath, SParametersDocume
     {
         return strPath + ": not well-formed XML";
     }
-    std::vector<std::wstring> vecNames;
-    ReadDiagnosticNames(exmlParams, vecNames);
-    for (const std::wstring& wsName : vecNames)
-    {
-        document.m_vecDiagnostics.push_back(mu::WideStringToNarrow(wsName));
-    }
+    ReadDiagnosticNames(exmlParams, document.m_vecDiagnostics);
     return {};
 }

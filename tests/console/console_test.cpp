@@ -12,7 +12,7 @@
 #include <gtest/gtest.h>
 
 #include "console/pipe_protocol.h"
-#include "mu/binary.h"
+#include "tests/console/messages.h"
 #include "tests/support/child_process.h"
 #include "tests/support/pipes.h"
 
@@ -32,19 +32,6 @@ const std::string kLoaded = "Parameters Loaded.\r\n";
 const std::string kInvalid = "Invalid parameters.\r\n";
 const std::string kLogRequest = "C\0\0\0\0\0\0\0\0\0\0\0"s;
 const std::string kGood = "e\0\0\0\0\0\0\0\4\0\0\0good"s;
-
-std::string Word(std::uint32_t dwValue)
-{
-    std::string strWord(4, '\0');
-    mu::IntToFourBytesLE(dwValue, strWord.data());
-    return strWord;
-}
-
-std::string Message(char chType, std::uint32_t dwArgument, const std::string& strPayload)
-{
-    return Word(static_cast<unsigned char>(chType)) + Word(dwArgument) +
-           Word(static_cast<std::uint32_t>(strPayload.size())) + strPayload;
-}
 
 struct SStep
 {
