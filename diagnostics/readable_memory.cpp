@@ -7,6 +7,7 @@
 
 #include <pthread.h>
 #include <ucontext.h>
+#include <unistd.h>
 
 #include "threading/sleep.h"
 
@@ -27,9 +28,9 @@ struct SHandlerBefore
 };
 std::array<SHandlerBefore, kFaultSignals.size()> g_vHandlersBefore;
 
-// Guarded by g_bDispatcherLock, which is taken with all signals blocked: a handler that probes
+// Guarded by g_iDispatcherOwner, which is taken with all signals blocked: a handler that probes
 // never interrupts its owner.
-std::atomic<bool> g_bDispatcherLock{false};
+std::atomic<pid_t> g_iDispatcherOwner{0}; // the process whose thread it is, 0 if free
 std::array<struct sigaction, kFaultSignals.size()> g_vActionsBefore;
 int g_iProbes = 0;
 
@@ -94,13 +95,22 @@ public:
         sigset_t signals;
         sigfillset(&signals);
         pthread_sigmask(SIG_SETMASK, &signals, &m_maskBefore);
-        // Its owner may be a thread of lower priority on the only processor.
-        while (g_bDispatcherLock.exchange(true, std::memory_order_acquire))
+        const pid_t iSelf = ::getpid();
+        pid_t iOwner = 0;
+        while (
+            !g_iDispatcherOwner.compare_exchange_strong(iOwner, iSelf, std::memory_order_acquire))
         {
-            mu::SleepMicroSeconds(50);
+            if (iOwner == iSelf)
+            {
+                // Its owner may be a thread of lower priority on the only processor.
+                mu::SleepMicroSeconds(50);
+                iOwner = 0;
+            }
+            // Any other owner held it when this process was forked off, and is not in here: the
+            // next round takes it over.
         }
     }
-    ~CDispatcherLock() { g_bDispatcherLock.store(false, std::memory_order_release); }
+    ~CDispatcherLock() { g_iDispatcherOwner.store(0, std::memory_order_release); }
 
     CDispatcherLock(const CDispatcherLock&) = delete;
     CDispatcherLock& operator=(const CDispatcherLock&) = delete;
@@ -116,7 +126,8 @@ bool IsDispatcher(const struct sigaction& action)
     return (action.sa_flags & SA_SIGINFO) != 0 && action.sa_sigaction == DispatchFault;
 }
 
-// Under the lock.
+// Under the lock. For every probe: a handler may have been set since the last one, or a fork may
+// have come while another thread was in here.
 void InstallDispatcher()
 {
     struct sigaction dispatcher = {};
@@ -125,8 +136,13 @@ void InstallDispatcher()
     dispatcher.sa_flags = SA_SIGINFO | SA_ONSTACK | SA_NODEFER;
     for (std::size_t i = 0; i < kFaultSignals.size(); ++i)
     {
-        struct sigaction& before = g_vActionsBefore[i];
+        struct sigaction before = {};
         ::sigaction(kFaultSignals[i], nullptr, &before);
+        if (IsDispatcher(before))
+        {
+            continue;
+        }
+        g_vActionsBefore[i] = before;
         g_vHandlersBefore[i].m_iFlags = before.sa_flags;
         g_vHandlersBefore[i].m_pFunction = (before.sa_flags & SA_SIGINFO) != 0
                                                ? reinterpret_cast<AnyFunction>(before.sa_sigaction)
@@ -203,10 +219,8 @@ CMemoryProbe::CMemoryProbe()
     {
         const CDispatcherLock lock;
         m_maskBefore = lock.GetMaskBefore();
-        if (g_iProbes++ == 0)
-        {
-            InstallDispatcher();
-        }
+        ++g_iProbes;
+        InstallDispatcher();
     }
     sigset_t mask = m_maskBefore;
     for (const int iSignal : kFaultSignals)

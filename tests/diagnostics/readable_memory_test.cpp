@@ -8,6 +8,7 @@
 #include <tuple>
 
 #include <sys/mman.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <gtest/gtest.h>
@@ -101,6 +102,35 @@ TEST(ReadableMemory, ThreadsProbeAtOnceAndOnesRealFaultGoesToTheHandlerBefore)
     EXPECT_EXIT(crash([](int) { ::_exit(++g_iHandled == 1 ? 42 : 43); }),
                 testing::ExitedWithCode(42), "");
     EXPECT_EXIT(crash(SIG_DFL), testing::KilledBySignal(SIGSEGV), "");
+}
+
+TEST(ReadableMemory, AnswersInAChildThatWasForkedWhileOtherThreadsProbed)
+{
+    std::atomic<bool> bEnd{false};
+    const auto probe = [&]
+    {
+        while (!bEnd)
+        {
+            IsReadableMemory(&bEnd, 1);
+        }
+    };
+    std::thread first(probe);
+    std::thread second(probe);
+    for (int i = 0; i < 30; ++i)
+    {
+        int iStatus = 0;
+        if (::fork() == 0)
+        {
+            ::_exit(IsReadableMemory(&bEnd, 1) && !IsReadableMemory(reinterpret_cast<void*>(16), 1)
+                        ? 42
+                        : 43);
+        }
+        ::wait(&iStatus);
+        EXPECT_EQ(WEXITSTATUS(iStatus), 42);
+    }
+    bEnd = true;
+    first.join();
+    second.join();
 }
 
 } // namespace
