@@ -11,12 +11,17 @@
 #include <ucontext.h>
 #include <unistd.h>
 
+#include "diagnostics/crash_backtrace.h"
 #include "diagnostics/crash_watchdog.h"
 #include "diagnostics/exception_delivery.h"
 #include "diagnostics/local_times.h"
+#include "diagnostics/machine_state.h"
 #include "diagnostics/process_restart.h"
+#include "diagnostics/set_aside_chain.h"
 #include "diagnostics/state_report.h"
 #include "threading/sleep.h"
+
+using namespace zor::detail;
 
 namespace
 {
@@ -45,8 +50,9 @@ std::atomic<int> g_iReportLength{0};
 mu::STimeComponents g_timeOfReport;
 constinit CExceptionDelivery g_delivery(true);
 
-/// pthread_self() of the thread that reports; 0 while none does.
+/// pthread_self() of the thread that reports, and its process; 0 while none does.
 std::atomic<unsigned long> g_dwReportingThread{0};
+std::atomic<pid_t> g_iReportingProcess{0};
 
 mu::STimeComponents GetLocalTime()
 {
@@ -87,10 +93,12 @@ void ComposeHead(const char* szText, const void* pStack)
     g_iReportLength = std::clamp(iLength, 0, kReportSize - 1);
 }
 
-/// The crash's first act. Returns to one thread of the process once.
+/// Returns to one thread of the process once.
 void BecomeReportingThread()
 {
     const auto dwThread = static_cast<unsigned long>(pthread_self());
+    const pid_t iProcess = ::getpid();
+    const bool bInherited = g_iReportingProcess.exchange(iProcess) != iProcess;
     unsigned long dwReporting = 0;
     if (!g_dwReportingThread.compare_exchange_strong(dwReporting, dwThread))
     {
@@ -99,10 +107,16 @@ void BecomeReportingThread()
             g_delivery.SkipToLogWriter(); // a fault in there comes back here, and ends
             EndProcessAtOnce();
         }
-        for (;;)
+        // A child that was forked off while its parent reported has no such thread.
+        if (!bInherited || !g_dwReportingThread.compare_exchange_strong(dwReporting, dwThread))
         {
-            ::pause();
+            for (;;)
+            {
+                ::pause();
+            }
         }
+        g_iReportLength = 0;
+        g_delivery.Restart();
     }
     ArmCrashWatchdog(DeliverReport);
 
@@ -137,36 +151,23 @@ void BecomeReportingThread()
     std::exit(g_iProcessExitCode);
 }
 
-[[noreturn]] void ReportThread(const char* szText, const void* pStack)
+/// pContext is a signal's; without one, the report is on whoever called the function that returns
+/// to pCaller.
+[[noreturn]] void ReportThread(const char* szText, const void* pStack, ucontext_t* pContext,
+                               const void* pCaller)
 {
     BecomeReportingThread();
-    const CTemporaryThreadStorage storage;
+    const CSetAsideChain chain;
     ComposeHead(szText, pStack);
     if (SFuncStateEntry* const pEntry = GetCurrentFuncStateEntry())
     {
         g_iReportLength += WriteStateReport(pEntry, ReportRest(), ReportRoom());
     }
-    g_iReportLength += Backtrace(ReportRest(), ReportRoom());
+    g_iReportLength += pContext != nullptr
+                           ? BacktraceOfSignal(*pContext, ReportRest(), ReportRoom())
+                           : BacktraceFrom(pCaller, ReportRest(), ReportRoom());
     DeliverReport();
     EndProcess();
-}
-
-/// Where the faulting thread's stack stood: the handler runs on another one.
-const void* StackPointer([[maybe_unused]] const ucontext_t& context)
-{
-    // NOLINTBEGIN(performance-no-int-to-ptr)
-#if defined(__x86_64__)
-    return reinterpret_cast<const void*>(context.uc_mcontext.gregs[REG_RSP]);
-#elif defined(__i386__)
-    return reinterpret_cast<const void*>(context.uc_mcontext.gregs[REG_ESP]);
-#elif defined(__arm__)
-    return reinterpret_cast<const void*>(context.uc_mcontext.arm_sp);
-#elif defined(__aarch64__)
-    return reinterpret_cast<const void*>(context.uc_mcontext.sp);
-#else
-    return __builtin_frame_address(0);
-#endif
-    // NOLINTEND(performance-no-int-to-ptr)
 }
 
 void HandleCrashSignal(int iSignal, siginfo_t*, void* pContext)
@@ -174,8 +175,13 @@ void HandleCrashSignal(int iSignal, siginfo_t*, void* pContext)
     const auto* const pCrash =
         std::find_if(std::begin(kCrashSignals), std::end(kCrashSignals),
                      [=](const SCrashSignal& crash) { return crash.m_iSignal == iSignal; });
-    ReportThread(pCrash != std::end(kCrashSignals) ? pCrash->m_szName : "Unknown Error",
-                 StackPointer(*static_cast<ucontext_t*>(pContext)));
+    auto& context = *static_cast<ucontext_t*>(pContext);
+    // The faulting thread's stack, not the handler's own.
+    // NOLINTNEXTLINE(performance-no-int-to-ptr)
+    const auto* const pStack =
+        reinterpret_cast<const void*>(GetInterruptedState(context).m_uStackPointer);
+    ReportThread(pCrash != std::end(kCrashSignals) ? pCrash->m_szName : "Unknown Error", pStack,
+                 &context, nullptr);
 }
 
 void InstallHandler()
@@ -192,17 +198,22 @@ void InstallHandler()
 }
 
 /// All that a crash needs and could not get any more.
-void InstallOnce()
+void PrepareOnce()
 {
     g_localTimes.Load();
     PrepareBacktrace();
     StartCrashWatchdog();
-    SetCrashSignalInstaller(InstallHandler);
-    InitExceptions_Once();
-    GetAllocExVarsStorage(); // with it, this thread's stack for the handler
 }
 
 } // namespace
+
+void InitExceptions_Once()
+{
+    static pthread_once_t s_once = PTHREAD_ONCE_INIT;
+    pthread_once(&s_once, PrepareOnce);
+    GetAllocExVarsStorage(); // makes the key and the map, and this thread's stack for the handler
+    InstallHandler();
+}
 
 void SetPosixExceptionHandler(const char* szApplication, const char* szVersion,
                               const wchar_t* wszExceptionLogFile, int iArgCount, char** ppArgs)
@@ -224,7 +235,7 @@ void SetPosixExceptionHandler(const char* szApplication, const char* szVersion,
         g_ppRestartArgs = ppArgs;
     }
     static pthread_once_t s_once = PTHREAD_ONCE_INIT;
-    pthread_once(&s_once, InstallOnce);
+    pthread_once(&s_once, InitExceptions_Once);
 }
 
 void SetRootExceptionFilesFolder(const wchar_t* wszFolder)
@@ -254,13 +265,13 @@ void SetPosixExceptionProcessExitCode(int iExitCode)
 
 void FatalProgramError(const char* szText)
 {
-    ReportThread(szText, __builtin_frame_address(0));
+    ReportThread(szText, __builtin_frame_address(0), nullptr, __builtin_return_address(0));
 }
 
 void FatalProgramState(const char* szText)
 {
     BecomeReportingThread();
-    const CTemporaryThreadStorage storage;
+    const CSetAsideChain chain;
     ComposeHead(szText, nullptr);
     g_iReportLength += WriteThreadsStateReport(ReportRest(), ReportRoom());
     DeliverReport();

@@ -25,7 +25,7 @@ class CWinEvent;
 void SetPosixExceptionHandler(const char* szApplication, const char* szVersion,
                               const wchar_t* wszExceptionLogFile, int iArgCount, char** ppArgs);
 /// The folder (at most 255 characters) of the files
-/// "2024/03 March/07/Exception_18_30_59.txt", which are made or replaced.
+/// "2024/03 March/07/Exception_18_30_59.txt", which are made or replaced. Null or empty for none.
 void SetRootExceptionFilesFolder(const wchar_t* wszFolder);
 /// Off at first. With an argument vector, the program restarts instead of exiting.
 void EnableProgramRestart(bool bEnable);

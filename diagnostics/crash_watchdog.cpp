@@ -8,9 +8,12 @@
 #include <sys/time.h>
 #include <unistd.h>
 
+#include "diagnostics/set_aside_chain.h"
 #include "threading/sleep.h"
 
 int g_iProcessExitCode = 1;
+
+using namespace zor::detail;
 
 namespace
 {
@@ -46,6 +49,8 @@ void HandleAlarm(int)
         EndProcessAtOnce();
     }
     StartAlarm(g_iTimeLimit / 2);
+    // Loggers trace, in a thread that may be anywhere, also between the steps of opening an entry.
+    const CSetAsideChain chain;
     g_pDeliverRest();
 }
 
@@ -84,6 +89,7 @@ void ArmCrashWatchdog(void (*pDeliverRest)())
 {
     sem_post(&g_semArmed);
 
+    g_iAlarms = 0;
     g_pDeliverRest = pDeliverRest;
     struct sigaction action = {};
     action.sa_handler = HandleAlarm;

@@ -133,7 +133,7 @@ void SetExceptionLogFile(const wchar_t* wszPath)
 
 void SetExceptionFilesFolder(const wchar_t* wszPath)
 {
-    g_iFolderLength = SetPath(g_szFolder, wszPath, kMostPathLength);
+    g_iFolderLength = SetPath(g_szFolder, wszPath != nullptr ? wszPath : L"", kMostPathLength);
 }
 
 void SetExceptionEvent(CWinEvent* pEvent)

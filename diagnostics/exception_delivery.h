@@ -9,7 +9,7 @@
 class CWinEvent;
 
 /// Where reports go beside standard output and the process's text logger. Paths are at most 256 and
-/// 255 characters, the rest is cut off; empty is none.
+/// 255 characters, the rest is cut off; empty is none, and so is a null folder.
 void SetExceptionLogFile(const wchar_t* wszPath);
 void SetExceptionFilesFolder(const wchar_t* wszPath);
 void SetExceptionEvent(CWinEvent* pEvent);
@@ -27,6 +27,8 @@ public:
 
     /// The report ends with a zero. The time, local, names the dated file.
     void Run(const char* szReport, int iLength, const mu::STimeComponents& time);
+    /// Nothing of it is done any more: for a forked child, which inherits a delivery of its parent.
+    void Restart() { m_uNextStep = 0; }
     /// The log writer at once, unless it was called: no other step begins any more.
     void SkipToLogWriter();
 

@@ -18,7 +18,6 @@ namespace
 // own mutex goes with the map. Where both are held, this one was taken first.
 pthread_mutex_t g_mutexOfMap = PTHREAD_MUTEX_INITIALIZER;
 CThreadStatesMap* g_pThreadStatesMap = nullptr;
-InstallCrashSignals g_pCrashSignalInstaller = nullptr;
 std::atomic<bool> g_bCrashMode{false};
 
 class CPosixLock
@@ -198,7 +197,8 @@ SPosixThreadExceptionVars* AllocExVarsStorage()
 void FreeThreadExVarsStorage()
 {
     SPosixThreadExceptionVars* const pVars = g_pThreadExceptionVars;
-    if (pVars == nullptr)
+    if (pVars == nullptr || g_bAllocatedFuncStateEntryThreadKey == 0 ||
+        pVars != pthread_getspecific(g_pkFuncStateEntryThreadKey))
     {
         return;
     }
@@ -218,24 +218,6 @@ void InitThreadExceptionVars(SPosixThreadExceptionVars* pVars)
 }
 
 void ReleaseThreadExceptionVars(SPosixThreadExceptionVars*) {}
-
-void SetCrashSignalInstaller(InstallCrashSignals pInstaller)
-{
-    g_pCrashSignalInstaller = pInstaller;
-}
-
-void InitExceptions_Once()
-{
-    MakeKey();
-    {
-        const CPosixLock lock(g_mutexOfMap);
-        GetOrMakeMap();
-    }
-    if (g_pCrashSignalInstaller != nullptr)
-    {
-        g_pCrashSignalInstaller();
-    }
-}
 
 CStickyScope::CStickyScope(ISticky* pSticky) : m_pSticky(pSticky)
 {

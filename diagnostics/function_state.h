@@ -135,7 +135,8 @@ inline SPosixThreadExceptionVars* GetAllocExVarsStorage()
 }
 
 /// Frees the calling thread's storage and takes the thread out of the map. Every thread that used
-/// the library calls it before it ends. Entries still open then do nothing when they close.
+/// the library calls it before it ends. Entries still open then do nothing when they close. Does
+/// nothing while the thread traces elsewhere, as in a crash or a report.
 void FreeThreadExVarsStorage();
 
 /// Gives the calling thread, if it has no storage, one that lies in this object: nothing is
@@ -157,13 +158,9 @@ void InitThreadExceptionVars(SPosixThreadExceptionVars* pVars);
 /// What must happen before a thread's storage is freed: nothing so far.
 void ReleaseThreadExceptionVars(SPosixThreadExceptionVars* pVars);
 
-/// Installs the crash handler for its signals. The crash handling hands it over before it calls
-/// InitExceptions_Once(), so that tracing does not depend on it.
-using InstallCrashSignals = void (*)();
-void SetCrashSignalInstaller(InstallCrashSignals pInstaller);
-
-/// Makes the key and the map and calls the installer. To be called once, from the main thread,
-/// before other threads start.
+/// Makes the key and the map and installs the crash handler for its five signals
+/// (diagnostics/crash_handler.h), with a thread that sleeps until the crash. To be called once,
+/// from the main thread, before other threads start; SetPosixExceptionHandler() does.
 void InitExceptions_Once();
 
 /// The calling thread's innermost entry, null if it has no storage. Never allocates.

@@ -12,11 +12,14 @@
 
 #include "diagnostics/fixed_text.h"
 #include "diagnostics/readable_memory.h"
+#include "diagnostics/set_aside_chain.h"
 #include "logging/logger.h"
 #include "mu/unicode.h"
 
 const char* g_szApplicationName = "Unknown Application";
 const char* g_szVersion = "Unknown Version";
+
+using namespace zor::detail;
 
 namespace
 {
@@ -404,39 +407,73 @@ bool AppendThreadHead(CFixedText& text, unsigned long dwThreadID, const SSchedul
     return false;
 }
 
-int WriteThreads(const std::map<unsigned long, SPosixThreadExceptionVars*>& mapThreads,
-                 char* szBuffer, int iBufferSize)
+/// The report on all threads.
+class CThreadsReport
 {
-    CMemoryProbe probe;
-    CFixedText text(szBuffer, iBufferSize);
-    const auto llThreads = static_cast<std::int64_t>(mapThreads.size());
-    if (!text.Append(g_szApplicationName) || !text.Append(" ") || !text.Append(g_szVersion) ||
-        !text.Append(": Application Threads (") ||
-        !text.Append(CNumberText::Decimal(llThreads, false).Text()) || !text.Append(")\r\n") ||
-        !text.Append(kSeparator))
+public:
+    CThreadsReport(const CThreadStatesMap& map, char* szBuffer, int iBufferSize)
+        : m_mapThreads(map.m_mapThreads), m_text(szBuffer, iBufferSize)
     {
-        return 0;
     }
-    for (const auto& [dwThreadID, pVars] : mapThreads)
+
+    int Write()
+    {
+        const auto llThreads = static_cast<std::int64_t>(m_mapThreads.size());
+        if (!m_text.Append(g_szApplicationName) || !m_text.Append(" ") ||
+            !m_text.Append(g_szVersion) || !m_text.Append(": Application Threads (") ||
+            !m_text.Append(CNumberText::Decimal(llThreads, false).Text()) ||
+            !m_text.Append(")\r\n") || !m_text.Append(kSeparator))
+        {
+            return 0;
+        }
+        // The map lies on the heap, which may be what is damaged.
+        m_probe.Call([](void* pThis) { static_cast<CThreadsReport*>(pThis)->WriteThreads(); },
+                     this);
+        return m_text.Length();
+    }
+
+private:
+    void WriteThreads()
+    {
+        CCircleCheck circle;
+        for (const auto& [dwThreadID, pVars] : m_mapThreads)
+        {
+            if (circle.IsCircle(&dwThreadID) || !WriteThread(dwThreadID, pVars))
+            {
+                break;
+            }
+        }
+    }
+
+    /// Whether the report goes on.
+    bool WriteThread(unsigned long dwThreadID, const SPosixThreadExceptionVars* pVars)
     {
         SFuncStateEntry* pEntry = nullptr;
-        if (!probe.Copy(pEntry, &pVars->m_pCurrentEntry) || pEntry == nullptr)
+        if (pthread_equal(static_cast<pthread_t>(dwThreadID), pthread_self()) != 0)
         {
-            continue;
+            pEntry = GetCurrentFuncStateEntry(); // its storage may be set aside
         }
-        if (!AppendThreadHead(text, dwThreadID, GetScheduling(probe, dwThreadID)))
+        else if (!m_probe.Copy(pEntry, pVars))
         {
-            break;
+            return true;
         }
-        const int iChain = WriteStateReport(pEntry, text.Rest(), text.Room());
-        text.Extend(iChain);
-        if (iChain == 0 || !text.Append(kSeparator))
+        if (pEntry == nullptr)
         {
-            break;
+            return true;
         }
+        if (!AppendThreadHead(m_text, dwThreadID, GetScheduling(m_probe, dwThreadID)))
+        {
+            return false;
+        }
+        const int iChain = WriteStateReport(pEntry, m_text.Rest(), m_text.Room());
+        m_text.Extend(iChain);
+        return iChain > 0 && m_text.Append(kSeparator);
     }
-    return text.Length();
-}
+
+    const std::map<unsigned long, SPosixThreadExceptionVars*>& m_mapThreads;
+    CMemoryProbe m_probe;
+    CFixedText m_text;
+};
 
 SFuncStateEntry* FollowLinks(SFuncStateEntry* pEntry, SFuncStateEntry* SFuncStateEntry::*pLink)
 {
@@ -463,7 +500,7 @@ SFuncStateEntry* FollowLinks(SFuncStateEntry* pEntry, SFuncStateEntry* SFuncStat
 
 int WriteStateReport(SFuncStateEntry* pEntry, char* szBuffer, int iBufferSize)
 {
-    // First, because it lends storage to a thread that has none.
+    const CSetAsideChain chain;
     CMemoryProbe probe;
     CFunctionSwitch fsReport("::WSR");
     return CChainReport(probe, szBuffer, iBufferSize).Write(pEntry);
@@ -471,12 +508,13 @@ int WriteStateReport(SFuncStateEntry* pEntry, char* szBuffer, int iBufferSize)
 
 int CThreadStatesMap::PrintAllStateReports(char* szBuffer, int iBufferSize)
 {
+    const CSetAsideChain chain;
     CFunctionSwitch fsReport("TSM::PASR");
     if (!LockForReport(m_mutex))
     {
         return 0;
     }
-    const int iLength = WriteThreads(m_mapThreads, szBuffer, iBufferSize);
+    const int iLength = CThreadsReport(*this, szBuffer, iBufferSize).Write();
     pthread_mutex_unlock(&m_mutex);
     return iLength;
 }
@@ -490,6 +528,12 @@ int WriteThreadsStateReport(char* szBuffer, int iBufferSize)
 
 void WarnProgramState(const char* szText)
 {
+    if (mu::g_ptlTextLogger == nullptr)
+    {
+        return;
+    }
+    GetAllocExVarsStorage();    // so that the report lists this thread too
+    const CSetAsideChain chain; // the logger traces
     ITextLogger* const ptlLogger = mu::TextLoggerFor(IBaseLogger::Warning);
     if (ptlLogger == nullptr)
     {

@@ -7,9 +7,10 @@
 // parameters with the values that the variables hold now. Lines end in "\r\n".
 //
 // For bad moments: nothing is allocated but by WarnProgramState(), nothing is read before it is
-// known to be readable, chains that are torn or run in a circle end, and a full buffer ends the
-// report at the last piece that fits. No terminating zero is written. Any thread may call any of
-// these, also in a signal handler; only the reports on all threads take a lock, the map's.
+// known to be readable, chains that are torn or run in a circle end, nothing is written to the
+// calling thread's own chain, and a full buffer ends the report at the last piece that fits. No
+// terminating zero is written. Any thread may call any of these, also in a signal handler; only the
+// reports on all threads take a lock, the map's.
 
 /// What names the program in reports, string constants. Set before threads start.
 extern const char* g_szApplicationName; ///< "Unknown Application"

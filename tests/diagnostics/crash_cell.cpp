@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <csignal>
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -26,6 +27,63 @@ namespace
 
 volatile int g_iZero = 0;
 std::mutex g_mutexOfLogger;
+
+// Nothing is there.
+constexpr std::uintptr_t kBadAddress = 0x1000;
+
+void CallAddress(std::uintptr_t uAddress)
+{
+    reinterpret_cast<void (*)()>(uAddress + static_cast<unsigned>(g_iZero))();
+    g_iZero = 0;
+}
+
+// What overruns a buffer does to the address that its function returns to.
+[[gnu::noinline, gnu::no_sanitize("address")]] void LoseReturnAddress()
+{
+    volatile std::uintptr_t uFirst = kBadAddress;
+    volatile std::uintptr_t* pWord = &uFirst;
+    while (*pWord != reinterpret_cast<std::uintptr_t>(__builtin_return_address(0)))
+    {
+        ++pWord;
+    }
+    *pWord = uFirst;
+}
+
+} // namespace
+
+// Whose names the backtrace must have.
+extern "C"
+{
+    [[gnu::noinline]] void JumpAway()
+    {
+        CallAddress(kBadAddress);
+    }
+    [[gnu::noinline]] void CallNothing()
+    {
+        CallAddress(0);
+    }
+    [[gnu::noinline]] void CallAndGetLost()
+    {
+        LoseReturnAddress();
+        g_iZero = 0;
+    }
+    [[gnu::noinline]] void CallTheLost()
+    {
+        CallAndGetLost(); // not through a pointer, which would not tell its name
+        g_iZero = 0;
+    }
+    [[gnu::noinline]] void ThrowOut()
+    {
+        throw g_iZero;
+    }
+    [[gnu::noinline]] void GiveUp()
+    {
+        FatalProgramError("Wrong");
+    }
+}
+
+namespace
+{
 
 [[gnu::noinline]] int Overflow(int iDepth)
 {
@@ -113,6 +171,28 @@ void Fork()
     }
 }
 
+// While this process reports, another thread forks off a child that crashes too, and says nothing
+// where its parent does.
+void CrashInForkedChild()
+{
+    const auto fork = []
+    {
+        int iStatus = 0;
+        if (::fork() == 0)
+        {
+            ::close(STDOUT_FILENO);
+            SetPosixExceptionHandler(nullptr, nullptr, L"", 0, nullptr);
+            SetRootExceptionFilesFolder(nullptr);
+            SetCrashLogWriter(nullptr);
+            mu::g_ptlTextLogger = nullptr;
+            std::raise(SIGSEGV);
+        }
+        ::wait(&iStatus);
+        std::printf("child %d\n", WEXITSTATUS(iStatus));
+    };
+    std::thread(fork).join();
+}
+
 using Action = void (*)();
 const std::map<std::string, Action> kCrashes = {
     {"SIGABRT", [] { std::raise(SIGABRT); }},
@@ -127,10 +207,15 @@ const std::map<std::string, Action> kCrashes = {
     {"file", ReadBeyondFile},
     {"overflow", [] { g_iZero = Overflow(0); }},
     {"heap", CorruptHeap},
-    {"error", [] { FatalProgramError("Wrong"); }},
+    {"jump", JumpAway},
+    {"null-call", CallNothing},
+    {"lost", CallTheLost},
+    {"throw", []() noexcept { ThrowOut(); }},
+    {"error", GiveUp},
     {"state", [] { FatalProgramState("Odd"); }},
     {"long", [] { FatalProgramError(std::string(40'000, 'x').c_str()); }},
     {"map", HoldMapAndGiveUp},
+    {"fork-child", CrashInForkedChild},
 };
 const std::map<std::string, Action> kOptions = {
     {"short", [] { SetCrashTimeLimit(2'000); }},
@@ -145,12 +230,52 @@ const std::map<std::string, Action> kOptions = {
     {"closed", [] { ReplaceOutput(false); }},
 };
 
+void SetCurrentEntry(std::uintptr_t uAddress)
+{
+    GetAllocExVarsStorage()->m_pCurrentEntry.store(reinterpret_cast<SFuncStateEntry*>(uAddress));
+}
+
+void CopyToReadOnlyMemory(SFuncStateEntry& entry)
+{
+    void* const pPage =
+        ::mmap(nullptr, 4096, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    std::memcpy(pPage, &entry, sizeof entry);
+    ::mprotect(pPage, 4096, PROT_READ);
+    SetCurrentEntry(reinterpret_cast<std::uintptr_t>(pPage));
+}
+
+// What becomes of the current entry before the crash.
+using Damage = void (*)(SFuncStateEntry&);
+const std::map<std::string, Damage> kDamages = {
+    {"overrun", [](SFuncStateEntry& entry) { std::memset(&entry, 'A', sizeof entry); }},
+    {"circle", [](SFuncStateEntry& entry) { entry.m_pPrevious = &entry; }},
+    {"low", [](SFuncStateEntry&) { SetCurrentEntry(16); }},
+    {"misaligned",
+     [](SFuncStateEntry& entry) { SetCurrentEntry(reinterpret_cast<std::uintptr_t>(&entry) + 1); }},
+    {"read-only", CopyToReadOnlyMemory},
+    {"storage", [](SFuncStateEntry&)
+     { std::memset(static_cast<void*>(GetAllocExVarsStorage()), 'A', 2 * sizeof(void*)); }},
+    {"no-storage", [](SFuncStateEntry&)
+     { g_pThreadExceptionVars = reinterpret_cast<SPosixThreadExceptionVars*>(kBadAddress); }},
+};
+Damage g_pDamage = nullptr;
+
 void Crash(const std::string& strCrash)
 {
     int iValue = 7;
     CFunctionSwitch fsOuter("T::Out");
     CFunctionParam fpValue(fsOuter, "iValue", iValue);
     CFunctionSwitch fsInner("T::In");
+    if (g_pDamage != nullptr)
+    {
+        g_pDamage(*fsInner.GetEntry());
+        std::atexit(
+            []
+            {
+                CFunctionSwitch fsExit("T::Exit");
+                std::fputs("exit\n", stdout);
+            });
+    }
     kCrashes.at(strCrash)();
 }
 
@@ -159,7 +284,8 @@ void Crash(const std::string& strCrash)
 int main(int iArgs, char** ppArgs)
 {
     const std::vector<std::string> vArgs(ppArgs, ppArgs + iArgs);
-    SetPosixExceptionHandler(nullptr, nullptr, nullptr, 0, nullptr);
+    SetRootExceptionFilesFolder(nullptr);
+    InitExceptions_Once();
     if (iArgs == 2)
     {
         Crash(vArgs[1]);
@@ -191,6 +317,10 @@ int main(int iArgs, char** ppArgs)
         {
             it->second();
         }
+        else if (const auto itDamage = kDamages.find(strOption); itDamage != kDamages.end())
+        {
+            g_pDamage = itDamage->second;
+        }
         else if (&strOption > &vArgs[3] && kCrashes.count(strOption) > 0)
         {
             pAgain = kCrashes.at(strOption);
@@ -199,6 +329,7 @@ int main(int iArgs, char** ppArgs)
     CLineLogger logger;
     logger.m_onMessage = [pAgain]
     {
+        CFunctionSwitch fsLogger("T::Log");
         if (pAgain != nullptr)
         {
             pAgain();

@@ -6,6 +6,7 @@
 #include <memory>
 #include <sstream>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include <sys/stat.h>
@@ -75,6 +76,7 @@ std::string Plain(std::string strReport)
 const std::string kThread =
     "\r\nStack=number\r\nT::In\r\nT::Out iValue=7\r\nBacktrace:\r\nframe\r\n";
 const std::string kNull = "Segmentation Violation" + kThread;
+const std::string kNoChain = "Segmentation Violation\r\nStack=number\r\nBacktrace:\r\nframe\r\n";
 
 struct SCell
 {
@@ -113,6 +115,34 @@ const SCell kCells[] = {
      "priority=0\r\nTSM::PASR\r\nT::In\r\nT::Out iValue=7\r\n===============\r\n"},
     {"untraced", "heap", "Abort Signal\r\nStack=number\r\nBacktrace:\r\nframe\r\n", {"short"}},
     {"untraced", "state", "Odd\r\nCell 1.0: Application Threads (1)\r\n===============\r\n"},
+    // With a damaged chain.
+    {"main worker", "null", kNoChain, {"overrun"}, SCell::Everywhere, 3, "exit\n"},
+    {"main", "null", kNoChain, {"low"}, SCell::Everywhere, 3, "exit\n"},
+    {"main worker", "null", kNoChain, {"misaligned"}, SCell::Everywhere, 3, "exit\n"},
+    {"main", "null", kNoChain, {"storage"}, SCell::Everywhere, 3, "exit\n"},
+    {"main", "null", kNull, {"no-storage"}, SCell::Everywhere, 3, "exit\n"},
+    {"main worker",
+     "abort",
+     "Abort Signal" + kThread,
+     {"read-only"},
+     SCell::Everywhere,
+     3,
+     "exit\n"},
+    {"main",
+     "error",
+     "Wrong\r\nStack=number\r\nT::In\r\nBacktrace:\r\nframe\r\n",
+     {"circle"},
+     SCell::Everywhere,
+     3,
+     "exit\n"},
+    {"main",
+     "state",
+     "Odd\r\nCell 1.0: Application Threads (1)\r\n===============\r\nThread number policy=0 "
+     "priority=0\r\nTSM::PASR\r\n===============\r\n",
+     {"low"},
+     SCell::Everywhere,
+     3,
+     "exit\n"},
     // Again inside the report.
     {"main worker", "null", kNull, {"SIGABRT"}, SCell::OnOutput},
     {"main", "null", kNull, {"SIGFPE"}, SCell::OnOutput},
@@ -124,6 +154,7 @@ const SCell kCells[] = {
     // A step that hangs.
     {"main worker", "null", kNull, {"hold-logger", "short"}},
     {"main", "null", kNull, {"fork", "hold-logger", "short"}},
+    {"main", "null", kNull, {"fork-child"}, SCell::Everywhere, 3, "child 3\n"},
     {"main worker", "null", kNull, {"full", "short"}, SCell::InFiles},
     {"main", "null", kNull, {"closed"}, SCell::InFiles},
     {"main", "null", kNull, {"exit-hangs", "short"}},
@@ -209,7 +240,7 @@ TEST(CrashHandler, EndsTheProcessWithItsReportWhateverHappens)
     const auto start = std::chrono::steady_clock::now();
     for (const SCell& cell : kCells)
     {
-        const bool bForks = !cell.m_vOptions.empty() && cell.m_vOptions[0] == "fork";
+        const bool bForks = !cell.m_vOptions.empty() && cell.m_vOptions[0].rfind("fork", 0) == 0;
         if ((cell.m_strCrash == "heap" && kOwnHeap) ||
             (cell.m_strCrash == "divide" && !kDivisionFaults) || (bForks && kEmulated))
         {
@@ -230,6 +261,24 @@ TEST(CrashHandler, EndsTheProcessWithItsReportWhateverHappens)
     // None needed the minute after which those end that do not set their time limit short.
     EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(45));
     std::cout << iRuns << " processes crashed\n";
+}
+
+TEST(CrashHandler, BacktraceBeginsWhereTheThreadStoodAndNamesItsCaller)
+{
+    const std::tuple<const char*, const char*, const char*> kCases[] = {
+        {"jump", "[0x1000]", "JumpAway"},       {"null-call", "[(nil)]", "CallNothing"},
+        {"lost", "[0x1000]", "CallAndGetLost"}, {"error", "(GiveUp+", "GiveUp"},
+        {"throw", "libc.so", "ThrowOut"},
+    };
+    for (const auto& [szCrash, szFirst, szCaller] : kCases)
+    {
+        const std::string strOutput = CChildProcess(ZOR_CRASH_CELL, {szCrash}).ReadOutput();
+        const std::string strFrames = strOutput.substr(strOutput.find("Backtrace:") + 12);
+        EXPECT_NE(strFrames.substr(0, strFrames.find("\r\n")).find(szFirst), std::string::npos)
+            << strOutput;
+        EXPECT_NE(strFrames.find(std::string("(") + szCaller + "+"), std::string::npos)
+            << strOutput;
+    }
 }
 
 TEST(CrashHandler, ReportsWithoutAnySetting)

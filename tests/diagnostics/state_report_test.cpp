@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <atomic>
 #include <climits>
 #include <cstdint>
 #include <cstdio>
@@ -15,9 +16,11 @@
 #include <vector>
 
 #include <pthread.h>
+#include <sys/mman.h>
 
 #include <gtest/gtest.h>
 
+#include "diagnostics/readable_memory.h"
 #include "mu/unicode.h"
 #include "tests/support/guarded_page.h"
 #include "tests/support/line_logger.h"
@@ -251,6 +254,32 @@ TEST(StateReport, ListsThreadsThatTraceWithThoseThatEndedUnnoticed)
     EXPECT_EQ(logger.TakeLines(), std::vector{"2 Odd state:\r\n" + strAll});
     mapStates.erase(kGone);
     mapStates.erase(kIdle);
+}
+
+TEST(StateReport, ReportsAndWarnsInAThreadWhoseChainIsDamaged)
+{
+    FreeThreadExVarsStorage();
+    std::atomic<SFuncStateEntry*>& pCurrent = GetAllocExVarsStorage()->m_pCurrentEntry;
+    const CGuardedPage page;
+    const SFuncStateEntry constant = {"T::C", nullptr, nullptr, nullptr, nullptr};
+    SFuncStateEntry* const pReadOnly = page.PutAtEnd(constant);
+    ::mprotect(page.End() - 4096, 4096, PROT_READ);
+    const std::pair<void*, std::string> kCases[] = {
+        {page.End(), ""}, {reinterpret_cast<void*>(16), ""}, {pReadOnly, "T::C\r\n"}};
+    for (const auto& [pEntry, strChain] : kCases)
+    {
+        CLineLogger logger(IBaseLogger::Warning);
+        logger.m_onMessage = [] { CFunctionSwitch fsLog("T::Log"); };
+        pCurrent = static_cast<SFuncStateEntry*>(pEntry);
+        const std::string strOwn = Report(WriteStateReport, 100, pCurrent.load());
+        const std::string strAll = Report(WriteThreadsStateReport, 1000);
+        WarnProgramState("Odd state");
+        EXPECT_TRUE(IsReadableMemory(&pCurrent, sizeof pCurrent));
+        EXPECT_EQ(pCurrent.exchange(nullptr), pEntry);
+        EXPECT_EQ(strOwn, strChain);
+        EXPECT_NE(strAll.find("TSM::PASR\r\n" + strChain + "==="), std::string::npos) << strAll;
+        EXPECT_EQ(logger.TakeLines(), std::vector{"2 Odd state:\r\n" + strAll});
+    }
 }
 
 // Functions that come and go, with texts in their frames.

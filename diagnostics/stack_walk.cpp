@@ -1,0 +1,190 @@
+#include "diagnostics/stack_walk.h"
+
+#include <sys/auxv.h>
+
+#include "diagnostics/machine_state.h"
+#include "diagnostics/symbol.h"
+
+namespace zor::detail
+{
+
+namespace
+{
+
+// A frame with large arrays may lie between two return addresses; a damaged stack has no end.
+constexpr int kMostWords = 1 << 14;
+constexpr int kWordsOfFrame = 1 << 10;
+
+// No call is shorter.
+constexpr std::uintptr_t kIntoCall = 2;
+
+/// Whether the address lies in the few instructions that start the program: nothing called them.
+bool IsInProgramEntry(std::uintptr_t uAddress)
+{
+    constexpr std::uintptr_t kEntrySize = 64;
+    return uAddress - InstructionAt(::getauxval(AT_ENTRY)) < kEntrySize;
+}
+
+} // namespace
+
+CStackWalk::CStackWalk(CMemoryProbe& probe, const void* pReturnAddress)
+    : m_probe(probe), m_iWordsToSearch(0)
+{
+    m_uStart = InstructionAt(reinterpret_cast<std::uintptr_t>(pReturnAddress));
+    Add(m_uStart, m_uStart - kIntoCall);
+    Unwind();
+}
+
+CStackWalk::CStackWalk(CMemoryProbe& probe, ucontext_t& context)
+    : m_probe(probe), m_iWordsToSearch(kMostWords)
+{
+    const SMachineState state = GetInterruptedState(context);
+    m_uStackPointer = state.m_uStackPointer;
+    m_uStart = SetInterruptedState(context, state.m_uProgramCounter, m_uStackPointer);
+    Add(state.m_uProgramCounter, state.m_uProgramCounter);
+    Unwind();
+    std::uintptr_t uTarget = 0;
+    if (m_uFrames == 1 && FollowsCall(m_probe, state.m_uLinkRegister, uTarget))
+    {
+        GoOnFrom(context, state.m_uLinkRegister);
+    }
+    Search(context);
+}
+
+void CStackWalk::Add(std::uintptr_t uAddress, std::uintptr_t uInside)
+{
+    if (!IsFull())
+    {
+        m_vFrames[m_uFrames++] = {uAddress, uInside};
+    }
+}
+
+void CStackWalk::Unwind()
+{
+    m_bStarted = false;
+    m_probe.Call([](void* pThis) { _Unwind_Backtrace(OnFrame, pThis); }, this);
+}
+
+_Unwind_Reason_Code CStackWalk::OnFrame(_Unwind_Context* pContext, void* pThis)
+{
+    return static_cast<CStackWalk*>(pThis)->TakeFrame(pContext) ? _URC_NO_REASON
+                                                                : _URC_END_OF_STACK;
+}
+
+/// Whether the unwinder shall go on.
+bool CStackWalk::TakeFrame(_Unwind_Context* pContext)
+{
+    const SUnwoundFrame frame = GetUnwoundFrame(pContext);
+    const std::uintptr_t uAddress = InstructionAt(frame.m_uAddress);
+    if (!m_bStarted)
+    {
+        m_bStarted = uAddress == m_uStart;
+        if (m_bStarted)
+        {
+            m_uStackPointer = frame.m_uStackPointer;
+            m_uFunction = frame.m_uFunction;
+        }
+        return true;
+    }
+    if (uAddress == 0)
+    {
+        m_bComplete = true;
+        return false;
+    }
+    std::uintptr_t uTarget = 0;
+    if (frame.m_uStackPointer < m_uStackPointer ||
+        (m_bGuessed && !FollowsCall(m_probe, frame.m_uAddress, uTarget)))
+    {
+        return false;
+    }
+    m_bGuessed = false;
+    m_uStackPointer = frame.m_uStackPointer;
+    m_uFunction = frame.m_uFunction;
+    Add(uAddress, frame.m_bInterrupted ? uAddress : uAddress - kIntoCall);
+    return !IsFull();
+}
+
+void CStackWalk::GoOnFrom(ucontext_t& context, std::uintptr_t uReturnAddress)
+{
+    const std::uintptr_t uAddress = InstructionAt(uReturnAddress);
+    Add(uAddress, uAddress - kIntoCall);
+    m_bComplete = IsInProgramEntry(uAddress);
+    m_uStart = SetInterruptedState(context, uAddress - kIntoCall, m_uStackPointer);
+    m_uFunction = 0;
+    m_bGuessed = true;
+    Unwind();
+}
+
+void CStackWalk::Search(ucontext_t& context)
+{
+    SCall call = {};
+    while (!m_bComplete && !IsFull() && (FindCallOfLastFunction(call) || FindAnyCall(call)))
+    {
+        const std::size_t uFrames = m_uFrames;
+        AddCallee(call.m_uTarget);
+        GoOnFrom(context, call.m_uReturnAddress);
+        // The unwinder knows that function, and nobody called it from there: a call that is over
+        // left the word.
+        if (m_bStarted && m_bGuessed && !m_bComplete)
+        {
+            m_uFrames = uFrames;
+            m_uFunction = 0;
+        }
+    }
+}
+
+/// The surest sign of where the last frame ends; words that calls left behind lie within it.
+bool CStackWalk::FindCallOfLastFunction(SCall& call)
+{
+    std::uintptr_t uPosition = m_uStackPointer;
+    int iWords = m_uFunction != 0 ? kWordsOfFrame : 0;
+    while (NextCall(uPosition, iWords, call))
+    {
+        if (call.m_uTarget >= m_uFunction && call.m_uTarget <= m_vFrames[m_uFrames - 1].m_uAddress)
+        {
+            m_uStackPointer = uPosition;
+            return true;
+        }
+    }
+    return false;
+}
+
+bool CStackWalk::FindAnyCall(SCall& call)
+{
+    return NextCall(m_uStackPointer, m_iWordsToSearch, call);
+}
+
+/// The next return address on the stack, of so many words at most. Leaves the position behind it.
+bool CStackWalk::NextCall(std::uintptr_t& uPosition, int& iWords, SCall& call)
+{
+    constexpr std::uintptr_t kWord = sizeof(std::uintptr_t);
+    uPosition = (uPosition + kWord - 1) / kWord * kWord;
+    for (; iWords > 0; --iWords)
+    {
+        // NOLINTNEXTLINE(performance-no-int-to-ptr)
+        if (!m_probe.Copy(call.m_uReturnAddress, reinterpret_cast<const void*>(uPosition)))
+        {
+            iWords = 0;
+            return false;
+        }
+        uPosition += kWord;
+        if (FollowsCall(m_probe, call.m_uReturnAddress, call.m_uTarget))
+        {
+            return true;
+        }
+    }
+    return false;
+}
+
+/// The function that a call on the stack went to, unless it is the last frame's: nothing else tells
+/// of it when its own frame was overwritten.
+void CStackWalk::AddCallee(std::uintptr_t uTarget)
+{
+    if (uTarget != 0 && FindFunction(m_probe, uTarget) == uTarget &&
+        FindFunction(m_probe, m_vFrames[m_uFrames - 1].m_uInside) != uTarget)
+    {
+        Add(uTarget, uTarget);
+    }
+}
+
+} // namespace zor::detail
