@@ -125,7 +125,10 @@ def has_functions(frames):
 
 
 def count_own_frames(frames, is_signal):
-    """The first frames are those of the report itself."""
+    """The first frames are those of the report itself, unless their addresses follow a blank: those
+    reports begin where the thread stood."""
+    if any(") [" in frame["text"] for frame in frames):
+        return 0
     is_own = [any(OWN_CODE.search(function["file"] or "") for function in frame["functions"][-1:])
               for frame in frames] + [False]
     if True in is_own[:3]:  # a sanitizer puts its own before them
