@@ -34,3 +34,15 @@ list(TRANSFORM ZOR_DEFINITIONS PREPEND -D OUTPUT_VARIABLE ZOR_PKGCONFIG_DEFINITI
 list(JOIN ZOR_PKGCONFIG_DEFINITIONS " " ZOR_PKGCONFIG_DEFINITIONS)
 configure_file(cmake/zor.pc.in zor.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/zor.pc DESTINATION ${pkgconfig_dir} COMPONENT development)
+
+# For the desk. The link leads Python to the modules beside the program; the second of their folders
+# has the version filled in.
+set(report_dir ${CMAKE_INSTALL_DATADIR}/zor)
+cmake_path(RELATIVE_PATH CMAKE_INSTALL_FULL_DATADIR BASE_DIRECTORY ${CMAKE_INSTALL_FULL_BINDIR}
+    OUTPUT_VARIABLE datadir_from_bindir)
+file(CREATE_LINK ${datadir_from_bindir}/zor/zor-report ${PROJECT_BINARY_DIR}/zor-report SYMBOLIC)
+configure_file(scripts/zor_report/__init__.py zor_report/__init__.py @ONLY)
+install(PROGRAMS scripts/zor-report DESTINATION ${report_dir} COMPONENT development)
+install(DIRECTORY scripts/zor_report ${PROJECT_BINARY_DIR}/zor_report DESTINATION ${report_dir}
+    COMPONENT development FILES_MATCHING PATTERN *.py)
+install(FILES ${PROJECT_BINARY_DIR}/zor-report TYPE BIN COMPONENT development)

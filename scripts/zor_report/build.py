@@ -15,7 +15,7 @@ class Build:
         self._by_name = collections.defaultdict(list)
         self._by_id = collections.defaultdict(list)
         for path in paths:
-            self._add_folder(path) if os.path.isdir(path) else self._add(path)
+            self._add_folder(path) if os.path.isdir(path) else self._add_file(path)
 
     def __bool__(self):
         return bool(self._by_name)
@@ -32,6 +32,15 @@ class Build:
         if count == 0:
             raise ValueError(f"{path}: holds no program and no library")
 
+    def _add_file(self, path):
+        elf = self._add(path)
+        if elf.debug_name and not elf.has_lines:
+            folder = os.path.dirname(path)
+            for beside in (os.path.join(folder, elf.debug_name),
+                           os.path.join(folder, ".debug", elf.debug_name)):
+                if os.path.exists(beside):
+                    self._add(beside)
+
     def _add(self, path):
         if not stat.S_ISREG(os.stat(path).st_mode):
             raise ValueError(f"{path}: no file")
@@ -39,6 +48,7 @@ class Build:
         self._by_name[os.path.basename(path).removesuffix(".debug")].append(elf)
         if elf.build_id:
             self._by_id[elf.build_id].append(elf)
+        return elf
 
     def find_id(self, build_id):
         """The file of a build id, or of its beginning, that tells most about it."""

@@ -51,7 +51,10 @@ class ElfFile:
         self.has_lines = any(row.name in (".debug_info", ".zdebug_info") for row in self.sections)
         self.has_symbols = any(row.type == SYMBOLS for row in self.sections)
         self.build_id = None
+        self.debug_name = None  # of the file with its debug information
         for row in self.sections:
+            if row.name == ".gnu_debuglink":
+                self.debug_name = text_at(read_at(file, row.offset, row.size), 0)
             if row.name == ".note.gnu.build-id":
                 note = read_at(file, row.offset, min(row.size, 256))
                 name_size, id_size = self._unpack("II", note, 0)

@@ -64,6 +64,8 @@ def find_program(report, build, name, bits):
             status = "mismatch"
     report["build"] = {"status": status, "file": elf and elf.path,
                        "build_id": elf and elf.build_id}
+    if elf and not elf.has_lines:
+        report["notes"].append(f"{elf.path} has no debug information.")
     return elf
 
 
@@ -133,10 +135,10 @@ def count_own_frames(frames, is_signal):
               for frame in frames] + [False]
     if True in is_own[:3]:  # a sanitizer puts its own before them
         return is_own.index(False, is_own.index(True))
-    if not is_signal or not frames or has_functions(frames):
+    modules = [frame["module"] for frame in frames]
+    if not is_signal or has_functions(frames) or modules[:1] in ([], [None]):
         return 0
     # Without functions: the frames before the one of another file, where the signal came in.
-    modules = [frame["module"] for frame in frames]
     other = next((i for i, module in enumerate(modules) if module != modules[0]), 0)
     return other if other + 1 < len(modules) else 0
 
