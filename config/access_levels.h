@@ -78,7 +78,7 @@ inline constexpr SEnumerationEntry g_DeviceFeatureEnums[] = {
     {30, L"View Motion Sensing"},
     {31, L"View File Transfers"},
 };
-static_assert(IsVocabulary(g_DeviceFeatureEnums, 0, 31) &&
+static_assert(mu::IsVocabulary(g_DeviceFeatureEnums, 0, 31) &&
               static_cast<std::int32_t>(EDeviceFeature::ViewFileTransfers) == 31);
 
 /// What a user is trusted with, from the least to the most: each level includes those below it.
@@ -100,8 +100,11 @@ inline constexpr SEnumerationEntry g_DeviceAccessLevelEnumeration[] = {
     {3, L"Aware"},     {4, L"Location Aware"}, {5, L"Passive"},
     {6, L"Active"},    {7, L"Advanced"},       {8, L"Administrative"},
 };
-static_assert(IsVocabulary(g_DeviceAccessLevelEnumeration, 0, 8) &&
+static_assert(mu::IsVocabulary(g_DeviceAccessLevelEnumeration, 0, 8) &&
               static_cast<std::int32_t>(EDeviceAccessLevel::Administrative) == 8);
+
+namespace mu
+{
 
 struct SDeviceFeatureAccessLevelRequirement
 {
@@ -109,39 +112,42 @@ struct SDeviceFeatureAccessLevelRequirement
     EDeviceAccessLevel m_eLevel;
 };
 
-inline constexpr SDeviceFeatureAccessLevelRequirement g_DeviceFeatureAccessLevelRequirements[] = {
-    {EDeviceFeature::Undefined, EDeviceAccessLevel::Undefined},
-    {EDeviceFeature::WatchVideo, EDeviceAccessLevel::Passive},
-    {EDeviceFeature::HearAudio, EDeviceAccessLevel::Passive},
-    {EDeviceFeature::SetVideoParameters, EDeviceAccessLevel::Active},
-    {EDeviceFeature::SetAudioParameters, EDeviceAccessLevel::Active},
-    {EDeviceFeature::Naming, EDeviceAccessLevel::Administrative},
-    {EDeviceFeature::Enabling, EDeviceAccessLevel::Administrative},
-    {EDeviceFeature::SetPortValues, EDeviceAccessLevel::Active},
-    {EDeviceFeature::RecordVideo, EDeviceAccessLevel::Active},
-    {EDeviceFeature::RecordAudio, EDeviceAccessLevel::Active},
-    {EDeviceFeature::ResetDevice, EDeviceAccessLevel::Administrative},
-    {EDeviceFeature::ResetVideo, EDeviceAccessLevel::Active},
-    {EDeviceFeature::ResetAudio, EDeviceAccessLevel::Active},
-    {EDeviceFeature::MoveCamera, EDeviceAccessLevel::Active},
-    {EDeviceFeature::ZoomCamera, EDeviceAccessLevel::Active},
-    {EDeviceFeature::SaveCameraLocation, EDeviceAccessLevel::Active},
-    {EDeviceFeature::ResetCameraLocations, EDeviceAccessLevel::Active},
-    {EDeviceFeature::Playback, EDeviceAccessLevel::Passive},
-    {EDeviceFeature::ModifyRecordings, EDeviceAccessLevel::Active},
-    {EDeviceFeature::SetSMSParameters, EDeviceAccessLevel::Administrative},
-    {EDeviceFeature::SetMiscParameters, EDeviceAccessLevel::Administrative},
-    {EDeviceFeature::BroadcastVideo, EDeviceAccessLevel::Active},
-    {EDeviceFeature::BroadcastAudio, EDeviceAccessLevel::Active},
-    {EDeviceFeature::ViewLocation, EDeviceAccessLevel::LocationAware},
-    {EDeviceFeature::ViewSignal, EDeviceAccessLevel::Aware},
-    {EDeviceFeature::AddEvents, EDeviceAccessLevel::Active},
-    {EDeviceFeature::ViewBatteryStatus, EDeviceAccessLevel::Aware},
-    {EDeviceFeature::ViewTimeAlive, EDeviceAccessLevel::Aware},
-    {EDeviceFeature::ViewEvents, EDeviceAccessLevel::Passive},
-    {EDeviceFeature::ViewLog, EDeviceAccessLevel::Administrative},
-    {EDeviceFeature::ViewMotionSensing, EDeviceAccessLevel::Active},
-    {EDeviceFeature::ViewFileTransfers, EDeviceAccessLevel::Passive},
+} // namespace mu
+
+inline constexpr mu::SDeviceFeatureAccessLevelRequirement g_DeviceFeatureAccessLevelRequirements[] =
+    {
+        {EDeviceFeature::Undefined, EDeviceAccessLevel::Undefined},
+        {EDeviceFeature::WatchVideo, EDeviceAccessLevel::Passive},
+        {EDeviceFeature::HearAudio, EDeviceAccessLevel::Passive},
+        {EDeviceFeature::SetVideoParameters, EDeviceAccessLevel::Active},
+        {EDeviceFeature::SetAudioParameters, EDeviceAccessLevel::Active},
+        {EDeviceFeature::Naming, EDeviceAccessLevel::Administrative},
+        {EDeviceFeature::Enabling, EDeviceAccessLevel::Administrative},
+        {EDeviceFeature::SetPortValues, EDeviceAccessLevel::Active},
+        {EDeviceFeature::RecordVideo, EDeviceAccessLevel::Active},
+        {EDeviceFeature::RecordAudio, EDeviceAccessLevel::Active},
+        {EDeviceFeature::ResetDevice, EDeviceAccessLevel::Administrative},
+        {EDeviceFeature::ResetVideo, EDeviceAccessLevel::Active},
+        {EDeviceFeature::ResetAudio, EDeviceAccessLevel::Active},
+        {EDeviceFeature::MoveCamera, EDeviceAccessLevel::Active},
+        {EDeviceFeature::ZoomCamera, EDeviceAccessLevel::Active},
+        {EDeviceFeature::SaveCameraLocation, EDeviceAccessLevel::Active},
+        {EDeviceFeature::ResetCameraLocations, EDeviceAccessLevel::Active},
+        {EDeviceFeature::Playback, EDeviceAccessLevel::Passive},
+        {EDeviceFeature::ModifyRecordings, EDeviceAccessLevel::Active},
+        {EDeviceFeature::SetSMSParameters, EDeviceAccessLevel::Administrative},
+        {EDeviceFeature::SetMiscParameters, EDeviceAccessLevel::Administrative},
+        {EDeviceFeature::BroadcastVideo, EDeviceAccessLevel::Active},
+        {EDeviceFeature::BroadcastAudio, EDeviceAccessLevel::Active},
+        {EDeviceFeature::ViewLocation, EDeviceAccessLevel::LocationAware},
+        {EDeviceFeature::ViewSignal, EDeviceAccessLevel::Aware},
+        {EDeviceFeature::AddEvents, EDeviceAccessLevel::Active},
+        {EDeviceFeature::ViewBatteryStatus, EDeviceAccessLevel::Aware},
+        {EDeviceFeature::ViewTimeAlive, EDeviceAccessLevel::Aware},
+        {EDeviceFeature::ViewEvents, EDeviceAccessLevel::Passive},
+        {EDeviceFeature::ViewLog, EDeviceAccessLevel::Administrative},
+        {EDeviceFeature::ViewMotionSensing, EDeviceAccessLevel::Active},
+        {EDeviceFeature::ViewFileTransfers, EDeviceAccessLevel::Passive},
 };
 
 /// The level a user needs for a feature; Undefined for what is no feature.

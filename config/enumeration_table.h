@@ -23,6 +23,9 @@ struct SEnumerationEntry
     const wchar_t* m_wszText;
 };
 
+namespace mu
+{
+
 // A table may have several rows of one value: each text is read as the value, and the first is
 // written for it. Texts are compared whole and exactly.
 
@@ -74,5 +77,7 @@ constexpr bool IsVocabulary(std::span<const SEnumerationEntry> table, std::int32
     }
     return iExpected == iLast + 1;
 }
+
+} // namespace mu
 
 #endif

@@ -29,7 +29,7 @@ inline constexpr SEnumerationEntry g_SourceChannelTypesEnumeration[] = {
     {13, L"Serial Port"},
     {14, L"Serial Port Out"},
 };
-static_assert(IsVocabulary(g_SourceChannelTypesEnumeration, 0, 14));
+static_assert(mu::IsVocabulary(g_SourceChannelTypesEnumeration, 0, 14));
 
 inline constexpr SEnumerationEntry g_MediaFileTypeEnumerations[] = {
     {0, L"Undefined"},
@@ -44,7 +44,7 @@ inline constexpr SEnumerationEntry g_MediaFileTypeEnumerations[] = {
     {9, L"Transfers List"},
     {10, L"Modem Diagnostic Log"},
 };
-static_assert(IsVocabulary(g_MediaFileTypeEnumerations, 0, 10));
+static_assert(mu::IsVocabulary(g_MediaFileTypeEnumerations, 0, 10));
 
 inline constexpr SEnumerationEntry g_PPPAuthTypeEnumerations[] = {
     {0, L"None"},
@@ -52,7 +52,7 @@ inline constexpr SEnumerationEntry g_PPPAuthTypeEnumerations[] = {
     {2, L"PAP"},
     {3, L"CHAP"},
 };
-static_assert(IsVocabulary(g_PPPAuthTypeEnumerations, 0, 3));
+static_assert(mu::IsVocabulary(g_PPPAuthTypeEnumerations, 0, 3));
 
 inline constexpr SEnumerationEntry g_ConnectionTypesEnumeration[] = {
     {0, L"No Connection"},
@@ -60,21 +60,21 @@ inline constexpr SEnumerationEntry g_ConnectionTypesEnumeration[] = {
     {2, L"Connection as a server"},
     {3, L"Multiple Connections"},
 };
-static_assert(IsVocabulary(g_ConnectionTypesEnumeration, 0, 3));
+static_assert(mu::IsVocabulary(g_ConnectionTypesEnumeration, 0, 3));
 
 inline constexpr SEnumerationEntry g_ConnectionToleranceEnumeration[] = {
     {0, L"Undefined"},
     {1, L"Low"},
     {2, L"High"},
 };
-static_assert(IsVocabulary(g_ConnectionToleranceEnumeration, 0, 2));
+static_assert(mu::IsVocabulary(g_ConnectionToleranceEnumeration, 0, 2));
 
 inline constexpr SEnumerationEntry g_HardwareConnectionMethodsEnumeration[] = {
     {0, L"No Connection"},
     {1, L"Serial Modem"},
     {2, L"Automatic"},
 };
-static_assert(IsVocabulary(g_HardwareConnectionMethodsEnumeration, 0, 2));
+static_assert(mu::IsVocabulary(g_HardwareConnectionMethodsEnumeration, 0, 2));
 
 // Readers of this table may look for its end. "AciveX" is how peers spell it.
 inline constexpr SEnumerationEntry g_ZORApplicationTypesEnumeration[] = {
@@ -92,7 +92,7 @@ inline constexpr SEnumerationEntry g_ZORApplicationTypesEnumeration[] = {
     {12, L".Net Application"},
     {0, nullptr},
 };
-static_assert(IsVocabulary(std::span(g_ZORApplicationTypesEnumeration).first(12), 1, 12));
+static_assert(mu::IsVocabulary(std::span(g_ZORApplicationTypesEnumeration).first(12), 1, 12));
 
 inline constexpr SEnumerationEntry g_HWSWPlatformTypesEnumeration[] = {
     {0, L"Undefined"},          {1, L"EZ-Kit 561"},         {2, L"BTX CM 561"},
@@ -104,7 +104,7 @@ inline constexpr SEnumerationEntry g_HWSWPlatformTypesEnumeration[] = {
     {18, L"Linux DAVINCI v8"},  {19, L"Linux DAVINCI v9"},  {20, L"Linux DAVINCI v10"},
     {21, L"Linux DAVINCI v11"}, {22, L"Linux DAVINCI v12"}, {23, L"Linux DAVINCI v13"},
 };
-static_assert(IsVocabulary(g_HWSWPlatformTypesEnumeration, 0, 23));
+static_assert(mu::IsVocabulary(g_HWSWPlatformTypesEnumeration, 0, 23));
 
 enum class EFileTransferCategory : std::int32_t
 {
@@ -120,7 +120,7 @@ inline constexpr SEnumerationEntry g_FileTransferCategoriesEnumeration[] = {
     {2, L"Software Update"},
     {3, L"Downloads"},
 };
-static_assert(IsVocabulary(g_FileTransferCategoriesEnumeration, 0, 3));
+static_assert(mu::IsVocabulary(g_FileTransferCategoriesEnumeration, 0, 3));
 
 enum class ERealTimeViewerType : std::int32_t
 {
@@ -134,7 +134,7 @@ enum class ERealTimeViewerType : std::int32_t
 inline constexpr SEnumerationEntry g_RTViewerTypeEnumeration[] = {
     {0, L"Undefined"}, {1, L"Video"}, {2, L"Location"}, {3, L"Angle"}, {4, L"2D Graph"},
 };
-static_assert(IsVocabulary(g_RTViewerTypeEnumeration, 0, 4));
+static_assert(mu::IsVocabulary(g_RTViewerTypeEnumeration, 0, 4));
 
 /// Whether the viewer shows diagnostic values; false for what is no viewer.
 constexpr bool IsDiagnosticViewerType(ERealTimeViewerType eType)
@@ -147,14 +147,17 @@ inline constexpr SEnumerationEntry g_NetworkAddressConfigMethodEnumeration[] = {
     {1, L"DHCP"},
     {2, L"Manual"},
 };
-static_assert(IsVocabulary(g_NetworkAddressConfigMethodEnumeration, 0, 2));
+static_assert(mu::IsVocabulary(g_NetworkAddressConfigMethodEnumeration, 0, 2));
 
 inline constexpr SEnumerationEntry g_ModemConfigMethodEnumeration[] = {
     {0, L"None"},
     {1, L"Manual"},
     {2, L"Automatic"},
 };
-static_assert(IsVocabulary(g_ModemConfigMethodEnumeration, 0, 2));
+static_assert(mu::IsVocabulary(g_ModemConfigMethodEnumeration, 0, 2));
+
+namespace mu
+{
 
 enum class ERemoteFileSystem : std::int32_t
 {
@@ -164,26 +167,28 @@ enum class ERemoteFileSystem : std::int32_t
     USB,
 };
 
+} // namespace mu
+
 inline constexpr SEnumerationEntry g_RemoteFileSystemsEnumeration[] = {
     {0, L"None"},
     {1, L"SMB"},
     {2, L"NFS"},
     {3, L"USB"},
 };
-static_assert(IsVocabulary(g_RemoteFileSystemsEnumeration, 0, 3));
+static_assert(mu::IsVocabulary(g_RemoteFileSystemsEnumeration, 0, 3));
 
 inline constexpr SEnumerationEntry g_MediaStreamDestinationEnums[] = {
     {0, L"Broadcast"},
     {1, L"Recording"},
 };
-static_assert(IsVocabulary(g_MediaStreamDestinationEnums, 0, 1));
+static_assert(mu::IsVocabulary(g_MediaStreamDestinationEnums, 0, 1));
 
 inline constexpr SEnumerationEntry g_TransportLayerProtocolEnums[] = {
     {0, L"Any"},
     {1, L"TCP"},
     {2, L"UDP"},
 };
-static_assert(IsVocabulary(g_TransportLayerProtocolEnums, 0, 2));
+static_assert(mu::IsVocabulary(g_TransportLayerProtocolEnums, 0, 2));
 
 inline constexpr SEnumerationEntry g_StorageHostTypeEnums[] = {
     {0, L"Undefined"},
@@ -191,7 +196,7 @@ inline constexpr SEnumerationEntry g_StorageHostTypeEnums[] = {
     {2, L"Node"},
     {3, L"Monitor"},
 };
-static_assert(IsVocabulary(g_StorageHostTypeEnums, 0, 3));
+static_assert(mu::IsVocabulary(g_StorageHostTypeEnums, 0, 3));
 
 inline constexpr SEnumerationEntry g_MOSMSServiceTypeEnums[] = {
     {0, L"GPRS"},
@@ -199,7 +204,7 @@ inline constexpr SEnumerationEntry g_MOSMSServiceTypeEnums[] = {
     {2, L"GPRS Preferred"},
     {3, L"Circuit Switched Preferred"},
 };
-static_assert(IsVocabulary(g_MOSMSServiceTypeEnums, 0, 3));
+static_assert(mu::IsVocabulary(g_MOSMSServiceTypeEnums, 0, 3));
 
 inline constexpr SEnumerationEntry g_ValueTypeEnums[] = {
     {0, L"Undefined"},
@@ -207,7 +212,7 @@ inline constexpr SEnumerationEntry g_ValueTypeEnums[] = {
     {2, L"Options"},
     {3, L"Boolean"},
 };
-static_assert(IsVocabulary(g_ValueTypeEnums, 0, 3));
+static_assert(mu::IsVocabulary(g_ValueTypeEnums, 0, 3));
 
 inline constexpr SEnumerationEntry g_ConFormatEnums[] = {
     {0, L"Unknown"},
@@ -224,13 +229,13 @@ inline constexpr SEnumerationEntry g_ConFormatEnums[] = {
     {11, L"FCM"},
     {12, L"External Messaging"},
 };
-static_assert(IsVocabulary(g_ConFormatEnums, 0, 12));
+static_assert(mu::IsVocabulary(g_ConFormatEnums, 0, 12));
 
 inline constexpr SEnumerationEntry g_NetworkInterfaceTypeEnums[] = {
     {0, L"Unknown"},  {1, L"Local host"}, {2, L"Ethernet"}, {3, L"WiFi"},
     {4, L"Cellular"}, {5, L"VPN"},        {6, L"USB"},      {7, L"Bluetooth"},
 };
-static_assert(IsVocabulary(g_NetworkInterfaceTypeEnums, 0, 7));
+static_assert(mu::IsVocabulary(g_NetworkInterfaceTypeEnums, 0, 7));
 
 inline constexpr SEnumerationEntry g_BooleanOptionValueEnums[] = {
     {0, L"Undefined"},
@@ -238,7 +243,10 @@ inline constexpr SEnumerationEntry g_BooleanOptionValueEnums[] = {
     {2, L"No"},
     {3, L"Yes"},
 };
-static_assert(IsVocabulary(g_BooleanOptionValueEnums, 0, 3));
+static_assert(mu::IsVocabulary(g_BooleanOptionValueEnums, 0, 3));
+
+namespace mu
+{
 
 enum class EMediaFileFormat : std::int32_t
 {
@@ -250,35 +258,37 @@ enum class EMediaFileFormat : std::int32_t
     WAV,
 };
 
+} // namespace mu
+
 inline constexpr SEnumerationEntry g_MediaFileFormatEnums[] = {
     {0, L"Any"}, {1, L"Raw"}, {2, L"FLV"}, {3, L"AVI"}, {4, L"MP4"}, {5, L"WAV"},
 };
-static_assert(IsVocabulary(g_MediaFileFormatEnums, 0, 5));
+static_assert(mu::IsVocabulary(g_MediaFileFormatEnums, 0, 5));
 
 inline constexpr SEnumerationEntry g_CellularLocationModes[] = {
     {0, L"None"},
     {1, L"Base"},
     {2, L"Assisted"},
 };
-static_assert(IsVocabulary(g_CellularLocationModes, 0, 2));
+static_assert(mu::IsVocabulary(g_CellularLocationModes, 0, 2));
 
 inline constexpr SEnumerationEntry g_ModemInterfaceTypeEnums[] = {
     {0, L"Default"},
     {1, L"AT+PPP"},
     {2, L"QMI"},
 };
-static_assert(IsVocabulary(g_ModemInterfaceTypeEnums, 0, 2));
+static_assert(mu::IsVocabulary(g_ModemInterfaceTypeEnums, 0, 2));
 
 inline constexpr SEnumerationEntry g_DiagnosticValueTypes[] = {
     {0, L"Undefined"},
     {1, L"Angle"},
 };
-static_assert(IsVocabulary(g_DiagnosticValueTypes, 0, 1));
+static_assert(mu::IsVocabulary(g_DiagnosticValueTypes, 0, 1));
 
 inline constexpr SEnumerationEntry g_DiagnosticValuesEncodings[] = {
     {0, L"Undefined"}, {1, L"Int16LE"}, {2, L"Int24LE"}, {3, L"Int24BE"}, {4, L"Float32LE"},
 };
-static_assert(IsVocabulary(g_DiagnosticValuesEncodings, 0, 4));
+static_assert(mu::IsVocabulary(g_DiagnosticValuesEncodings, 0, 4));
 
 inline constexpr SEnumerationEntry g_BatteryChargingStates[] = {
     {0, L"Unknown"},
@@ -286,14 +296,14 @@ inline constexpr SEnumerationEntry g_BatteryChargingStates[] = {
     {2, L"Charging"},
     {3, L"Full"},
 };
-static_assert(IsVocabulary(g_BatteryChargingStates, 0, 3));
+static_assert(mu::IsVocabulary(g_BatteryChargingStates, 0, 3));
 
 inline constexpr SEnumerationEntry g_VideoDetectionStates[] = {
     {0, L"Unknown"},
     {1, L"Missing"},
     {2, L"Detected"},
 };
-static_assert(IsVocabulary(g_VideoDetectionStates, 0, 2));
+static_assert(mu::IsVocabulary(g_VideoDetectionStates, 0, 2));
 
 inline constexpr SEnumerationEntry g_DeviceOperationLimits[] = {
     {0, L"Undefined"},
@@ -301,27 +311,27 @@ inline constexpr SEnumerationEntry g_DeviceOperationLimits[] = {
     {2, L"Complete Shutdown"},
     {3, L"Wireless Modems Disabled"},
 };
-static_assert(IsVocabulary(g_DeviceOperationLimits, 0, 3));
+static_assert(mu::IsVocabulary(g_DeviceOperationLimits, 0, 3));
 
 inline constexpr SEnumerationEntry g_AccessPointRoles[] = {
     {0, L"Undefined"},
     {1, L"Client"},
     {2, L"Host"},
 };
-static_assert(IsVocabulary(g_AccessPointRoles, 0, 2));
+static_assert(mu::IsVocabulary(g_AccessPointRoles, 0, 2));
 
 // "False" and "True" are only read; the first row of a value is written.
 inline constexpr SEnumerationEntry g_VideoFrameRoationOptions[] = {
     {0, L"No"}, {1, L"Yes"}, {2, L"Viewer Only"}, {0, L"False"}, {1, L"True"},
 };
-static_assert(IsVocabulary(std::span(g_VideoFrameRoationOptions).first(3), 0, 2));
+static_assert(mu::IsVocabulary(std::span(g_VideoFrameRoationOptions).first(3), 0, 2));
 
 inline constexpr SEnumerationEntry g_GlobalTimeSourceTypes[] = {
     {0, L"Undefined"},
     {1, L"NTP"},
     {2, L"GPS"},
 };
-static_assert(IsVocabulary(g_GlobalTimeSourceTypes, 0, 2));
+static_assert(mu::IsVocabulary(g_GlobalTimeSourceTypes, 0, 2));
 
 inline constexpr SEnumerationEntry g_FileTransferEndReasons[] = {
     {0, L"Unknown"},
@@ -333,26 +343,26 @@ inline constexpr SEnumerationEntry g_FileTransferEndReasons[] = {
     {6, L"File write error"},
     {7, L"Command Rejected"},
 };
-static_assert(IsVocabulary(g_FileTransferEndReasons, 0, 7));
+static_assert(mu::IsVocabulary(g_FileTransferEndReasons, 0, 7));
 
 inline constexpr SEnumerationEntry g_DeviceOperationModes[] = {
     {0, L"Online"},    {1, L"Offline"}, {2, L"Broadcast Recording"}, {3, L"Offline Recording"},
     {4, L"Low Power"},
 };
-static_assert(IsVocabulary(g_DeviceOperationModes, 0, 4));
+static_assert(mu::IsVocabulary(g_DeviceOperationModes, 0, 4));
 
 inline constexpr SEnumerationEntry g_AudioChannelsGrouping[] = {
     {0, L"Fixed"},
     {1, L"Multiple Subchannels"},
     {2, L"Multiple Channels"},
 };
-static_assert(IsVocabulary(g_AudioChannelsGrouping, 0, 2));
+static_assert(mu::IsVocabulary(g_AudioChannelsGrouping, 0, 2));
 
 inline constexpr SEnumerationEntry g_NetworkInterfaceUtilizationPolicies[] = {
     {0, L"Prioritize"},
     {1, L"All Together"},
 };
-static_assert(IsVocabulary(g_NetworkInterfaceUtilizationPolicies, 0, 1));
+static_assert(mu::IsVocabulary(g_NetworkInterfaceUtilizationPolicies, 0, 1));
 
 inline constexpr SEnumerationEntry g_StreamProcessingActions[] = {
     {0, L"Disable"},
@@ -360,13 +370,16 @@ inline constexpr SEnumerationEntry g_StreamProcessingActions[] = {
     {2, L"Transcode"},
     {3, L"Native"},
 };
-static_assert(IsVocabulary(g_StreamProcessingActions, 0, 3));
+static_assert(mu::IsVocabulary(g_StreamProcessingActions, 0, 3));
 
 inline constexpr SEnumerationEntry g_StorageFunctionalStates[] = {
     {0, L"Unknown"}, {1, L"OK"},     {2, L"Read Only"}, {3, L"Full"},
     {4, L"Limited"}, {5, L"Faulty"}, {6, L"Missing"},
 };
-static_assert(IsVocabulary(g_StorageFunctionalStates, 0, 6));
+static_assert(mu::IsVocabulary(g_StorageFunctionalStates, 0, 6));
+
+namespace mu
+{
 
 struct SMediaCodecEntry
 {
@@ -375,15 +388,20 @@ struct SMediaCodecEntry
     const wchar_t* m_wszText;
 };
 
-inline constexpr SMediaCodecEntry g_MediaCodecEnums[] = {
+} // namespace mu
+
+inline constexpr mu::SMediaCodecEntry g_MediaCodecEnums[] = {
     {0, 0, L"Undefined"}, {1, 1, L"H264"}, {2, 2, L"AAC"},
     {2, 3, L"PCM"},       {2, 4, L"PCMU"}, {2, 5, L"PCMA"},
 };
 static_assert(std::size(g_MediaCodecEnums) == 6);
-static_assert(GetEnumerationText(g_SourceChannelTypesEnumeration, 1) ==
+static_assert(mu::GetEnumerationText(g_SourceChannelTypesEnumeration, 1) ==
                   std::wstring_view(L"Video") &&
-              GetEnumerationText(g_SourceChannelTypesEnumeration, 2) ==
+              mu::GetEnumerationText(g_SourceChannelTypesEnumeration, 2) ==
                   std::wstring_view(L"Audio"));
+
+namespace mu
+{
 
 struct SHardwareModelEntry
 {
@@ -406,5 +424,7 @@ inline constexpr SHardwareModelEntry g_HardwareModels[] = {
     {L"Encoder 3", L"EN-3"},
 };
 static_assert(std::size(g_HardwareModels) == 21);
+
+} // namespace mu
 
 #endif

@@ -4,7 +4,7 @@
 
 bool SFileEncryption::SyncXML(CEasyXMLNode& node, bool bToXML)
 {
-    CXMLFields fields(node, bToXML);
+    mu::CXMLFields fields(node, bToXML);
     fields.Attribute(L"zor:Enable", m_bEnable);
     if (m_bEnable)
     {

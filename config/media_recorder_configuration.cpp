@@ -10,7 +10,7 @@
 
 bool CMediaRecorderConfiguration::SyncXML(CEasyXMLNode& node, bool bToXML)
 {
-    CXMLFields fields(node, bToXML);
+    mu::CXMLFields fields(node, bToXML);
     fields.Child(L"zor:RootDirectory", m_wsRootDirectory);
     fields.Child(L"zor:FileSizeSplitThreshold", m_ullFileSizeSplitThreshold);
     fields.Child(L"zor:FileTimeSplitThreshold", m_iFileTimeSplitThreshold);
@@ -34,7 +34,7 @@ bool CMediaRecorderConfiguration::SyncXML(CEasyXMLNode& node, bool bToXML)
     fields.Record(L"zor:RemoteFileSystem", m_remoteFileSystem);
     fields.Attribute(L"zor:SeparateDeviceFolders", m_bSeparateRecordingsDeviceFolders);
     fields.Group(L"zor:Downloads",
-                 [this](CXMLFields& downloads)
+                 [this](mu::CXMLFields& downloads)
                  {
                      downloads.Attribute(L"zor:RootDirectory", m_wsDownloadsRootDirectory);
                      downloads.Attribute(L"zor:SeparateDeviceFolders",
@@ -45,7 +45,7 @@ bool CMediaRecorderConfiguration::SyncXML(CEasyXMLNode& node, bool bToXML)
 
 bool CMediaRecorderConfiguration::ToXML(CEasyXMLNode& parent)
 {
-    CEasyXMLNode node = parent.AppendChild(L"zor:MediaRecorderConfig", g_wszDocumentNamespace);
+    CEasyXMLNode node = parent.AppendChild(L"zor:MediaRecorderConfig", mu::g_wszDocumentNamespace);
     return SyncXML(node, true);
 }
 

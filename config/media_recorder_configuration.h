@@ -73,9 +73,9 @@ public:
     bool m_bRecordMediaTraffic = false;
     bool m_bSeparateRecordingsDeviceFolders = false;
     bool m_bSeparateDownloadsDeviceFolders = false;
-    EMediaFileFormat m_eAudioFileFormat = EMediaFileFormat::Raw;
-    EMediaFileFormat m_eVideoFileFormat = EMediaFileFormat::Raw;
-    EMediaFileFormat m_eAudioVideoFileFormat = EMediaFileFormat::FLV;
+    mu::EMediaFileFormat m_eAudioFileFormat = mu::EMediaFileFormat::Raw;
+    mu::EMediaFileFormat m_eVideoFileFormat = mu::EMediaFileFormat::Raw;
+    mu::EMediaFileFormat m_eAudioVideoFileFormat = mu::EMediaFileFormat::FLV;
     SRemoteFileSystem m_remoteFileSystem;
     SFileEncryption m_fileEncryption;
 };

@@ -4,9 +4,9 @@
 
 bool SRemoteFileSystem::SyncXML(CEasyXMLNode& node, bool bToXML)
 {
-    CXMLFields fields(node, bToXML);
+    mu::CXMLFields fields(node, bToXML);
     fields.Choice(L"zor:RemoteFileSystemType", g_RemoteFileSystemsEnumeration, m_eType);
-    if (m_eType != ERemoteFileSystem::None)
+    if (m_eType != mu::ERemoteFileSystem::None)
     {
         fields.Child(L"zor:Address", m_wsAddress);
         fields.Child(L"zor:UserName", m_wsUserName);

@@ -10,7 +10,7 @@
 /// password stays out of log lines and state reports.
 struct SRemoteFileSystem
 {
-    ERemoteFileSystem m_eType = ERemoteFileSystem::None;
+    mu::ERemoteFileSystem m_eType = mu::ERemoteFileSystem::None;
     std::wstring m_wsAddress;
     std::wstring m_wsUserName;
     std::wstring m_wsPassword;

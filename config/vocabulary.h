@@ -55,7 +55,7 @@ inline constexpr SVocabularyTable kVocabularyTables[] = {
     {ZOR_NAMED(g_NetworkInterfaceUtilizationPolicies)},
     {ZOR_NAMED(g_StreamProcessingActions)},
     {ZOR_NAMED(g_StorageFunctionalStates)},
-    {ZOR_NAMED(g_LogSeverityEnums)},
+    {"g_LogSeverityEnums", mu::g_LogSeverityEnums},
 };
 
 #undef ZOR_NAMED

@@ -33,6 +33,9 @@ protected:
     ~IXMLAble() = default;
 };
 
+namespace mu
+{
+
 /// Either writes a record's fields into an element or reads them from it, so that one list of the
 /// fields, in the order of the document, serves both and cannot drift apart. Writing makes missing
 /// children; reading makes none. An invalid element gives and takes nothing.
@@ -111,5 +114,7 @@ private:
     bool m_bToXML;
     bool m_bAllSucceeded = true;
 };
+
+} // namespace mu
 
 #endif

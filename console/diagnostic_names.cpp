@@ -11,13 +11,13 @@ EDiagnosticNames ReadDiagnosticNames(const CEasyXML& exmlParams, std::vector<std
         return EDiagnosticNames::NoParameters;
     }
     CEasyXMLNode nodeConfig =
-        nodeRoot.SyncChild(L"zor:CaptureDeviceConfig", g_wszDocumentNamespace, false);
+        nodeRoot.SyncChild(L"zor:CaptureDeviceConfig", mu::g_wszDocumentNamespace, false);
     if (!nodeConfig.IsValid())
     {
         return EDiagnosticNames::NoConfiguration;
     }
     CEasyXMLNode nodeTypes =
-        nodeConfig.SyncChild(L"zor:DiagnosticTypes", g_wszDocumentNamespace, false);
+        nodeConfig.SyncChild(L"zor:DiagnosticTypes", mu::g_wszDocumentNamespace, false);
     if (!nodeTypes.IsValid())
     {
         return EDiagnosticNames::NoTypes;

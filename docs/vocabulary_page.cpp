@@ -23,7 +23,7 @@ void WriteFeatures()
         const auto iLevel = static_cast<std::int32_t>(
             GetRequiredAccessLevelForDeviceFeature(EDeviceFeature{row.m_iValue}));
         std::printf("| %d | %s | %d %s |\n", row.m_iValue, Text(row.m_wszText).c_str(), iLevel,
-                    Text(GetEnumerationText(g_DeviceAccessLevelEnumeration, iLevel)).c_str());
+                    Text(mu::GetEnumerationText(g_DeviceAccessLevelEnumeration, iLevel)).c_str());
     }
 }
 
@@ -39,11 +39,11 @@ void WriteTable(const SVocabularyTable& table)
 void WriteCodecs()
 {
     std::puts("\n## g_MediaCodecEnums\n\n| Media kind | Codec | Text |\n|---|---|---|");
-    for (const SMediaCodecEntry& row : g_MediaCodecEnums)
+    for (const mu::SMediaCodecEntry& row : g_MediaCodecEnums)
     {
         std::printf(
             "| %d %s | %d | %s |\n", row.m_iMediaKind,
-            Text(GetEnumerationText(g_SourceChannelTypesEnumeration, row.m_iMediaKind)).c_str(),
+            Text(mu::GetEnumerationText(g_SourceChannelTypesEnumeration, row.m_iMediaKind)).c_str(),
             row.m_iCodec, Text(row.m_wszText).c_str());
     }
 }
@@ -51,7 +51,7 @@ void WriteCodecs()
 void WriteHardwareModels()
 {
     std::puts("\n## g_HardwareModels\n\n| Model | Identifier |\n|---|---|");
-    for (const SHardwareModelEntry& row : g_HardwareModels)
+    for (const mu::SHardwareModelEntry& row : mu::g_HardwareModels)
     {
         std::printf("| %s | %s |\n", Text(row.m_wszModel).c_str(),
                     Text(row.m_wszIdentifier).c_str());

@@ -2,6 +2,9 @@
 
 #include <algorithm>
 
+namespace mu
+{
+
 void CBlockRing::Clear()
 {
     m_iDataEnd = 0;
@@ -74,3 +77,5 @@ bool CBlockRing::Skip(int iSize)
     const int iFirst = std::min(iSize, iBlockSize);
     return CommitRead(iOffset, iFirst) && (iFirst == iSize || CommitRead(0, iSize - iFirst));
 }
+
+} // namespace mu

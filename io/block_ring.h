@@ -3,6 +3,9 @@
 
 #include <algorithm>
 
+namespace mu
+{
+
 /// Which bytes of a ring are unread and which are free, as offsets. It touches no memory and has no
 /// lock: CSafeStreamBuffer adds both.
 ///
@@ -177,5 +180,7 @@ inline bool CBlockRing::CommitRead(int iOffset, int iSize)
     m_ullTotalRead += static_cast<unsigned int>(iSize);
     return true;
 }
+
+} // namespace mu
 
 #endif

@@ -6,6 +6,9 @@
 
 #include "io/block_ring.h"
 
+namespace mu
+{
+
 /// The state of a ring for whoever cannot take its lock, because who holds it crashed: as it was
 /// after the last change, also while the next one is under way.
 class CRingSnapshot
@@ -41,5 +44,7 @@ private:
     std::array<CBlockRing, 2> m_aRings;
     std::atomic<unsigned> m_uTaken{0}; // modulo 2, the index of the one that is whole
 };
+
+} // namespace mu
 
 #endif

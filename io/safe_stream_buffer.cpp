@@ -39,7 +39,7 @@ int CSafeStreamBuffer::OffsetOf(const void* pBlock) const
     const auto uOffset =
         reinterpret_cast<std::uintptr_t>(pBlock) - reinterpret_cast<std::uintptr_t>(m_pMemory);
     return uOffset < static_cast<std::uintptr_t>(m_ring.GetSize()) ? static_cast<int>(uOffset)
-                                                                   : CBlockRing::kNone;
+                                                                   : mu::CBlockRing::kNone;
 }
 
 bool CSafeStreamBuffer::CanWrite() const
@@ -82,7 +82,7 @@ bool CSafeStreamBuffer::WaitForSignal(CMutexProtection& mpState, unsigned long d
 
 void* CSafeStreamBuffer::HandOutWriteBlock(int iOffset, int iSize)
 {
-    if (iOffset == CBlockRing::kNone)
+    if (iOffset == mu::CBlockRing::kNone)
     {
         return nullptr;
     }
@@ -379,7 +379,7 @@ bool CSafeStreamBuffer::IsStreaming() const
 bool CSafeStreamBuffer::IsPointerInBuffer(const void* p) const
 {
     const CMutexProtection mpState(m_mutex, mu::kInfinite);
-    return OffsetOf(p) != CBlockRing::kNone;
+    return OffsetOf(p) != mu::CBlockRing::kNone;
 }
 
 int CSafeStreamBuffer::GetAvailableSizeToWrite() const
@@ -416,7 +416,7 @@ unsigned long long CSafeStreamBuffer::GetTotalRead() const
 
 const void* CSafeStreamBuffer::GetBlockInCrash(unsigned long long& ullByte, int& iSize) const
 {
-    CBlockRing ring = m_snapshot.Get();
+    mu::CBlockRing ring = m_snapshot.Get();
     ullByte = std::max(ullByte, ring.GetTotalRead());
     const unsigned long long ullSkipped = ullByte - ring.GetTotalRead();
     if (ullSkipped >= static_cast<unsigned>(ring.GetUnreadSize()))

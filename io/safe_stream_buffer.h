@@ -180,8 +180,8 @@ private:
     bool m_bSignalled = false;           // the data event
     std::unique_ptr<char[]> m_pInternal; // null: external memory or none
     char* m_pMemory = nullptr;
-    CBlockRing m_ring;
-    CRingSnapshot m_snapshot;
+    mu::CBlockRing m_ring;
+    mu::CRingSnapshot m_snapshot;
     bool m_bEndOfStream = false;
     bool m_bEnabled = true;
     bool m_bFrozen = false;

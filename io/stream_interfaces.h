@@ -9,6 +9,9 @@
 
 class IStreamWriter;
 
+namespace mu
+{
+
 /// For a transport that works in a block by itself (a device, a network stack).
 class IStreamTransportClient : public virtual ISticky
 {
@@ -21,8 +24,10 @@ protected:
     ~IStreamTransportClient() = default;
 };
 
+} // namespace mu
+
 /// Where a stream is read. For one thread at a time.
-class IStreamReader : public IStreamTransportClient
+class IStreamReader : public mu::IStreamTransportClient
 {
 public:
     /// The next unread bytes in one piece, and their number. Waits for them; null and 0 when the
@@ -50,7 +55,7 @@ protected:
 };
 
 /// Where a stream is written. For one thread at a time.
-class IStreamWriter : public IStreamTransportClient
+class IStreamWriter : public mu::IStreamTransportClient
 {
 public:
     /// A block of iSize bytes to fill; null when there is no room for it now.

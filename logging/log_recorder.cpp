@@ -91,8 +91,8 @@ void CLogRecorder::LogText(const char* szText)
 
 void CLogRecorder::GetXMLLogMessage(const char* szText, CEasyXML& exmlMessage)
 {
-    exmlMessage.AddRoot(L"zor:Message", g_wszDocumentNamespace)
-        .SetAttributeValue(L"zor:Text", g_wszDocumentNamespace, szText);
+    exmlMessage.AddRoot(L"zor:Message", mu::g_wszDocumentNamespace)
+        .SetAttributeValue(L"zor:Text", mu::g_wszDocumentNamespace, szText);
 }
 
 // Takes the document over and leaves an empty one: handles on one document are for one thread.

@@ -154,7 +154,7 @@ void CLogRecorder::AppendHTMLTable(std::string& html, int iMaxLength)
 bool CLogRecorder::SaveInXMLFile(const wchar_t* wszPath)
 {
     CEasyXML exmlMessages;
-    CEasyXMLNode root = exmlMessages.AddRoot(L"zor:LogMessages", g_wszDocumentNamespace);
+    CEasyXMLNode root = exmlMessages.AddRoot(L"zor:LogMessages", mu::g_wszDocumentNamespace);
     for (const SLogMessageRec& record : m_messages)
     {
         root.AppendChild(record.m_exmlMessage.GetRoot());

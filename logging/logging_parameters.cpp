@@ -4,7 +4,7 @@
 
 const wchar_t* SLoggingParameters::GetLogSeverityName(int iIndex)
 {
-    return GetEnumerationText(g_LogSeverityEnums, iIndex);
+    return mu::GetEnumerationText(mu::g_LogSeverityEnums, iIndex);
 }
 
 int SLoggingParameters::GetLogSeverityIndex(const wchar_t* wszName)
@@ -12,23 +12,23 @@ int SLoggingParameters::GetLogSeverityIndex(const wchar_t* wszName)
     std::int32_t iIndex = -1;
     if (wszName != nullptr)
     {
-        GetEnumerationValue(g_LogSeverityEnums, wszName, iIndex);
+        mu::GetEnumerationValue(mu::g_LogSeverityEnums, wszName, iIndex);
     }
     return iIndex;
 }
 
 bool SLoggingParameters::SyncXML(CEasyXMLNode& node, bool bToXML)
 {
-    CXMLFields fields(node, bToXML);
-    fields.Choice(L"zor:LogSeverity", g_LogSeverityEnums, m_iLogSeverity);
+    mu::CXMLFields fields(node, bToXML);
+    fields.Choice(L"zor:LogSeverity", mu::g_LogSeverityEnums, m_iLogSeverity);
     fields.Child(L"zor:MaxNumberOfLogMessages", m_iMaxNumberOfLogMessages);
-    fields.Group(L"zor:LogViewer",
-                 [this](CXMLFields& viewer) { viewer.Child(L"zor:AutoRefresh", m_bAutoRefresh); });
+    fields.Group(L"zor:LogViewer", [this](mu::CXMLFields& viewer)
+                 { viewer.Child(L"zor:AutoRefresh", m_bAutoRefresh); });
     return fields.AllSucceeded();
 }
 
 bool SLoggingParameters::ToXML(CEasyXMLNode& parent)
 {
-    CEasyXMLNode node = parent.AppendChild(L"zor:LoggingParameters", g_wszDocumentNamespace);
+    CEasyXMLNode node = parent.AppendChild(L"zor:LoggingParameters", mu::g_wszDocumentNamespace);
     return SyncXML(node, true);
 }

@@ -6,6 +6,9 @@
 #include "logging/logger.h"
 #include "xml/easy_xml_node.h"
 
+namespace mu
+{
+
 /// The names of severities (IBaseLogger::Severity) in documents.
 inline constexpr SEnumerationEntry g_LogSeverityEnums[] = {
     {IBaseLogger::Undefined, L"Undefined"},
@@ -14,6 +17,8 @@ inline constexpr SEnumerationEntry g_LogSeverityEnums[] = {
     {IBaseLogger::Error, L"Error"},
 };
 static_assert(IsVocabulary(g_LogSeverityEnums, 0, 3));
+
+} // namespace mu
 
 /// What the log of messages keeps, and whether its page in a browser refreshes itself: the element
 /// "zor:LoggingParameters".

@@ -19,6 +19,9 @@
 #include <arm_neon.h>
 #endif
 
+namespace mu
+{
+
 /// A machine word of bytes, for any processor whose words begin with their lowest byte.
 class CPortableByteBlock
 {
@@ -190,5 +193,7 @@ using CByteBlock = CNeonByteBlock;
 #else
 using CByteBlock = CPortableByteBlock;
 #endif
+
+} // namespace mu
 
 #endif

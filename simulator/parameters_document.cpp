@@ -72,7 +72,7 @@ std::string MakeBuiltInDocument(const CRecorderConfiguration* pConfiguration)
     CEasyXML exmlParams;
     CEasyXMLNode root = exmlParams.LoadFromText(strText.data(), mu::IntCount(strText.size()));
     const auto recordOf = [&](const wchar_t* wszName)
-    { return root.SyncChild(wszName, g_wszDocumentNamespace, true); };
+    { return root.SyncChild(wszName, mu::g_wszDocumentNamespace, true); };
     CEasyXMLNode recorderNode = recordOf(L"zor:MediaRecorderConfig");
     recorder.SyncXML(recorderNode, true);
     CEasyXMLNode loggingNode = recordOf(L"zor:LoggingParameters");

@@ -27,7 +27,7 @@ bool Widen(const std::string& strText, std::wstring& wsText)
 
 CEasyXMLNode RecordOf(CEasyXMLNode root, const wchar_t* wszName, bool bCreate)
 {
-    return root.SyncChild(wszName, g_wszDocumentNamespace, bCreate);
+    return root.SyncChild(wszName, mu::g_wszDocumentNamespace, bCreate);
 }
 
 /// Whether the root is the recorder's; a document may leave out the prefix's declaration.
@@ -37,7 +37,7 @@ bool IsConfiguration(CEasyXMLNode root)
     std::wstring wsLocal;
     std::wstring wsNamespace;
     return root.GetName(wsName) && wsName == kRoot && root.GetName(wsLocal, wsNamespace) &&
-           (wsNamespace.empty() || wsNamespace == g_wszDocumentNamespace);
+           (wsNamespace.empty() || wsNamespace == mu::g_wszDocumentNamespace);
 }
 
 } // namespace
@@ -110,7 +110,7 @@ std::string CRecorderConfiguration::Load(const std::string& strPath,
 
 void CRecorderConfiguration::WriteInto(CVariablesTree& document)
 {
-    CEasyXMLNode root(document.AppendNode(kRoot, g_wszDocumentNamespace, nullptr));
+    CEasyXMLNode root(document.AppendNode(kRoot, mu::g_wszDocumentNamespace, nullptr));
     m_recorder.ToXML(root);
     m_logging.ToXML(root);
 }
@@ -126,7 +126,7 @@ std::string CRecorderConfiguration::SetRootDirectory(const std::string& strRoot)
     {
         m_recorder.m_wsRootDirectory = wsRoot;
         RecordOf(CEasyXMLNode(m_document.GetRoot()), L"zor:MediaRecorderConfig", true)
-            .SyncChild(L"zor:RootDirectory", g_wszDocumentNamespace, true)
+            .SyncChild(L"zor:RootDirectory", mu::g_wszDocumentNamespace, true)
             .SetTextValue(wsRoot);
         m_bChanged = true;
     }

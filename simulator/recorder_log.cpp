@@ -94,7 +94,7 @@ bool CRecorderLog::Start()
     {
         return true;
     }
-    m_pScheduler = new AutoDeleteThreadObjectImpl<CScheduler>;
+    m_pScheduler = new AutoDeleteThreadObjectImpl<mu::CScheduler>;
     m_pScheduler->AddRef();
     if (!m_pScheduler->Start("Scheduler") || !m_dailyLog.SetBufferSize(kBufferSize))
     {

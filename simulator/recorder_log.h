@@ -61,7 +61,7 @@ private:
     CMediaRecorderConfiguration& m_configuration;
     TMember<CLogRecorder> m_recorder;
     TMember<CDailyLog> m_dailyLog;
-    AutoDeleteThreadObjectImpl<CScheduler>* m_pScheduler = nullptr; // null: no file
+    AutoDeleteThreadObjectImpl<mu::CScheduler>* m_pScheduler = nullptr; // null: no file
 };
 
 #endif

@@ -75,10 +75,10 @@ void CompareElements(const std::string& strPath, const CVariablesSubTree& read,
         return strPath + (strPath.empty() ? "" : "/") +
                mu::WideStringToNarrow(std::wstring(wsvName));
     };
-    for (const SNodeAttribute& attribute : used.GetAttributes())
+    for (const mu::SNodeAttribute& attribute : used.GetAttributes())
     {
         const std::wstring_view wsvName = attribute.m_name.View();
-        const SNodeAttribute* const pRead = read.GetAttributes().Find(wsvName);
+        const mu::SNodeAttribute* const pRead = read.GetAttributes().Find(wsvName);
         if (pRead != nullptr && !wsvName.starts_with(L"xmlns"))
         {
             Compare(pathTo(wsvName), pRead->m_value.View(), attribute.m_value.View(), vecLines);

@@ -16,6 +16,9 @@
 #include "threading/simple_thread.h"
 #include "threading/thread_id.h"
 
+namespace mu
+{
+
 namespace
 {
 
@@ -302,3 +305,5 @@ void CScheduler::RemoveTasks(unsigned long long ullTask, TaskCallback pTask, voi
             iAll != 0);
     }
 }
+
+} // namespace mu

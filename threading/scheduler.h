@@ -3,6 +3,9 @@
 
 #include "threading/scheduler_interface.h"
 
+namespace mu
+{
+
 class CSchedulerThread;
 
 /// A scheduler for applications, made as AutoDeleteThreadObjectImpl<CScheduler>. Tasks run in the
@@ -43,5 +46,7 @@ protected:
 private:
     CSchedulerThread* m_pThread = nullptr; // shared with the thread that runs on it
 };
+
+} // namespace mu
 
 #endif

@@ -18,6 +18,9 @@
 #include "threading/thread_id.h"
 #include "threading/wait_time.h"
 
+namespace mu
+{
+
 /// What the thread and others know of each other. The thread begins and ends under the lock, so
 /// whoever holds it may use the handle and the stack that the top entry is on.
 struct SSimpleThreadRun
@@ -27,17 +30,19 @@ struct SSimpleThreadRun
     SFuncStateEntry* m_pTopEntry = nullptr;
 };
 
+} // namespace mu
+
 /// Goes from the starter to the thread, and stays until both have released it.
 struct SSimpleThreadFunctionParameters : ISticky
 {
     CSimpleThread* m_pThread;
     void* m_pParam;
     std::string m_strThreadName;
-    std::shared_ptr<SSimpleThreadRun> m_pRun;
+    std::shared_ptr<mu::SSimpleThreadRun> m_pRun;
 
 protected:
     SSimpleThreadFunctionParameters(CSimpleThread* pThread, void* pParam, const char* szThreadName,
-                                    std::shared_ptr<SSimpleThreadRun> pRun)
+                                    std::shared_ptr<mu::SSimpleThreadRun> pRun)
         : m_pThread(pThread),
           m_pParam(pParam),
           m_strThreadName(szThreadName != nullptr ? szThreadName : ""),
@@ -52,7 +57,7 @@ namespace
 
 SSimpleThreadFunctionParameters* MakeParameters(CSimpleThread* pThread, void* pParam,
                                                 const char* szThreadName,
-                                                const std::shared_ptr<SSimpleThreadRun>& pRun)
+                                                const std::shared_ptr<mu::SSimpleThreadRun>& pRun)
 {
     try
     {
@@ -86,7 +91,7 @@ class CLastStages
 {
 public:
     CLastStages(const char*& szStage, SSimpleThreadFunctionParameters* pParameters,
-                SSimpleThreadRun& run, const SFuncStateEntry* pTopEntry)
+                mu::SSimpleThreadRun& run, const SFuncStateEntry* pTopEntry)
         : m_szStage(szStage), m_pParameters(pParameters), m_run(run), m_pTopEntry(pTopEntry)
     {
     }
@@ -115,13 +120,13 @@ public:
 private:
     const char*& m_szStage;
     SSimpleThreadFunctionParameters* const m_pParameters;
-    SSimpleThreadRun& m_run;
+    mu::SSimpleThreadRun& m_run;
     const SFuncStateEntry* const m_pTopEntry;
 };
 
 } // namespace
 
-CSimpleThread::CSimpleThread() : m_pRun(std::make_shared<SSimpleThreadRun>()) {}
+CSimpleThread::CSimpleThread() : m_pRun(std::make_shared<mu::SSimpleThreadRun>()) {}
 
 CSimpleThread::~CSimpleThread() = default;
 
@@ -132,7 +137,7 @@ bool CSimpleThread::StartThread(const char* szThreadName, void* pParam, unsigned
         *pdwThreadID = 0;
     }
     // This object may be gone as soon as the thread has begun.
-    const std::shared_ptr<SSimpleThreadRun> pRun = m_pRun;
+    const std::shared_ptr<mu::SSimpleThreadRun> pRun = m_pRun;
     SSimpleThreadFunctionParameters* const pParameters =
         pRun->m_mutex.IsValid() ? MakeParameters(this, pParam, szThreadName, pRun) : nullptr;
     if (pParameters == nullptr)
@@ -191,7 +196,7 @@ void* CSimpleThread::MyMainThreadFunction(void* pParameters)
     auto* const pOwnParameters = static_cast<SSimpleThreadFunctionParameters*>(pParameters);
     // Reports read the name until the end, when the parameters are gone.
     const std::string strThreadName = std::move(pOwnParameters->m_strThreadName);
-    const std::shared_ptr<SSimpleThreadRun> pRun = pOwnParameters->m_pRun;
+    const std::shared_ptr<mu::SSimpleThreadRun> pRun = pOwnParameters->m_pRun;
     const char* const szThreadName = strThreadName.c_str();
     const unsigned long tid = mu::GetCurrentThreadID();
     const char* szStage = "initial";

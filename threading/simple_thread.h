@@ -3,7 +3,10 @@
 
 #include <memory>
 
+namespace mu
+{
 struct SSimpleThreadRun;
+}
 
 /// The base of a worker: a derived class gives the body of a detached thread.
 ///
@@ -51,7 +54,7 @@ protected:
 private:
     int m_iLastError = 0;
     unsigned long m_dwThreadID = 0;
-    const std::shared_ptr<SSimpleThreadRun>
+    const std::shared_ptr<mu::SSimpleThreadRun>
         m_pRun; // shared with the thread, which may outlive this
 };
 

@@ -8,18 +8,19 @@
 namespace
 {
 
-SNodeAttribute* AllocateItems(SNodeAttribute* pOld, std::size_t uCount)
+mu::SNodeAttribute* AllocateItems(mu::SNodeAttribute* pOld, std::size_t uCount)
 {
-    if (uCount > PTRDIFF_MAX / sizeof(SNodeAttribute))
+    if (uCount > PTRDIFF_MAX / sizeof(mu::SNodeAttribute))
     {
         throw std::bad_alloc();
     }
-    void* const pItems = std::realloc(static_cast<void*>(pOld), uCount * sizeof(SNodeAttribute));
+    void* const pItems =
+        std::realloc(static_cast<void*>(pOld), uCount * sizeof(mu::SNodeAttribute));
     if (pItems == nullptr)
     {
         throw std::bad_alloc();
     }
-    return static_cast<SNodeAttribute*>(pItems);
+    return static_cast<mu::SNodeAttribute*>(pItems);
 }
 
 } // namespace
@@ -42,16 +43,16 @@ CNodeAttributesMap::~CNodeAttributesMap()
     }
 }
 
-SNodeAttribute* CNodeAttributesMap::LowerBound(std::wstring_view wsName) const
+mu::SNodeAttribute* CNodeAttributesMap::LowerBound(std::wstring_view wsName) const
 {
     return std::lower_bound(m_pItems, m_pItems + m_uCount, wsName,
-                            [](const SNodeAttribute& attribute, std::wstring_view ws)
-                            { return IsTextBefore(attribute.m_name.View(), ws); });
+                            [](const mu::SNodeAttribute& attribute, std::wstring_view ws)
+                            { return mu::IsTextBefore(attribute.m_name.View(), ws); });
 }
 
-const SNodeAttribute* CNodeAttributesMap::Find(std::wstring_view wsName) const
+const mu::SNodeAttribute* CNodeAttributesMap::Find(std::wstring_view wsName) const
 {
-    const SNodeAttribute* const pFound = LowerBound(wsName);
+    const mu::SNodeAttribute* const pFound = LowerBound(wsName);
     return pFound != end() && pFound->m_name.View() == wsName ? pFound : nullptr;
 }
 
@@ -68,7 +69,7 @@ void CNodeAttributesMap::ReserveOneMore()
     }
     else
     {
-        SNodeAttribute* const pItems = AllocateItems(nullptr, uCapacity);
+        mu::SNodeAttribute* const pItems = AllocateItems(nullptr, uCapacity);
         std::copy(begin(), end(), pItems);
         m_pItems = pItems;
     }
@@ -77,14 +78,14 @@ void CNodeAttributesMap::ReserveOneMore()
 
 void CNodeAttributesMap::Set(std::wstring_view wsName, std::wstring_view wsValue)
 {
-    SNodeAttribute* pAttribute = LowerBound(wsName);
+    mu::SNodeAttribute* pAttribute = LowerBound(wsName);
     if (pAttribute != end() && pAttribute->m_name.View() == wsName)
     {
         pAttribute->m_value.Assign(wsValue);
         return;
     }
 
-    SNodeAttribute added;
+    mu::SNodeAttribute added;
     try
     {
         added.m_name.Assign(wsName);
@@ -114,17 +115,17 @@ void CNodeAttributesMap::Add(const CNodeAttributesMap& other, bool bReplace)
     CNodeAttributesMap merged;
     merged.m_pItems = AllocateItems(nullptr, std::size_t{m_uCount} + other.m_uCount);
     merged.m_uHeapCapacity = m_uCount + other.m_uCount;
-    const SNodeAttribute* pOwn = begin();
-    const SNodeAttribute* pOther = other.begin();
+    const mu::SNodeAttribute* pOwn = begin();
+    const mu::SNodeAttribute* pOther = other.begin();
     while (pOwn != end() || pOther != other.end())
     {
         const bool bOther =
-            pOwn == end() ||
-            (pOther != other.end() && !IsTextBefore(pOwn->m_name.View(), pOther->m_name.View()));
+            pOwn == end() || (pOther != other.end() &&
+                              !mu::IsTextBefore(pOwn->m_name.View(), pOther->m_name.View()));
         const bool bBoth = bOther && pOwn != end() && pOwn->m_name.View() == pOther->m_name.View();
-        const SNodeAttribute& named = bOther ? *pOther : *pOwn;
-        const SNodeAttribute& valued = bBoth && !bReplace ? *pOwn : named;
-        SNodeAttribute& added = *new (&merged.m_pItems[merged.m_uCount]) SNodeAttribute;
+        const mu::SNodeAttribute& named = bOther ? *pOther : *pOwn;
+        const mu::SNodeAttribute& valued = bBoth && !bReplace ? *pOwn : named;
+        mu::SNodeAttribute& added = *new (&merged.m_pItems[merged.m_uCount]) mu::SNodeAttribute;
         ++merged.m_uCount;
         added.m_name.Assign(named.m_name.View());
         added.m_value.Assign(valued.m_value.View());

@@ -8,11 +8,19 @@
 
 #include "xml/tree_text.h"
 
+namespace mu
+{
+
 struct SNodeAttribute
 {
     STreeText m_name;
     STreeText m_value;
 };
+
+template <class TChar>
+class CDocumentParser;
+
+} // namespace mu
 
 /// An element's attributes: qualified names and unescaped values, in ascending order of the names
 /// by unsigned units, each name once. Stored as one sorted array.
@@ -26,13 +34,13 @@ public:
     CNodeAttributesMap& operator=(const CNodeAttributesMap&) = delete;
     ~CNodeAttributesMap();
 
-    const SNodeAttribute* begin() const { return m_pItems; }
-    const SNodeAttribute* end() const { return m_pItems + m_uCount; }
+    const mu::SNodeAttribute* begin() const { return m_pItems; }
+    const mu::SNodeAttribute* end() const { return m_pItems + m_uCount; }
     std::size_t size() const { return m_uCount; }
     bool empty() const { return m_uCount == 0; }
 
     /// Null if there is none of that name.
-    const SNodeAttribute* Find(std::wstring_view wsName) const;
+    const mu::SNodeAttribute* Find(std::wstring_view wsName) const;
     /// Adds the attribute or replaces its value.
     void Set(std::wstring_view wsName, std::wstring_view wsValue);
     /// Adds the attributes of the other map; where a name is in both, the other's value replaces
@@ -43,7 +51,7 @@ public:
     void EraseIf(TPredicate isDropped)
     {
         std::uint32_t uKept = 0;
-        for (SNodeAttribute* p = m_pItems; p != m_pItems + m_uCount; ++p)
+        for (mu::SNodeAttribute* p = m_pItems; p != m_pItems + m_uCount; ++p)
         {
             if (isDropped(p->m_name.View()))
             {
@@ -75,14 +83,14 @@ public:
 
 private:
     template <class TChar>
-    friend class CDocumentParser;
+    friend class mu::CDocumentParser;
 
-    SNodeAttribute* LowerBound(std::wstring_view wsName) const;
+    mu::SNodeAttribute* LowerBound(std::wstring_view wsName) const;
     bool OwnsItems() const { return m_uHeapCapacity != 0; }
     void ReserveOneMore();
 
     // Sorted. In the document's memory when the heap capacity is 0.
-    SNodeAttribute* m_pItems = nullptr;
+    mu::SNodeAttribute* m_pItems = nullptr;
     std::uint32_t m_uCount = 0;
     std::uint32_t m_uHeapCapacity = 0;
 };

@@ -124,8 +124,8 @@ void CEasyXML::GetNamespacePrefixes(CNamespacesPrefixesMap& mapPrefixes) const
     CFunctionSwitch fsPrefixes("EXML::GNSPFX");
 
     const CVariablesSubTree* const pRoot = Tree().GetRoot();
-    for (const CVariablesSubTree* p = pRoot; p != nullptr; p = NextInDocument(p, pRoot))
+    for (const CVariablesSubTree* p = pRoot; p != nullptr; p = mu::NextInDocument(p, pRoot))
     {
-        AddDeclaredPrefixes(*p, mapPrefixes);
+        mu::AddDeclaredPrefixes(*p, mapPrefixes);
     }
 }

@@ -84,7 +84,7 @@ public:
     {
         if (!m_bGathered && m_pElement != nullptr)
         {
-            AddPrefixesInForce(*m_pElement, m_mapPrefixes);
+            mu::AddPrefixesInForce(*m_pElement, m_mapPrefixes);
         }
         m_bGathered = true;
         const auto found = m_mapPrefixes.find(wsPrefix);
@@ -102,10 +102,11 @@ private:
 std::wstring_view ResolveOn(const CVariablesSubTree& element, std::wstring_view wsPrefix,
                             CPrefixResolver& around)
 {
-    for (const SNodeAttribute& attribute : element.GetAttributes())
+    for (const mu::SNodeAttribute& attribute : element.GetAttributes())
     {
         std::wstring_view wsDeclared;
-        if (IsNamespaceDeclaration(attribute.m_name.View(), wsDeclared) && wsDeclared == wsPrefix)
+        if (mu::IsNamespaceDeclaration(attribute.m_name.View(), wsDeclared) &&
+            wsDeclared == wsPrefix)
         {
             return attribute.m_value.View();
         }
@@ -140,7 +141,7 @@ bool CEasyXMLNode::GetName(std::wstring& wsLocal, std::wstring& wsNamespaceURI) 
     {
         return false;
     }
-    const SQualifiedName name(m_pElement->GetName());
+    const mu::SQualifiedName name(m_pElement->GetName());
     wsLocal = name.m_wsLocal;
     CPrefixResolver resolver(m_pElement);
     wsNamespaceURI = resolver.Resolve(name.m_wsPrefix);
@@ -171,7 +172,7 @@ CEasyXMLNode CEasyXMLNode::GetChildByName(const std::wstring& wsLocal,
         CPrefixResolver around(m_pElement);
         for (CVariablesSubTree* const pChild : m_pElement->GetChildren())
         {
-            const SQualifiedName name(pChild->GetName());
+            const mu::SQualifiedName name(pChild->GetName());
             if (name.m_wsLocal == wsLocal &&
                 ResolveOn(*pChild, name.m_wsPrefix, around) == wsNamespaceURI)
             {
@@ -240,7 +241,7 @@ bool CEasyXMLNode::GetNamespacePrefixes(CNamespacesPrefixesMap& mapPrefixes, boo
 {
     if (IsValid())
     {
-        (bInherited ? AddPrefixesInForce : AddDeclaredPrefixes)(*m_pElement, mapPrefixes);
+        (bInherited ? mu::AddPrefixesInForce : mu::AddDeclaredPrefixes)(*m_pElement, mapPrefixes);
     }
     return IsValid();
 }
@@ -284,7 +285,7 @@ bool CEasyXMLNode::GetAttributesTextWithoutNS(std::wstring& wsText) const
         [](std::wstring_view wsName)
         {
             std::wstring_view wsPrefix;
-            return IsNamespaceDeclaration(wsName, wsPrefix);
+            return mu::IsNamespaceDeclaration(wsName, wsPrefix);
         });
     wsText.clear();
     attributes.ToTagAttributes(wsText);
@@ -304,7 +305,7 @@ bool CEasyXMLNode::GetText(TValue& value) const
 template <class TValue>
 bool CEasyXMLNode::GetAttribute(const wchar_t* wszName, TValue& value) const
 {
-    const SNodeAttribute* const pAttribute =
+    const mu::SNodeAttribute* const pAttribute =
         IsValid() ? m_pElement->GetAttributes().Find(OrEmpty(wszName)) : nullptr;
     if (pAttribute != nullptr)
     {
@@ -440,12 +441,12 @@ bool CEasyXMLNode::GetAttributeValue(const std::wstring& wsLocal,
         return false;
     }
     CPrefixResolver resolver(m_pElement);
-    for (const SNodeAttribute& attribute : m_pElement->GetAttributes())
+    for (const mu::SNodeAttribute& attribute : m_pElement->GetAttributes())
     {
         std::wstring_view wsDeclared;
-        const SQualifiedName name(attribute.m_name.View());
+        const mu::SQualifiedName name(attribute.m_name.View());
         if (name.m_wsLocal == wsLocal &&
-            !IsNamespaceDeclaration(attribute.m_name.View(), wsDeclared) &&
+            !mu::IsNamespaceDeclaration(attribute.m_name.View(), wsDeclared) &&
             resolver.Resolve(name.m_wsPrefix) == wsNamespaceURI)
         {
             wsValue = attribute.m_value.View();

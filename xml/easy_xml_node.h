@@ -8,6 +8,9 @@
 
 #include "xml/element_tree.h"
 
+namespace mu
+{
+
 /// An object that stands for a bool, such as an element of std::vector<bool> or a
 /// std::atomic<bool>: it becomes one by itself and without narrowing, as none does that stands for
 /// a number.
@@ -17,6 +20,8 @@ concept StandsForBool = std::is_class_v<std::remove_reference_t<T>> &&
 {
     take({value});
 };
+
+} // namespace mu
 
 /// A handle on one element, which may be invalid. It owns nothing and may be used while the
 /// element lives in its document. On an invalid handle every getter answers false or an invalid
@@ -94,7 +99,7 @@ public:
     bool SetTextValue(long long llValue);
     bool SetTextValue(double dValue);
     bool SetTextValue(std::same_as<bool> auto bValue) { return SetTextBool(bValue); }
-    bool SetTextValue(StandsForBool auto&& value) { return SetTextBool(value); }
+    bool SetTextValue(mu::StandsForBool auto&& value) { return SetTextBool(value); }
 
     bool GetAttributeValue(const wchar_t* wszName, std::wstring& wsValue) const;
     bool GetAttributeValue(const wchar_t* wszName, std::string& strValue) const;
@@ -120,7 +125,7 @@ public:
     {
         return SetAttributeBool(wszName, bValue);
     }
-    bool SetAttributeValue(const wchar_t* wszName, const wchar_t*, StandsForBool auto&& value)
+    bool SetAttributeValue(const wchar_t* wszName, const wchar_t*, mu::StandsForBool auto&& value)
     {
         return SetAttributeBool(wszName, value);
     }

@@ -16,6 +16,9 @@ void NSPrefixFromName(const wchar_t* wszName, std::wstring& wsPrefix, int& iLoca
     iLocalStart = pColon != nullptr ? static_cast<int>(pColon - wszName) + 1 : 0;
 }
 
+namespace mu
+{
+
 const CVariablesSubTree* NextInDocument(const CVariablesSubTree* pElement,
                                         const CVariablesSubTree* pTop)
 {
@@ -33,6 +36,8 @@ const CVariablesSubTree* NextInDocument(const CVariablesSubTree* pElement,
     }
     return nullptr;
 }
+
+} // namespace mu
 
 CVariablesSubTreesVector::~CVariablesSubTreesVector()
 {
@@ -193,7 +198,7 @@ void CVariablesSubTree::FreeDescendants()
 int CVariablesSubTree::GetNodeCount() const
 {
     int iCount = 0;
-    for (const CVariablesSubTree* p = this; p != nullptr; p = NextInDocument(p, this))
+    for (const CVariablesSubTree* p = this; p != nullptr; p = mu::NextInDocument(p, this))
     {
         ++iCount;
     }
@@ -305,14 +310,14 @@ bool CVariablesSubTree::HasArenaElements() const
     const CVariablesSubTree* pElement = this;
     while (pElement != nullptr && !pElement->m_bInArena)
     {
-        pElement = NextInDocument(pElement, this);
+        pElement = mu::NextInDocument(pElement, this);
     }
     return pElement != nullptr;
 }
 
 void CVariablesSubTree::SetTree(CVariablesTree* pTree)
 {
-    for (const CVariablesSubTree* p = this; p != nullptr; p = NextInDocument(p, this))
+    for (const CVariablesSubTree* p = this; p != nullptr; p = mu::NextInDocument(p, this))
     {
         const_cast<CVariablesSubTree*>(p)->m_pTree = pTree;
     }

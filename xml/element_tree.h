@@ -12,9 +12,13 @@
 #include "xml/attributes_map.h"
 #include "xml/tree_text.h"
 
-class CTreeArena;
 class CVariablesSubTree;
 class CVariablesTree;
+
+namespace mu
+{
+class CTreeArena;
+}
 
 // An XML document as a tree of elements. An element has a qualified name ("prefix:local" or
 // "local"), attributes, one text and a list of children; there are no nodes of other kinds.
@@ -23,7 +27,7 @@ class CVariablesTree;
 // document and its elements are used by one thread at a time.
 
 /// Namespace prefix to namespace URI.
-using CNamespacesPrefixesMap = std::map<std::wstring, std::wstring, STextLess>;
+using CNamespacesPrefixesMap = std::map<std::wstring, std::wstring, mu::STextLess>;
 
 /// Splits a name at its first ':': the prefix before it (empty if there is none) and the position
 /// where the local part begins.
@@ -84,7 +88,7 @@ private:
     friend class CVariablesSubTree;
     friend class CVariablesTree;
     template <class TChar>
-    friend class CDocumentParser;
+    friend class mu::CDocumentParser;
 
     void Reserve(std::size_t uCount);
     CVariablesSubTree* PopLast() { return m_ppItems[--m_uCount]; }
@@ -119,8 +123,8 @@ public:
 
     std::wstring_view GetName() const { return m_name.View(); }
     std::wstring_view GetText() const { return m_text.View(); }
-    const STreeText& NameInTree() const { return m_name; }
-    const STreeText& TextInTree() const { return m_text; }
+    const mu::STreeText& NameInTree() const { return m_name; }
+    const mu::STreeText& TextInTree() const { return m_text; }
     const CNodeAttributesMap& GetAttributes() const { return m_attributes; }
     const CVariablesSubTreesVector& GetChildren() const { return m_children; }
     CVariablesTree* GetTree() const { return m_pTree; }
@@ -158,7 +162,7 @@ public:
 private:
     friend class CVariablesTree;
     template <class TChar>
-    friend class CDocumentParser;
+    friend class mu::CDocumentParser;
 
     struct SInArena
     {
@@ -182,20 +186,25 @@ private:
     void MergeOwnFields(const CVariablesSubTree& other);
     static bool ErasesChildren(const CNodeAttributesMap& attributes);
 
-    STreeText m_name;
+    mu::STreeText m_name;
     CNodeAttributesMap m_attributes;
     CVariablesSubTreesVector m_children;
-    STreeText m_text;
+    mu::STreeText m_text;
     CVariablesTree* m_pTree;
     CVariablesSubTree* m_pParent;
     std::int32_t m_iIndex;
     bool m_bInArena = false;
 };
 
+namespace mu
+{
+
 /// The element after pElement in document order (an element before its children), of those inside
 /// pTop; null at the end.
 const CVariablesSubTree* NextInDocument(const CVariablesSubTree* pElement,
                                         const CVariablesSubTree* pTop);
+
+} // namespace mu
 
 /// A document: a root element, or none, and whether an XML declaration is written before it.
 class CVariablesTree
@@ -252,7 +261,7 @@ public:
 private:
     friend class CVariablesSubTree;
     template <class TChar>
-    friend class CDocumentParser;
+    friend class mu::CDocumentParser;
 
     template <class TChar>
     bool Parse(const TChar* pText, std::size_t uLength);
@@ -260,7 +269,7 @@ private:
     void Place(CVariablesSubTree* pParent, CVariablesSubTree* pNode);
 
     CVariablesSubTree* m_pRoot = nullptr;
-    std::unique_ptr<CTreeArena> m_pArena; // of the elements that the parser made
+    std::unique_ptr<mu::CTreeArena> m_pArena; // of the elements that the parser made
     bool m_bHeaderEnabled = false;
     bool m_bHeapContent = false; // some element of the tree lies, or owns memory, outside the arena
 };

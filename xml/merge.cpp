@@ -38,7 +38,7 @@ private:
         std::vector<CVariablesSubTree*> m_vecChildren;
         std::size_t m_uTaken = 0;
     };
-    std::map<std::wstring_view, SQueue, STextLess> m_mapQueues;
+    std::map<std::wstring_view, SQueue, mu::STextLess> m_mapQueues;
 };
 
 bool HasWord(std::wstring_view wsText, std::wstring_view wsWord)
@@ -62,8 +62,8 @@ bool HasWord(std::wstring_view wsText, std::wstring_view wsWord)
 
 bool CVariablesSubTree::ErasesChildren(const CNodeAttributesMap& attributes)
 {
-    const SNodeAttribute* const pErase = attributes.Find(L"erase_children");
-    const SNodeAttribute* const pOptions = attributes.Find(L"__merge_options");
+    const mu::SNodeAttribute* const pErase = attributes.Find(L"erase_children");
+    const mu::SNodeAttribute* const pOptions = attributes.Find(L"__merge_options");
     return (pErase != nullptr && mu::StringToBool(std::wstring(pErase->m_value.View()))) ||
            (pOptions != nullptr && HasWord(pOptions->m_value.View(), L"erase_children"));
 }

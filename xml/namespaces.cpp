@@ -1,5 +1,8 @@
 #include "xml/namespaces.h"
 
+namespace mu
+{
+
 namespace
 {
 
@@ -56,3 +59,5 @@ SQualifiedName::SQualifiedName(std::wstring_view wsName) : m_wsLocal(wsName)
         m_wsLocal = wsName.substr(uColon + 1);
     }
 }
+
+} // namespace mu

@@ -7,6 +7,9 @@
 
 #include "xml/element_tree.h"
 
+namespace mu
+{
+
 /// Whether an attribute's name declares a namespace; then the prefix that it declares, which is
 /// empty for the default namespace. "xmlns:" alone declares none.
 bool IsNamespaceDeclaration(std::wstring_view wsAttributeName, std::wstring_view& wsPrefix);
@@ -24,5 +27,7 @@ struct SQualifiedName
     std::wstring_view m_wsPrefix;
     std::wstring_view m_wsLocal;
 };
+
+} // namespace mu
 
 #endif

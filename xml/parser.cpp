@@ -18,6 +18,9 @@
 #include "xml/text_scanner.h"
 #include "xml/tree_arena.h"
 
+namespace mu
+{
+
 /// Builds the elements of one text in an arena. Nothing is attached to the document before the
 /// whole text is read, so that a failure only drops the arena.
 template <class TChar>
@@ -258,6 +261,8 @@ private:
     std::vector<STreeText> m_vecTexts;
 };
 
+} // namespace mu
+
 template <class TChar>
 bool CVariablesTree::Parse(const TChar* pText, std::size_t uLength)
 {
@@ -265,8 +270,9 @@ bool CVariablesTree::Parse(const TChar* pText, std::size_t uLength)
     {
         return false; // a text's length has 32 bits
     }
-    auto pArena = std::make_unique<CTreeArena>(uLength);
-    CVariablesSubTree* const pRoot = CDocumentParser<TChar>(*this, *pArena, pText, uLength).Run();
+    auto pArena = std::make_unique<mu::CTreeArena>(uLength);
+    CVariablesSubTree* const pRoot =
+        mu::CDocumentParser<TChar>(*this, *pArena, pText, uLength).Run();
     if (pRoot == nullptr)
     {
         return false;
@@ -303,7 +309,7 @@ bool CVariablesTree::FromUTF8(const char* szXML, int iLength)
         return true;
     }
     // Either the text is no document, or it takes the lenient conversion to tell.
-    if (xml_scan::IsWellFormedUTF8(szXML, szXML + uLength))
+    if (mu::xml_scan::IsWellFormedUTF8(szXML, szXML + uLength))
     {
         return false;
     }
@@ -362,12 +368,12 @@ bool CNodeAttributesMap::Parse(const wchar_t** ppos, wchar_t chEnd)
     for (std::size_t uWindow = kFirstWindow;; uWindow *= 2)
     {
         const std::size_t uLength = wcsnlen(*ppos, uWindow);
-        CTreeArena arena(uLength);
-        CTagScanner<wchar_t> scan(arena, *ppos + uLength);
+        mu::CTreeArena arena(uLength);
+        mu::CTagScanner<wchar_t> scan(arena, *ppos + uLength);
         if (const wchar_t* const pListEnd = scan.ReadAttributes(*ppos, chEnd))
         {
             CNodeAttributesMap parsed;
-            for (const SNodeAttribute& attribute : scan.m_vecAttributes)
+            for (const mu::SNodeAttribute& attribute : scan.m_vecAttributes)
             {
                 parsed.Set(attribute.m_name.View(), attribute.m_value.View());
             }

@@ -9,6 +9,9 @@
 #include "xml/attributes_map.h"
 #include "xml/text_scanner.h"
 
+namespace mu
+{
+
 /// The steps that tags are made of. Each takes the place in the text where it begins and returns
 /// the place where it ended, or null where the text does not go on as it must. The place is passed
 /// and never kept in a member: the compiler could not hold that in a register.
@@ -108,5 +111,7 @@ private:
 
     CTreeArena& m_arena;
 };
+
+} // namespace mu
 
 #endif

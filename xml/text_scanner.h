@@ -17,7 +17,7 @@
 #include "xml/tree_arena.h"
 #include "xml/tree_text.h"
 
-namespace xml_scan
+namespace mu::xml_scan
 {
 
 enum ECharClass : std::uint8_t
@@ -317,6 +317,6 @@ inline const TChar* ReadPiece(const TChar* p, const TChar* pEnd, CTreeArena& are
     return ReadPieceSlowly(p, pEnd, arena, pWrite, end, piece);
 }
 
-} // namespace xml_scan
+} // namespace mu::xml_scan
 
 #endif

@@ -6,6 +6,9 @@
 #include <limits>
 #include <new>
 
+namespace mu
+{
+
 struct CTreeArena::SChunk
 {
     SChunk* m_pNext;
@@ -63,3 +66,5 @@ void CTreeArena::Move(std::size_t uKeep, std::size_t uBytes)
         std::memcpy(m_pNext, pKept, uKeep);
     }
 }
+
+} // namespace mu

@@ -4,6 +4,9 @@
 #include <cstddef>
 #include <cstdint>
 
+namespace mu
+{
+
 /// The memory of one parsed document. Pieces are cut off one after another, never given back
 /// singly, and dropped together. Nothing is destroyed: what lies here owns nothing outside, or is
 /// released by its owner first.
@@ -57,5 +60,7 @@ private:
     std::size_t m_uTextUnits;
     std::size_t m_uChunkBytes;
 };
+
+} // namespace mu
 
 #endif

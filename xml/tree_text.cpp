@@ -5,6 +5,9 @@
 #include <cwchar>
 #include <new>
 
+namespace mu
+{
+
 namespace
 {
 
@@ -58,3 +61,5 @@ bool IsTextBefore(std::wstring_view wsA, std::wstring_view wsB)
     }
     return wsA.size() < wsB.size();
 }
+
+} // namespace mu

@@ -5,6 +5,9 @@
 #include <string>
 #include <string_view>
 
+namespace mu
+{
+
 /// A text of an element tree: a name, a value or an element's text. It either lies in the memory
 /// of its document or owns a heap block. A plain record, so that arrays of it are moved as bytes:
 /// whoever holds it calls Release().
@@ -33,5 +36,7 @@ struct STextLess
         return IsTextBefore(wsA, wsB);
     }
 };
+
+} // namespace mu
 
 #endif

@@ -36,8 +36,8 @@ public:
     explicit CWideSink(std::wstring& wsOut) : m_wsOut(wsOut) {}
 
     void Markup(std::string_view strText) { m_wsOut.append(strText.begin(), strText.end()); }
-    void Raw(const STreeText& text) { m_wsOut.append(text.View()); }
-    void Escaped(const STreeText& text)
+    void Raw(const mu::STreeText& text) { m_wsOut.append(text.View()); }
+    void Escaped(const mu::STreeText& text)
     {
         const std::wstring_view wsText = text.View();
         std::size_t uStart = 0;
@@ -64,8 +64,8 @@ public:
     explicit CLengthSink(int& iTotalLength) : m_iTotalLength(iTotalLength) {}
 
     void Markup(std::string_view strText) { Add(strText.size()); }
-    void Raw(const STreeText& text) { Add(text.m_uLength); }
-    void Escaped(const STreeText& text)
+    void Raw(const mu::STreeText& text) { Add(text.m_uLength); }
+    void Escaped(const mu::STreeText& text)
     {
         std::size_t uLength = text.m_uLength;
         for (const wchar_t ch : text.View())
@@ -101,8 +101,8 @@ public:
         std::memcpy(m_pWrite, strText.data(), strText.size());
         m_pWrite += strText.size();
     }
-    void Raw(const STreeText& text) { Encode<false>(text); }
-    void Escaped(const STreeText& text) { Encode<true>(text); }
+    void Raw(const mu::STreeText& text) { Encode<false>(text); }
+    void Escaped(const mu::STreeText& text) { Encode<true>(text); }
     void Flush()
     {
         m_strOut.append(std::begin(m_szChunk), m_pWrite);
@@ -116,7 +116,7 @@ private:
     std::ptrdiff_t Room(const char* pWrite) const { return std::end(m_szChunk) - pWrite; }
 
     template <bool bEscape>
-    static std::ptrdiff_t FirstStop(const CByteBlock& block)
+    static std::ptrdiff_t FirstStop(const mu::CByteBlock& block)
     {
         auto stops = block.HighBits() | block.Equal('\0');
         if constexpr (bEscape)
@@ -124,7 +124,7 @@ private:
             stops |= block.Equal('<') | block.Equal('>') | block.Equal('&') | block.Equal('"') |
                      block.Equal('\'');
         }
-        return CByteBlock::First(stops);
+        return mu::CByteBlock::First(stops);
     }
 
     template <bool bEscape>
@@ -136,16 +136,16 @@ private:
     // pWrite is a local: any byte that is stored might be the member's, which would have to be
     // stored and loaded again for each.
     template <bool bEscape>
-    void Encode(const STreeText& text)
+    void Encode(const mu::STreeText& text)
     {
         const wchar_t* p = text.m_pText;
         const wchar_t* const pEnd = p + text.m_uLength;
         // The document's memory has room for a whole block behind each text.
-        const std::ptrdiff_t iLeastForBlock = text.m_uHeapCapacity == 0 ? 1 : CByteBlock::kSize;
+        const std::ptrdiff_t iLeastForBlock = text.m_uHeapCapacity == 0 ? 1 : mu::CByteBlock::kSize;
         char* pWrite = m_pWrite;
         while (true)
         {
-            if (Room(pWrite) < CByteBlock::kSize + kMarkupRoom)
+            if (Room(pWrite) < mu::CByteBlock::kSize + kMarkupRoom)
             {
                 m_pWrite = pWrite;
                 Flush();
@@ -157,11 +157,11 @@ private:
             }
             std::ptrdiff_t iStep;
             std::ptrdiff_t iPlain = 0;
-            if (CByteBlock::kPacksUnits && pEnd - p >= iLeastForBlock)
+            if (mu::CByteBlock::kPacksUnits && pEnd - p >= iLeastForBlock)
             {
-                const CByteBlock block(p);
+                const mu::CByteBlock block(p);
                 block.Store(pWrite);
-                iStep = std::min(pEnd - p, CByteBlock::kSize);
+                iStep = std::min(pEnd - p, mu::CByteBlock::kSize);
                 iPlain = std::min(FirstStop<bEscape>(block), iStep);
             }
             else
@@ -223,7 +223,7 @@ private:
 template <class TSink>
 void WriteAttributes(const CNodeAttributesMap& attributes, TSink& sink)
 {
-    for (const SNodeAttribute& attribute : attributes)
+    for (const mu::SNodeAttribute& attribute : attributes)
     {
         sink.Markup(" ");
         sink.Raw(attribute.m_name);

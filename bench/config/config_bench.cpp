@@ -22,7 +22,8 @@ CMediaRecorderConfiguration FullConfiguration()
     config.m_wsRootDirectory = L"/media/recordings";
     config.m_wsDownloadsRootDirectory = L"/media/downloads";
     config.m_ullFileSizeSplitThreshold = 1073741824;
-    config.m_remoteFileSystem = {ERemoteFileSystem::SMB, L"archive.example", L"recorder", L"0417"};
+    config.m_remoteFileSystem = {mu::ERemoteFileSystem::SMB, L"archive.example", L"recorder",
+                                 L"0417"};
     config.m_fileEncryption = {true, L"4f1d0c9a7be2"};
     return config;
 }
@@ -30,7 +31,7 @@ CMediaRecorderConfiguration FullConfiguration()
 std::string Save(CMediaRecorderConfiguration& config)
 {
     CEasyXML exml;
-    CEasyXMLNode root = exml.AddRoot(L"zor:DeviceParameters", g_wszDocumentNamespace);
+    CEasyXMLNode root = exml.AddRoot(L"zor:DeviceParameters", mu::g_wszDocumentNamespace);
     config.ToXML(root);
     std::string strXML;
     exml.GetXML(strXML);
@@ -144,7 +145,7 @@ void FindValues(benchmark::State& state, std::span<const SEnumerationEntry> tabl
         }
         else
         {
-            GetEnumerationValue(table, vTexts[i], iValue);
+            mu::GetEnumerationValue(table, vTexts[i], iValue);
         }
         benchmark::DoNotOptimize(iValue);
         i = i + 1 == vTexts.size() ? 0 : i + 1;
@@ -162,7 +163,7 @@ void FindTexts(benchmark::State& state, std::span<const SEnumerationEntry> table
     for (auto unused : state)
     {
         benchmark::DoNotOptimize(bMap ? map.find(iValue)->second
-                                      : GetEnumerationText(table, iValue));
+                                      : mu::GetEnumerationText(table, iValue));
         iValue = iValue + 1 == static_cast<std::int32_t>(table.size()) ? 0 : iValue + 1;
     }
 }

@@ -244,7 +244,8 @@ void AddCalls(std::vector<SWork>& works)
             return [pConfig = std::make_shared<CMediaRecorderConfiguration>()]
             {
                 CEasyXML exml;
-                CEasyXMLNode root = exml.AddRoot(L"zor:DeviceParameters", g_wszDocumentNamespace);
+                CEasyXMLNode root =
+                    exml.AddRoot(L"zor:DeviceParameters", mu::g_wszDocumentNamespace);
                 pConfig->ToXML(root);
                 std::string strXML;
                 exml.GetXML(strXML);
@@ -256,11 +257,11 @@ void AddCalls(std::vector<SWork>& works)
         {
             return []
             {
-                static const std::wstring wsText = GetEnumerationText(
+                static const std::wstring wsText = mu::GetEnumerationText(
                     g_DeviceFeatureEnums,
                     static_cast<std::int32_t>(std::size(g_DeviceFeatureEnums)) - 1);
                 std::int32_t iValue = 0;
-                GetEnumerationValue(g_DeviceFeatureEnums, wsText, iValue);
+                mu::GetEnumerationValue(g_DeviceFeatureEnums, wsText, iValue);
                 Use(&iValue);
             };
         });

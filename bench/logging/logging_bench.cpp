@@ -80,8 +80,8 @@ public:
 
 private:
     std::atomic<int> m_iReferences{1};
-    AutoDeleteThreadObjectImpl<CScheduler>* m_pScheduler =
-        new AutoDeleteThreadObjectImpl<CScheduler>;
+    AutoDeleteThreadObjectImpl<mu::CScheduler>* m_pScheduler =
+        new AutoDeleteThreadObjectImpl<mu::CScheduler>;
 };
 
 // The process's log, whose file leads to the null device: the flush runs, the disk is not measured.

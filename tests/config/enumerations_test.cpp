@@ -37,12 +37,12 @@ TEST(Enumerations, ATextIsReadAsTheFirstRowThatIsEqual)
     {
         SCOPED_TRACE(row.szRule);
         int iValue = 42;
-        EXPECT_EQ(GetEnumerationValue(row.m_table, row.m_wsText, iValue), row.m_iValue >= 0);
+        EXPECT_EQ(mu::GetEnumerationValue(row.m_table, row.m_wsText, iValue), row.m_iValue >= 0);
         EXPECT_EQ(iValue, row.m_iValue >= 0 ? row.m_iValue : 42);
     }
-    EXPECT_EQ(GetEnumerationText(g_VideoFrameRoationOptions, 1), L"Yes"s);
-    EXPECT_EQ(GetEnumerationText(kTable, 5), nullptr);
-    EXPECT_EQ(GetEnumerationText(kTable, 6), nullptr);
+    EXPECT_EQ(mu::GetEnumerationText(g_VideoFrameRoationOptions, 1), L"Yes"s);
+    EXPECT_EQ(mu::GetEnumerationText(kTable, 5), nullptr);
+    EXPECT_EQ(mu::GetEnumerationText(kTable, 6), nullptr);
 }
 
 } // namespace

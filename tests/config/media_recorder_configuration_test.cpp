@@ -99,7 +99,7 @@ TEST(MediaRecorderConfiguration, IsWrittenAndReadBackWhole)
     EXPECT_EQ(config.m_fileEncryption.m_wsKey, L" k\"");
     config.Reset();
     EXPECT_EQ(config.m_fileEncryption.m_wsKey, L"");
-    config.m_eVideoFileFormat = EMediaFileFormat{6};
+    config.m_eVideoFileFormat = mu::EMediaFileFormat{6};
     EXPECT_EQ(Written(config).find(L"VideoFileFormat"), Written(config).find(L"VideoFileFormat>F"));
     EXPECT_EQ(config.GetXMLMessageType(), 8);
     EXPECT_EQ(config.GetExtraBinaryData(nullptr), 0);

@@ -395,7 +395,7 @@ TEST(DailyDebugLog, KeepsEveryAcceptedLineOfManyThreads)
     const char* const szLines = std::getenv("ZOR_TEST_LOG_LINES");
     const std::size_t uLines = szLines != nullptr ? std::strtoul(szLines, nullptr, 10) / 8 : 5000;
     const CFakeTime time(kMidnight);
-    auto& scheduler = *new AutoDeleteThreadObjectImpl<CScheduler>;
+    auto& scheduler = *new AutoDeleteThreadObjectImpl<mu::CScheduler>;
     const CStickyScope scope(scheduler);
     scheduler.Start("log test");
     CTestLog log(&scheduler, 64 << 10);
@@ -450,7 +450,7 @@ TEST(DailyDebugLog, WaitsForItsTaskButNotInsideIt)
     };
     for (const bool bInside : {false, true})
     {
-        auto& scheduler = *new AutoDeleteThreadObjectImpl<CScheduler>;
+        auto& scheduler = *new AutoDeleteThreadObjectImpl<mu::CScheduler>;
         const CStickyScope scope(scheduler);
         scheduler.Start("log test");
         CPosixEventObject runs;

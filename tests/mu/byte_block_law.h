@@ -62,13 +62,13 @@ inline const char* BrokenByteBlockLaw(const char (&aBytes)[kLargestByteBlock],
                                       unsigned char uLimit)
 {
     const char* const szBroken =
-        BrokenByteBlockLaw<CPortableByteBlock>(aBytes, aUnits, chSought, uLimit);
+        BrokenByteBlockLaw<mu::CPortableByteBlock>(aBytes, aUnits, chSought, uLimit);
 #if defined(__SSE2__)
-    using CVectorBlock = CSse2ByteBlock;
+    using CVectorBlock = mu::CSse2ByteBlock;
 #elif defined(__ARM_NEON)
-    using CVectorBlock = CNeonByteBlock;
+    using CVectorBlock = mu::CNeonByteBlock;
 #else
-    using CVectorBlock = CPortableByteBlock;
+    using CVectorBlock = mu::CPortableByteBlock;
 #endif
     return szBroken != nullptr ? szBroken
                                : BrokenByteBlockLaw<CVectorBlock>(aBytes, aUnits, chSought, uLimit);

@@ -44,7 +44,7 @@ void Cancel(IScheduler*, void*, int i)
 
 TEST(Scheduler, RunsByTimeThenByComingAndCancelsWhatIsLeft)
 {
-    auto& scheduler = *new AutoDeleteThreadObjectImpl<CScheduler>;
+    auto& scheduler = *new AutoDeleteThreadObjectImpl<mu::CScheduler>;
     scheduler.AddRef();
     CPosixEventObject event;
     constexpr IScheduler::TaskCallback noteSlowly =
@@ -71,7 +71,7 @@ TEST(Scheduler, RunsByTimeThenByComingAndCancelsWhatIsLeft)
     const unsigned long long ullTask = queue(2, kHour);
     {
         const CFailingHeap heap(0);
-        for (int i = 3; i < CScheduler::kMaxQueuedTasks; ++i)
+        for (int i = 3; i < mu::CScheduler::kMaxQueuedTasks; ++i)
         {
             ASSERT_NE(queue(6, kHour), 0U);
         }
@@ -104,7 +104,7 @@ TEST(Scheduler, RunsByTimeThenByComingAndCancelsWhatIsLeft)
 
 TEST(Scheduler, MayEndInItsOwnTask)
 {
-    auto& scheduler = *new AutoDeleteThreadObjectImpl<CScheduler>;
+    auto& scheduler = *new AutoDeleteThreadObjectImpl<mu::CScheduler>;
     scheduler.AddRef();
     scheduler.Start("test scheduler");
     CPosixEventObject event;
