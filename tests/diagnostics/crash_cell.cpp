@@ -185,6 +185,7 @@ void CrashInForkedChild()
             SetRootExceptionFilesFolder(nullptr);
             SetCrashLogWriter(nullptr);
             mu::g_ptlTextLogger = nullptr;
+            std::atexit([] { ::_exit(42); }); // before leaks are looked for: main() is not in here
             std::raise(SIGSEGV);
         }
         ::wait(&iStatus);

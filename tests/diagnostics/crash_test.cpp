@@ -154,7 +154,7 @@ const SCell kCells[] = {
     // A step that hangs.
     {"main worker", "null", kNull, {"hold-logger", "short"}},
     {"main", "null", kNull, {"fork", "hold-logger", "short"}},
-    {"main", "null", kNull, {"fork-child"}, SCell::Everywhere, 3, "child 3\n"},
+    {"main", "null", kNull, {"fork-child"}, SCell::Everywhere, 3, "child 42\n"},
     {"main worker", "null", kNull, {"full", "short"}, SCell::InFiles},
     {"main", "null", kNull, {"closed"}, SCell::InFiles},
     {"main", "null", kNull, {"exit-hangs", "short"}},
