@@ -1,5 +1,6 @@
 #include "logging/daily_debug_log.h"
 
+#include <cctype>
 #include <cerrno>
 #include <climits>
 #include <csignal>
@@ -8,6 +9,7 @@
 #include <functional>
 #include <sstream>
 #include <thread>
+#include <tuple>
 
 #include <fcntl.h>
 #include <sys/wait.h>
@@ -139,13 +141,6 @@ public:
     std::atomic<int> m_iReferences{1};
     const CTemporaryFolder m_folder;
     CMediaRecorderConfiguration m_config;
-};
-
-class CBareLog final : public CDailyDebugLog
-{
-public:
-    int AddRef() override { return 1; }
-    int Release() override { return 1; }
 };
 
 TEST(DailyDebugLog, AddsLinesWholeOrNotAtAll)
@@ -302,41 +297,33 @@ TEST(DailyDebugLog, AsksForOneFlushAtATimeAndAgainIfItNeverRan)
 
 TEST(DailyDebugLog, GoesOnAfterADiskThatFailed)
 {
-    constexpr char kRetried[] = "flush daily log 0 in 1;";
-    constexpr char kDisarmed[] = "-";
-    const struct
-    {
-        ECall m_eCall;
-        int m_iFault; // an errno, or the negative of what a write takes
-        int m_iTimes;
-        const char* m_szTasks; // that the flush leaves
-    } aFaults[] = {
-        {ECall::Write, EINTR, 9, ""},         {ECall::Write, EIO, 1, ""},
-        {ECall::Write, ENOSPC, 99, kRetried}, {ECall::Write, -1, 1, ""},
-        {ECall::Write, -1, 99, kRetried},     {ECall::Write, -300, 99, ""},
-        {ECall::Open, EINTR, 1, ""},          {ECall::Open, EINTR, 999, kDisarmed},
-        {ECall::Open, EACCES, 1, kDisarmed},  {ECall::Seek, EIO, 1, kDisarmed},
-        {ECall::Write, EIO, 2, kRetried},
-    };
     const CFakeTime time(kMidnight);
-    for (const auto& row : aFaults)
+    constexpr char kAsked[] = "flush daily log 0 in 0;";
+    constexpr char kRetried[] = "flush daily log 0 in 1;";
+    constexpr char kDisarmed[] = "";
+    // The fault (an errno, or the negative of what a write takes), how often it comes, and what is
+    // queued after it and an Error.
+    for (const auto& [eCall, iFault, iTimes, szTasks] : {std::tuple(ECall::Write, EINTR, 9, kAsked),
+                                                         {ECall::Write, EIO, 1, kAsked},
+                                                         {ECall::Write, EIO, 2, kRetried},
+                                                         {ECall::Write, ENOSPC, 99, kRetried},
+                                                         {ECall::Write, -1, 1, kAsked},
+                                                         {ECall::Write, -1, 99, kRetried},
+                                                         {ECall::Write, -300, 99, kAsked},
+                                                         {ECall::Open, EINTR, 1, kAsked},
+                                                         {ECall::Open, EINTR, 999, kDisarmed},
+                                                         {ECall::Open, EACCES, 1, kDisarmed},
+                                                         {ECall::Seek, EIO, 1, kDisarmed}})
     {
-        for (const int iVariant : {0, 1, 2})
+        for (const char* const szOld : {"", "old\r\n"})
         {
-            SCOPED_TRACE(testing::Message()
-                         << row.m_iFault << " " << row.m_iTimes << " " << iVariant);
-            const bool bOldFile = iVariant > 1;
-            const int iFirst = row.m_eCall == ECall::Write ? iVariant % 2 : 0;
+            SCOPED_TRACE(testing::Message() << iFault << " " << iTimes << " " << szOld);
             CHandScheduler scheduler;
             CTestLog log(&scheduler);
             mu::g_ptlTextLogger = &log; // files that fail inside a flush log here
-            const fs::path file = log.Path("03 March/01");
-            std::string strExpected(kMark);
-            if (bOldFile)
-            {
-                fs::create_directories(file.parent_path());
-                WriteFile(file, strExpected = "old\r\n");
-            }
+            fs::create_directories(log.Path("03 March/01").parent_path());
+            WriteFile(log.Path("03 March/01"), szOld);
+            std::string strExpected = *szOld != 0 ? szOld : kMark;
             for (int i = 0; i < 100; ++i)
             {
                 EXPECT_TRUE(log.AddTextF("line %d", i));
@@ -344,22 +331,17 @@ TEST(DailyDebugLog, GoesOnAfterADiskThatFailed)
             }
             log.LogMessage(IBaseLogger::Error, "error");
             {
-                const CFailingCall call(row.m_eCall, row.m_iFault, iFirst, row.m_iTimes);
+                const CFailingCall call(eCall, iFault, 0, iTimes);
                 scheduler.Finish(1, true);
-                row.m_iTimes > 9 && scheduler.GetQueuedTaskCount() > 1 ? scheduler.Finish(1, true)
-                                                                       : void();
+                iFault == ENOSPC ? scheduler.Finish(1, true) : void();
             }
-            const bool bDisarmed = row.m_szTasks == kDisarmed;
             log.ScheduleNextLogFlush(false); // another day end does not end the retries
             for (const bool bRun : {false, true})
             {
                 log.LogMessage(IBaseLogger::Error, "again");
-                const std::string strTasks = bDisarmed             ? ""
-                                             : *row.m_szTasks == 0 ? "flush daily log 0 in 0;"
-                                                                   : kRetried;
-                EXPECT_EQ(scheduler.Tasks(), "flush daily log 1 in 86401;" + strTasks);
-                bDisarmed ? log.HandleConfigurationChange() : void();
-                bDisarmed || bRun ? scheduler.Finish(1, bRun) : void();
+                EXPECT_EQ(scheduler.Tasks(), std::string("flush daily log 1 in 86401;") + szTasks);
+                szTasks == kDisarmed ? log.HandleConfigurationChange() : void();
+                szTasks == kDisarmed || bRun ? scheduler.Finish(1, bRun) : void();
             }
             const std::string strFile = log.File("03 March/01");
             strExpected += "error\r\n";
@@ -473,6 +455,11 @@ TEST(DailyDebugLog, WaitsForItsTaskButNotInsideIt)
 
 TEST(DailyDebugLog, LeavesNothingBehindWithoutMemory)
 {
+    class CBareLog final : public CDailyDebugLog
+    {
+        int AddRef() override { return 1; }
+        int Release() override { return 1; }
+    };
     bool bFailed = CFailingHeap::kAvailable;
     for (int iAllowed = 0; bFailed; ++iAllowed)
     {
@@ -490,118 +477,108 @@ TEST(DailyDebugLog, LeavesNothingBehindWithoutMemory)
     }
 }
 
-// How a process crashes: by the five signals or one of two functions.
-constexpr int kSignals[] = {SIGABRT, SIGFPE, SIGILL, SIGSEGV, SIGBUS};
-#if defined(__SANITIZE_THREAD__)
-constexpr int kFirstCrash = 5; // its signal handlers run late
-#else
-constexpr int kFirstCrash = 0;
-#endif
-
-[[noreturn]] void Crash(int iCrash)
+// By one of the five signals or of the two functions.
+[[noreturn]] void Crash(int i)
 {
-    iCrash < 5 ? void(std::raise(kSignals[iCrash])) : void();
-    iCrash == 5 ? FatalProgramError("Fatal") : FatalProgramState("Fatal");
+    constexpr int kSignals[] = {SIGABRT, SIGFPE, SIGILL, SIGSEGV, SIGBUS};
+    i < 5 ? void(std::raise(kSignals[i])) : void();
+    i == 5 ? FatalProgramError("Fatal") : FatalProgramState("Fatal");
+}
+
+// Adds a line, A and B one of 700 bytes, e an Error. m and w crash in its flush, after a part of
+// the mark or of the text was written, l under the log's lock, f in a forked child. o adds to
+// another log on the same file.
+void Act(char cAct, int iCrash, CTestLog& log, CTestLog& other)
+{
+    CHandScheduler scheduler;
+    CLineLogger logger; // back to the log with the act
+    mu::g_ptlTextLogger = &log;
+    scheduler.m_onAddRef = [=] { Crash(iCrash); };
+    logger.m_onMessage = [&]
+    {
+        mu::g_ptlTextLogger = &log;
+        Crash(iCrash);
+    };
+    const CFailingCall cut(ECall::Write, cAct == 'm' || cAct == 'w' ? -2 : 0, cAct == 'w' ? 1 : 0);
+    switch (cAct)
+    {
+    case 'm':
+    case 'w':
+        mu::g_ptlTextLogger = &logger; // which is warned of the short write
+        [[fallthrough]];
+    case 'e':
+        return log.LogMessage(IBaseLogger::Error, std::string(1, cAct).c_str());
+    case 'l':
+        return log.SetStorageScheduler(&scheduler);
+    case 'f':
+        ::fork() == 0 ? Crash(iCrash) : void(::wait(nullptr));
+        log.LogMessage(IBaseLogger::Error, "f");
+        ::_exit(3);
+    default:
+        const std::string strLine(std::isupper(cAct) ? 698 : 1, cAct);
+        (cAct == 'o' ? other : log).AddText(strLine.data(), static_cast<int>(strLine.size()), true);
+    }
 }
 
 TEST(DailyDebugLog, HasItsLinesInTheFileAfterACrash)
 {
-    static int s_iCrash = 0;
-    const std::string strA(700, 'a');
-    const std::string strB(700, 'b');
-    const auto crashInWrite = [](CTestLog& log, int iFirst)
-    {
-        log.AddTextF("1");
-        CLineLogger logger;
-        logger.m_onMessage = [&]
-        {
-            mu::g_ptlTextLogger = &log;
-            Crash(s_iCrash);
-        };
-        const CFailingCall call(ECall::Write, -2, iFirst); // which is warned of
-        log.LogMessage(IBaseLogger::Error, "22");
-    };
-    const struct
-    {
-        const char* m_szCase;
-        std::string m_strLines;
-        std::string m_strEnd;
-        std::function<void(CTestLog&, CTestLog&)> m_run;
-    } aCases[] = {
-        {"no file", "1\r\n", "", [](CTestLog& log, CTestLog&) { log.AddTextF("1"); }},
-        {"open file, wrapped ring without room for the report", strA + strB + "e\r\n" + strA + strB,
-         "",
-         [&](CTestLog& log, CTestLog&)
-         {
-             for (const auto& str : {strA, strB, std::string("e"), strA, strB})
-             {
-                 str == "e" ? log.LogMessage(IBaseLogger::Error, "e")
-                            : void(log.AddText(str.data(), 700, false));
-             }
-         }},
-        {"in the mark", "1\r\n22\r\n", "", [&](CTestLog& log, CTestLog&) { crashInWrite(log, 0); }},
-        {"in a line", "1\r\n22\r\n", "", [&](CTestLog& log, CTestLog&) { crashInWrite(log, 1); }},
-        {"under the log's lock", "1\r\n", "",
-         [](CTestLog& log, CTestLog&)
-         {
-             CHandScheduler scheduler;
-             scheduler.m_onAddRef = [] { Crash(s_iCrash); };
-             log.AddTextF("1");
-             log.SetStorageScheduler(&scheduler);
-         }},
-        {"two logs", "1\r\n", "2\r\n",
-         [](CTestLog& log, CTestLog& other)
-         {
-             delete new CTestLog(nullptr);
-             other.m_config = log.m_config;
-             other.SetRecConfig(&other.m_config);
-             log.AddTextF("1");
-             other.AddTextF("2");
-         }},
-        {"forked child", "1\r\n", "2\r\n2\r\n",
-         [](CTestLog& log, CTestLog&)
-         {
-             log.LogMessage(IBaseLogger::Error, "1");
-             log.AddTextF("2");
-             if (::fork() == 0)
-             {
-                 Crash(s_iCrash);
-             }
-             ::wait(nullptr);
-             log.LogMessage(IBaseLogger::Error, "2");
-             ::_exit(3);
-         }},
-    };
+#if defined(__SANITIZE_THREAD__)
+    constexpr int kFirstCrash = 5; // its signal handlers come late
+#else
+    constexpr int kFirstCrash = 0;
+#endif
     const CFakeTime time(kMidnight);
     SetPosixExceptionHandler(nullptr, nullptr, nullptr, 0, nullptr);
     SetPosixExceptionProcessExitCode(3);
     std::fflush(stdout);
-    for (const auto& row : aCases)
+    // The acts, and what the file holds before and after the report. AB and AB: the ring wraps, and
+    // has no room for the report.
+    for (const auto& [szActs, szBefore, szAfter] : {std::tuple("1", "1", ""),
+                                                    {"ABeAB", "ABeAB", ""},
+                                                    {"1m", "1m", ""},
+                                                    {"1w", "1w", ""},
+                                                    {"1l", "1", ""},
+                                                    {"1o", "1", "o"},
+                                                    {"e1f", "e", "1f"}})
     {
-        for (s_iCrash = kFirstCrash; s_iCrash < 7; ++s_iCrash)
+        for (int iCrash = kFirstCrash; iCrash < 7; ++iCrash)
         {
-            SCOPED_TRACE(testing::Message() << row.m_szCase << " " << s_iCrash);
+            SCOPED_TRACE(testing::Message() << szActs << " " << iCrash);
+            delete new CTestLog(nullptr);
             CTestLog other(nullptr, 2048);
             CTestLog log(nullptr, 2048);
             const pid_t iChild = ::fork();
             if (iChild == 0)
             {
                 ::dup2(::open("/dev/null", O_WRONLY), STDOUT_FILENO);
-                log.SetRecConfig(&log.m_config); // its log from now on
+                other.m_config = log.m_config;
+                other.SetRecConfig(&other.m_config); // this process's from now on
+                log.SetRecConfig(&log.m_config);
                 mu::g_ptlTextLogger = &log;
-                row.m_run(log, other);
-                Crash(s_iCrash);
+                for (const char* pAct = szActs; *pAct != 0; ++pAct)
+                {
+                    Act(*pAct, iCrash, log, other);
+                }
+                Crash(iCrash);
             }
             int iStatus = 0;
             ::waitpid(iChild, &iStatus, 0);
             EXPECT_TRUE(WIFEXITED(iStatus) && WEXITSTATUS(iStatus) == 3) << iStatus;
+            const auto lines = [](const char* szLines)
+            {
+                std::string strLines;
+                for (; *szLines != 0; ++szLines)
+                {
+                    strLines += std::string(std::isupper(*szLines) ? 698 : 1, *szLines) + "\r\n";
+                }
+                return strLines;
+            };
             const std::string strFile = log.File("03 March/01");
-            const std::string strReport =
-                "Unknown Application Unknown Version 2024/03/01 00:00:00\r\n";
-            const std::string strBegin = kMark + row.m_strLines + strReport;
+            const std::string strHead = "Unknown Application Unknown Version 2024/";
+            const std::string strBegin = kMark + lines(szBefore) + strHead;
             EXPECT_EQ(strFile.substr(0, strBegin.size()), strBegin);
-            EXPECT_EQ(strFile.rfind(strReport), strBegin.size() - strReport.size()) << "once";
-            EXPECT_TRUE(strFile.ends_with("\r\n" + row.m_strEnd));
+            EXPECT_EQ(strFile.rfind(strHead), strBegin.size() - strHead.size()) << "once";
+            EXPECT_TRUE(strFile.ends_with("\r\n" + lines(szAfter)));
         }
     }
 }
