@@ -59,12 +59,12 @@ class Addresses:
     def want(self, elf, address):
         self._wanted[elf].update((address - 1, address))
 
-    def at_fault(self, place):
+    def at(self, place):
         return [dict(function) for function in self._functions.get(place, ())]
 
     def behind_call(self, place):
         """For the address that a call returns to: it may be the next line's, or no line's."""
-        return self.at_fault(place and (place[0], place[1] - 1))
+        return self.at(place and (place[0], place[1] - 1))
 
     def look_up(self):
         for elf, addresses in self._wanted.items():

@@ -6,22 +6,28 @@ from zor_report.addresses import Addresses, demangle, new_function
 from zor_report.reports import SIGNALS
 
 SHARED = re.compile(r"\.so(\.[^/]*)?$")
-OWN_CODE = re.compile(r"(^|/)diagnostics/[^/]+$")
-SIGNAL_RETURN = re.compile(r"__restore(_rt)?|__default_(rt_)?sa_restorer|__kernel_rt_sigreturn")
+RUN_TIME = re.compile(r"(^|/)lib(c|stdc\+\+|gcc_s|pthread)[-.]")
 PAGE = 4096
 
 
 def look_up(reports, build, is_forced):
-    """Completes the reports: "build", and of the frames "functions", "role" and "crashed"."""
+    """Completes the reports: "build", and of the frames "functions" and "crashed"."""
     addresses = Addresses()
     places = [find_places(report, build, is_forced) for report in reports]
     for place in (place for of_report in places for place in of_report if place):
         addresses.want(*place)
     addresses.look_up()
     for report, of_report in zip(reports, places):
-        for frame, place in zip(report["backtrace"], of_report):
-            frame["functions"] = addresses.behind_call(place)
-        mark_crash(report, of_report, addresses)
+        frames = report["backtrace"]
+        for frame, place in zip(frames, of_report):
+            at_fault = frame is frames[0] and report["what"] in SIGNALS
+            # "+0" is a function that a call went to.
+            if at_fault or (frame["symbol"] and frame["offset"] == "+0"):
+                frame["functions"] = addresses.at(place)
+            else:
+                frame["functions"] = addresses.behind_call(place)
+        if frames:
+            find_failed(frames)["crashed"] = True
     name_by_symbol([frame for report in reports for frame in report["backtrace"]
                     if frame["symbol"] and not frame["functions"]])
 
@@ -93,59 +99,12 @@ def place_of(frame, elf, base):
     return None if base is None or address <= base else (elf, address - base)
 
 
-def mark_crash(report, places, addresses):
-    """Tells the report's own frames, the signal's way in and the frame that failed."""
-    frames = report["backtrace"]
-    is_signal = report["what"] in SIGNALS
-    own = count_own_frames(frames, is_signal)
-    for frame in frames[:own]:
-        frame["role"] = "report"
-    failed, c_library = own, None
-    if is_signal and 0 < own < len(frames) and is_signal_return(places[own], addresses):
-        frames[own]["role"] = "signal"
-        c_library = frames[own]["module"]
-        failed += 1
-    if failed < len(frames) and (own > 0 or is_signal and has_functions(frames)):
-        if is_signal:
-            frames[failed]["functions"] = addresses.at_fault(places[failed])
-        find_culprit(frames[failed:], c_library)["crashed"] = True
-
-
-def find_culprit(frames, c_library):
-    """What fails in a library fails for the function that called it: the first one whose source is
-    known, or at least outside of the C library."""
-    if c_library and SHARED.search(c_library):
-        outside = [frame for frame in frames if frame["module"] not in (None, c_library)]
-    else:
-        outside = frames
+def find_failed(frames):
+    """What fails in the run-time library, or at no code, fails for the function that went there: the
+    first one whose source is known."""
+    outside = [frame for frame in frames if not RUN_TIME.search(frame["module"] or "")]
     return next((frame for frame in outside for function in frame["functions"] if function["file"]),
-                (outside or frames)[0])
-
-
-def has_functions(frames):
-    return any(frame["functions"] for frame in frames)
-
-
-def count_own_frames(frames, is_signal):
-    """The first frames are those of the report itself, unless their addresses follow a blank: those
-    reports begin where the thread stood."""
-    if any(") [" in frame["text"] for frame in frames):
-        return 0
-    is_own = [any(OWN_CODE.search(function["file"] or "") for function in frame["functions"][-1:])
-              for frame in frames] + [False]
-    if True in is_own[:3]:  # a sanitizer puts its own before them
-        return is_own.index(False, is_own.index(True))
-    modules = [frame["module"] for frame in frames]
-    if not is_signal or has_functions(frames) or modules[:1] in ([], [None]):
-        return 0
-    # Without functions: the frames before the one of another file, where the signal came in.
-    other = next((i for i, module in enumerate(modules) if module != modules[0]), 0)
-    return other if other + 1 < len(modules) else 0
-
-
-def is_signal_return(place, addresses):
-    return place is None or any(SIGNAL_RETURN.fullmatch(function["function"] or "")
-                                for function in addresses.at_fault(place))
+                next((frame for frame in outside if frame["module"]), frames[0]))
 
 
 def name_by_symbol(frames):

@@ -45,7 +45,7 @@ def describe_chain(chain):
 
 def describe_frame(number, frame):
     mark = "->" if frame["crashed"] else "  "
-    if not frame["functions"] or frame["role"] == "signal":
+    if not frame["functions"]:
         yield f"{mark}{number:3}  {frame['text']}"
         return
     for i, function in enumerate(frame["functions"]):

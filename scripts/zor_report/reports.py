@@ -18,9 +18,9 @@ THREAD = re.compile(r"Thread (0x[0-9A-F]+) policy=(-?\d{1,9}) priority=(-?\d{1,9
 SEPARATOR = "==============="
 BACKTRACE = "Backtrace:"
 FRAME = re.compile(r"\[(0x[0-9a-f]{1,16}|\(nil\))\]")
-SYMBOL = re.compile(r"([^()]*?)([+-]0x[0-9a-f]{1,16})?\)")
+SYMBOL = re.compile(r"([^()]*?)([+-]0(?:x[0-9a-f]{1,16})?)?\)")
 EMPTY_FRAME = {"text": None, "address": None, "module": None, "symbol": None, "offset": None,
-               "role": None, "crashed": False, "functions": []}
+               "crashed": False, "functions": []}
 
 PARAMETER = re.compile(r" ([A-Za-z_]\w*)=")
 # A quote ends a text where the line ends, or goes on with a variable: " szName=", " m_bNow=".
