@@ -5,6 +5,9 @@
 
 #include <sys/mman.h>
 
+namespace mu
+{
+
 namespace
 {
 
@@ -57,3 +60,5 @@ void RemoveAlternateStack()
     ::munmap(g_pMapping, kGuardSize + kStackSize);
     g_pMapping = nullptr;
 }
+
+} // namespace mu

@@ -6,7 +6,7 @@
 #include "diagnostics/stack_walk.h"
 #include "diagnostics/symbol.h"
 
-namespace zor::detail
+namespace mu
 {
 
 namespace
@@ -51,9 +51,9 @@ void PrepareBacktrace()
     Backtrace(szText, static_cast<int>(sizeof szText)); // the first call binds what it calls
 }
 
-} // namespace zor::detail
+} // namespace mu
 
 [[gnu::noinline]] int Backtrace(char* szBuffer, int iBufferSize)
 {
-    return zor::detail::BacktraceFrom(__builtin_return_address(0), szBuffer, iBufferSize);
+    return mu::BacktraceFrom(__builtin_return_address(0), szBuffer, iBufferSize);
 }

@@ -6,7 +6,7 @@
 // Backtrace() (diagnostics/backtrace.h) for a crash report, which begins it further out: none of
 // the report's own functions takes one of the 16 places.
 
-namespace zor::detail
+namespace mu
 {
 
 /// From that caller on to which this address returns.
@@ -17,6 +17,6 @@ int BacktraceOfSignal(ucontext_t& context, char* szBuffer, int iBufferSize);
 /// Loads what a backtrace needs. To be called once, before anything goes wrong.
 void PrepareBacktrace();
 
-} // namespace zor::detail
+} // namespace mu
 
 #endif

@@ -8,6 +8,9 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+namespace mu
+{
+
 void MakeDirectoriesInCrash(char* szPath)
 {
     for (char* szEnd = std::strchr(szPath + 1, '/'); szEnd != nullptr;
@@ -46,3 +49,5 @@ bool WriteAllInCrash(int iDescriptor, const char* pBytes, std::size_t uSize)
     }
     return true;
 }
+
+} // namespace mu

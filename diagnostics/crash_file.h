@@ -3,6 +3,9 @@
 
 #include <cstddef>
 
+namespace mu
+{
+
 // Files as a crash writes them: by system calls alone. CFileAccess and the functions of
 // mu/file_system.h allocate, and log their failures, in a process whose heap or logger may be what
 // broke. Paths are UTF-8.
@@ -15,5 +18,7 @@ int OpenFileInCrash(const char* szPath, int iFlags);
 /// Writes all, whatever interrupts it and however long the other side of a pipe takes. False if the
 /// system refuses.
 bool WriteAllInCrash(int iDescriptor, const char* pBytes, std::size_t uSize);
+
+} // namespace mu
 
 #endif

@@ -21,7 +21,7 @@
 #include "diagnostics/state_report.h"
 #include "threading/sleep.h"
 
-using namespace zor::detail;
+using namespace mu;
 
 namespace
 {
@@ -253,7 +253,7 @@ void SetCrashEvent(CWinEvent* pEvent)
     SetExceptionEvent(pEvent);
 }
 
-void SetCrashLogWriter(void (*pfnWrite)())
+void mu::SetCrashLogWriter(void (*pfnWrite)())
 {
     SetExceptionLogWriter(pfnWrite);
 }
@@ -283,7 +283,7 @@ void ReportException(char* szReport, int iLength)
     CExceptionDelivery(false).Run(szReport, iLength, GetLocalTime());
 }
 
-bool IsCrashReport(const char* szText)
+bool mu::IsCrashReport(const char* szText)
 {
     return szText == g_szReport;
 }

@@ -33,6 +33,9 @@ void EnableProgramRestart(bool bEnable);
 void SetCrashEvent(CWinEvent* pEvent);
 /// 1 at first.
 void SetPosixExceptionProcessExitCode(int iExitCode);
+namespace mu
+{
+
 /// Called once as the last step of a crash's delivery, before the end or the restart: for a log
 /// that has lines in memory. It runs in a signal handler, on any thread, under the time limit, also
 /// when the logger's step hung or crashed, or when the crash interrupted the log itself: system
@@ -43,6 +46,8 @@ void SetCrashLogWriter(void (*pfnWrite)());
 /// place is delivered to the remaining ones.
 void SetCrashTimeLimit(int iMilliseconds);
 
+} // namespace mu
+
 /// Ends the program with a report on the calling thread.
 [[noreturn]] void FatalProgramError(const char* szText);
 /// Ends the program with a report on all threads.
@@ -50,8 +55,13 @@ void SetCrashTimeLimit(int iMilliseconds);
 
 /// Delivers a report, a text of iLength bytes that a zero ends, without ending anything.
 void ReportException(char* szReport, int iLength);
+namespace mu
+{
+
 /// Whether a text is the report of the crash under way, which stays in place until the process
 /// ends: a logger need not copy it.
 bool IsCrashReport(const char* szText);
+
+} // namespace mu
 
 #endif

@@ -11,9 +11,10 @@
 #include "diagnostics/set_aside_chain.h"
 #include "threading/sleep.h"
 
-int g_iProcessExitCode = 1;
+namespace mu
+{
 
-using namespace zor::detail;
+int g_iProcessExitCode = 1;
 
 namespace
 {
@@ -98,3 +99,5 @@ void ArmCrashWatchdog(void (*pDeliverRest)())
     ::sigaction(SIGALRM, &action, nullptr);
     StartAlarm(g_iTimeLimit / 2);
 }
+
+} // namespace mu

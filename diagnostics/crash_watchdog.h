@@ -1,6 +1,9 @@
 #ifndef ZOR_DIAGNOSTICS_CRASH_WATCHDOG_H
 #define ZOR_DIAGNOSTICS_CRASH_WATCHDOG_H
 
+namespace mu
+{
+
 // What ends a crashing process that does not end by itself. At half of the time limit SIGALRM comes
 // to whichever thread takes it and delivers what is left of the report; at the limit a thread ends
 // the process, or where there is none (in a forked child) a second SIGALRM.
@@ -16,5 +19,7 @@ void SetCrashTimeLimit(int iMilliseconds);
 void StartCrashWatchdog();
 /// Starts the time. pDeliverRest runs in a signal handler, on any thread.
 void ArmCrashWatchdog(void (*pDeliverRest)());
+
+} // namespace mu
 
 #endif

@@ -15,6 +15,9 @@
 #include "mu/unicode.h"
 #include "threading/event.h"
 
+namespace mu
+{
+
 namespace
 {
 
@@ -167,3 +170,5 @@ void CExceptionDelivery::SkipToLogWriter()
         WriteLog(nullptr, 0, {});
     }
 }
+
+} // namespace mu

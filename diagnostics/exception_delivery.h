@@ -8,6 +8,9 @@
 
 class CWinEvent;
 
+namespace mu
+{
+
 /// Where reports go beside standard output and the process's text logger. Paths are at most 256 and
 /// 255 characters, the rest is cut off; empty is none, and so is a null folder.
 void SetExceptionLogFile(const wchar_t* wszPath);
@@ -36,5 +39,7 @@ private:
     const bool m_bOfCrash;
     std::atomic<std::size_t> m_uNextStep{0};
 };
+
+} // namespace mu
 
 #endif

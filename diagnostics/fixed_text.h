@@ -3,6 +3,9 @@
 
 #include <string_view>
 
+namespace mu
+{
+
 /// Text in a caller's buffer, made of whole pieces, without a terminating zero.
 class CFixedText
 {
@@ -33,5 +36,7 @@ private:
     const int m_iSize;
     int m_iLength = 0;
 };
+
+} // namespace mu
 
 #endif

@@ -9,7 +9,9 @@
 
 pthread_key_t g_pkFuncStateEntryThreadKey;
 int g_bAllocatedFuncStateEntryThreadKey = 0;
-constinit thread_local SPosixThreadExceptionVars* g_pThreadExceptionVars = nullptr;
+constinit thread_local SPosixThreadExceptionVars* mu::g_pThreadExceptionVars = nullptr;
+
+using namespace mu;
 
 namespace
 {
@@ -108,6 +110,9 @@ CThreadStatesMap::~CThreadStatesMap()
     pthread_mutex_destroy(&m_mutex);
 }
 
+namespace mu
+{
+
 void SetCrashMode()
 {
     g_bCrashMode.store(true, std::memory_order_relaxed);
@@ -193,6 +198,8 @@ SPosixThreadExceptionVars* AllocExVarsStorage()
     RegisterThread(pVars);
     return pVars;
 }
+
+} // namespace mu
 
 void FreeThreadExVarsStorage()
 {

@@ -72,7 +72,7 @@ static_assert(offsetof(SFuncStateParam, m_szName) == 0 &&
               offsetof(SFuncStateParam, m_pNext) == 3 * sizeof(void*));
 
 /// The storage of every thread that traces. Its mutex guards insertion, erasure and reports. The
-/// process has one while any thread has storage; CThreadStatesMapScope gives access to it.
+/// process has one while any thread has storage; mu::CThreadStatesMapScope gives access to it.
 class CThreadStatesMap
 {
 public:
@@ -89,6 +89,9 @@ public:
     std::map<unsigned long, SPosixThreadExceptionVars*> m_mapThreads; ///< by pthread_t
     pthread_mutex_t m_mutex;
 };
+
+namespace mu
+{
 
 /// From now on reports wait for the map only for a moment and do without it then: whoever holds a
 /// lock when the process crashes may never let go.
@@ -114,9 +117,14 @@ private:
     const bool m_bLocked;
 };
 
+} // namespace mu
+
 /// The key of the threads' storage. It is made once, without a destructor, and never deleted.
 extern pthread_key_t g_pkFuncStateEntryThreadKey;
 extern int g_bAllocatedFuncStateEntryThreadKey;
+
+namespace mu
+{
 
 /// The calling thread's value of the key, kept beside it because a thread-specific look-up is a
 /// call and this is a load, with this model in a shared object too.
@@ -126,18 +134,23 @@ extern int g_bAllocatedFuncStateEntryThreadKey;
 /// Makes the calling thread's storage; GetAllocExVarsStorage() calls it.
 [[gnu::cold, gnu::noinline]] SPosixThreadExceptionVars* AllocExVarsStorage();
 
+} // namespace mu
+
 /// The calling thread's storage, made on first use. Null if there is no key or no memory for it:
 /// the function then goes untraced, and the next one tries again.
 inline SPosixThreadExceptionVars* GetAllocExVarsStorage()
 {
-    SPosixThreadExceptionVars* const pVars = g_pThreadExceptionVars;
-    return __builtin_expect(pVars != nullptr, 1) ? pVars : AllocExVarsStorage();
+    SPosixThreadExceptionVars* const pVars = mu::g_pThreadExceptionVars;
+    return __builtin_expect(pVars != nullptr, 1) ? pVars : mu::AllocExVarsStorage();
 }
 
 /// Frees the calling thread's storage and takes the thread out of the map. Every thread that used
 /// the library calls it before it ends. Entries still open then do nothing when they close. Does
 /// nothing while the thread traces elsewhere, as in a crash or a report.
 void FreeThreadExVarsStorage();
+
+namespace mu
+{
 
 /// Gives the calling thread, if it has no storage, one that lies in this object: nothing is
 /// allocated, and no report lists the thread. For where a crash or a probe of memory needs it.
@@ -154,6 +167,8 @@ private:
     SPosixThreadExceptionVars m_vars;
 };
 
+} // namespace mu
+
 void InitThreadExceptionVars(SPosixThreadExceptionVars* pVars);
 /// What must happen before a thread's storage is freed: nothing so far.
 void ReleaseThreadExceptionVars(SPosixThreadExceptionVars* pVars);
@@ -166,7 +181,7 @@ void InitExceptions_Once();
 /// The calling thread's innermost entry, null if it has no storage. Never allocates.
 inline SFuncStateEntry* GetCurrentFuncStateEntry()
 {
-    const SPosixThreadExceptionVars* const pVars = g_pThreadExceptionVars;
+    const SPosixThreadExceptionVars* const pVars = mu::g_pThreadExceptionVars;
     return pVars != nullptr ? pVars->m_pCurrentEntry.load(std::memory_order_relaxed) : nullptr;
 }
 
@@ -255,7 +270,7 @@ public:
         std::atomic_signal_fence(std::memory_order_seq_cst);
         SPosixThreadExceptionVars* const pVars = m_pVars;
         // Storage that was freed inside this scope is no longer the thread's.
-        if (pVars != nullptr && pVars == g_pThreadExceptionVars) [[likely]]
+        if (pVars != nullptr && pVars == mu::g_pThreadExceptionVars) [[likely]]
         {
             pVars->m_pCurrentEntry.store(m_entry.m_pPrevious, std::memory_order_relaxed);
             LeaveFunc(&m_entry);

@@ -3,6 +3,9 @@
 #include <algorithm>
 #include <limits>
 
+namespace mu
+{
+
 namespace
 {
 
@@ -58,3 +61,5 @@ mu::STimeComponents CLocalTimes::At(std::time_t tMoment) const
     time.FromStandardTimeValue(static_cast<long long>(tMoment) + iOffset);
     return time;
 }
+
+} // namespace mu

@@ -5,6 +5,9 @@
 
 #include "mu/calendar.h"
 
+namespace mu
+{
+
 /// The local time for where localtime_r(3) may not be called: it locks, and whoever crashed may
 /// hold that lock. All changes of the zone's offset are asked for beforehand.
 class CLocalTimes
@@ -30,5 +33,7 @@ private:
     SChange m_vChanges[kMostChanges] = {};
     int m_iChanges = 0;
 };
+
+} // namespace mu
 
 #endif

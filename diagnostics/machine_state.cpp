@@ -2,7 +2,7 @@
 
 #include <cstring>
 
-namespace zor::detail
+namespace mu
 {
 
 namespace
@@ -227,4 +227,4 @@ bool FollowsCall(CMemoryProbe&, std::uintptr_t, std::uintptr_t& uTarget)
 
 #endif
 
-} // namespace zor::detail
+} // namespace mu

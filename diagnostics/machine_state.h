@@ -11,7 +11,7 @@
 // What differs from machine to machine when a stack is walked. Known are x86-64 and ARM; on others
 // a walk shows the report's own frames too, and ends where the unwinder does.
 
-namespace zor::detail
+namespace mu
 {
 
 /// Where a thread stood.
@@ -45,6 +45,6 @@ std::uintptr_t InstructionAt(std::uintptr_t uCodeAddress);
 /// function that it calls, 0 if it takes it from a pointer.
 bool FollowsCall(CMemoryProbe& probe, std::uintptr_t uCodeAddress, std::uintptr_t& uTarget);
 
-} // namespace zor::detail
+} // namespace mu
 
 #endif

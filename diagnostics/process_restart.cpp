@@ -13,6 +13,9 @@
 #include <sys/time.h>
 #include <unistd.h>
 
+namespace mu
+{
+
 namespace
 {
 
@@ -79,3 +82,5 @@ void RestartProcess(char** ppArgs)
     pthread_sigmask(SIG_SETMASK, &signals, nullptr);
     ::execv(ppArgs[0], ppArgs);
 }
+
+} // namespace mu

@@ -11,6 +11,8 @@
 
 #include "threading/sleep.h"
 
+using namespace mu;
+
 namespace
 {
 
@@ -214,6 +216,9 @@ __attribute__((no_sanitize("address", "thread", "undefined"))) void TouchPages(v
 
 } // namespace
 
+namespace mu
+{
+
 CMemoryProbe::CMemoryProbe()
 {
     {
@@ -281,6 +286,8 @@ bool CMemoryProbe::IsReadable(const void* pMemory, std::size_t uSize)
     SRead read = {nullptr, pMemory, uSize, 0};
     return (pMemory != nullptr || uSize == 0) && Call(TouchPages, &read);
 }
+
+} // namespace mu
 
 bool IsReadableMemory(const void* pMemory, unsigned int uSize)
 {

@@ -6,6 +6,9 @@
 
 #include "diagnostics/function_state.h"
 
+namespace mu
+{
+
 /// Reads memory that may not be there, for its own lifetime: a read that faults ends early instead
 /// of ending the process. While there is any probe, segmentation and bus errors go through one
 /// dispatcher, which comes back to the thread whose read faulted and hands every other signal on to
@@ -42,6 +45,8 @@ private:
     CTemporaryThreadStorage m_storage;
     sigset_t m_maskBefore; // the two signals are unblocked meanwhile
 };
+
+} // namespace mu
 
 /// Whether each byte of the range can be read at this moment. No byte always can.
 bool IsReadableMemory(const void* pMemory, unsigned int uSize);

@@ -2,7 +2,7 @@
 
 #include "diagnostics/readable_memory.h"
 
-namespace zor::detail
+namespace mu
 {
 
 CSetAsideChain::CSetAsideChain() : m_pStorageBefore(g_pThreadExceptionVars)
@@ -22,4 +22,4 @@ CSetAsideChain::CSetAsideChain() : m_pStorageBefore(g_pThreadExceptionVars)
     }
 }
 
-} // namespace zor::detail
+} // namespace mu

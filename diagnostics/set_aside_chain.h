@@ -3,7 +3,7 @@
 
 #include "diagnostics/function_state.h"
 
-namespace zor::detail
+namespace mu
 {
 
 /// Leaves the calling thread's chain as it is for a scope, however damaged it may be: functions
@@ -25,6 +25,6 @@ private:
     SFuncStateEntry m_link = {}; // without a tag, so no report shows it
 };
 
-} // namespace zor::detail
+} // namespace mu
 
 #endif

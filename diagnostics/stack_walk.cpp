@@ -5,7 +5,7 @@
 #include "diagnostics/machine_state.h"
 #include "diagnostics/symbol.h"
 
-namespace zor::detail
+namespace mu
 {
 
 namespace
@@ -187,4 +187,4 @@ void CStackWalk::AddCallee(std::uintptr_t uTarget)
     }
 }
 
-} // namespace zor::detail
+} // namespace mu

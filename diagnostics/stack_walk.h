@@ -10,7 +10,7 @@
 
 #include "diagnostics/readable_memory.h"
 
-namespace zor::detail
+namespace mu
 {
 
 /// The functions on the calling thread's stack, innermost first. Each is kept as it is found, so a
@@ -68,6 +68,6 @@ private:
     bool m_bComplete = false;
 };
 
-} // namespace zor::detail
+} // namespace mu
 
 #endif

@@ -16,10 +16,10 @@
 #include "logging/logger.h"
 #include "mu/unicode.h"
 
-const char* g_szApplicationName = "Unknown Application";
-const char* g_szVersion = "Unknown Version";
+const char* mu::g_szApplicationName = "Unknown Application";
+const char* mu::g_szVersion = "Unknown Version";
 
-using namespace zor::detail;
+using namespace mu;
 
 namespace
 {

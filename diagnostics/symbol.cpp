@@ -6,7 +6,7 @@
 #include <dlfcn.h>
 #include <link.h>
 
-namespace zor::detail
+namespace mu
 {
 
 namespace
@@ -85,4 +85,4 @@ bool AppendSymbol(CMemoryProbe& probe, CFixedText& text, std::uintptr_t uAddress
     return false;
 }
 
-} // namespace zor::detail
+} // namespace mu

@@ -6,7 +6,7 @@
 #include "diagnostics/fixed_text.h"
 #include "diagnostics/readable_memory.h"
 
-namespace zor::detail
+namespace mu
 {
 
 /// The exported function that an address lies in, 0 if none does.
@@ -18,6 +18,6 @@ std::uintptr_t FindFunction(CMemoryProbe& probe, std::uintptr_t uAddress);
 bool AppendSymbol(CMemoryProbe& probe, CFixedText& text, std::uintptr_t uAddress,
                   std::uintptr_t uInside);
 
-} // namespace zor::detail
+} // namespace mu
 
 #endif

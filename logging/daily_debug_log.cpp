@@ -278,7 +278,7 @@ void CDailyDebugLog::LogMessage(Severity eSeverity, CEasyXML& exmlMessage)
 
 void CDailyDebugLog::LogMessage(Severity eSeverity, const char* szText)
 {
-    if (IsCrashReport(szText))
+    if (mu::IsCrashReport(szText))
     {
         m_szCrashReport = szText; // for WriteInCrash()
     }

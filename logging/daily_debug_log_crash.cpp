@@ -29,7 +29,7 @@ void CDailyDebugLog::RegisterForCrash()
     m_pNextLog = g_pFirstLog.load();
     g_pFirstLog = this;
     pthread_mutex_unlock(&g_mutexOfLogs);
-    SetCrashLogWriter(WriteAllInCrash);
+    mu::SetCrashLogWriter(WriteAllInCrash);
 }
 
 void CDailyDebugLog::UnregisterForCrash()
@@ -49,7 +49,7 @@ void CDailyDebugLog::UnregisterForCrash()
 
 void CDailyDebugLog::WriteAllInCrash()
 {
-    const bool bLocked = LockForReport(g_mutexOfLogs);
+    const bool bLocked = mu::LockForReport(g_mutexOfLogs);
     for (CDailyDebugLog* pLog = g_pFirstLog; pLog != nullptr; pLog = pLog->m_pNextLog)
     {
         pLog->WriteInCrash();

@@ -179,8 +179,8 @@ bool CDayFile::OpenForCrash()
     {
         return false;
     }
-    MakeDirectoriesInCrash(szPath);
-    const int iDescriptor = OpenFileInCrash(szPath, 0);
+    mu::MakeDirectoriesInCrash(szPath);
+    const int iDescriptor = mu::OpenFileInCrash(szPath, 0);
     const off_t iEnd = iDescriptor >= 0 ? ::lseek(iDescriptor, 0, SEEK_END) : -1;
     if (iEnd < 0)
     {
@@ -193,6 +193,6 @@ bool CDayFile::OpenForCrash()
 bool CDayFile::AppendInCrash(const char* pText, std::size_t uSize)
 {
     const auto uMarkLeft = static_cast<std::size_t>(std::exchange(m_iMarkLeft, 0));
-    return WriteAllInCrash(m_iDescriptor, kMark + kMarkSize - uMarkLeft, uMarkLeft) &&
-           WriteAllInCrash(m_iDescriptor, pText, uSize);
+    return mu::WriteAllInCrash(m_iDescriptor, kMark + kMarkSize - uMarkLeft, uMarkLeft) &&
+           mu::WriteAllInCrash(m_iDescriptor, pText, uSize);
 }

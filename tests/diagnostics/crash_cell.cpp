@@ -111,7 +111,7 @@ void ReadBeyondFile()
 
 void HoldMapAndGiveUp()
 {
-    const CThreadStatesMapScope scope;
+    const mu::CThreadStatesMapScope scope;
     pthread_mutex_lock(&scope.GetMap()->m_mutex);
     FatalProgramState("Stuck");
 }
@@ -183,7 +183,7 @@ void CrashInForkedChild()
             ::close(STDOUT_FILENO);
             SetPosixExceptionHandler(nullptr, nullptr, L"", 0, nullptr);
             SetRootExceptionFilesFolder(nullptr);
-            SetCrashLogWriter(nullptr);
+            mu::SetCrashLogWriter(nullptr);
             mu::g_ptlTextLogger = nullptr;
             std::atexit([] { ::_exit(42); }); // before leaks are looked for: main() is not in here
             std::raise(SIGSEGV);
@@ -219,7 +219,7 @@ const std::map<std::string, Action> kCrashes = {
     {"fork-child", CrashInForkedChild},
 };
 const std::map<std::string, Action> kOptions = {
-    {"short", [] { SetCrashTimeLimit(2'000); }},
+    {"short", [] { mu::SetCrashTimeLimit(2'000); }},
     {"hold-logger", [] { std::thread([] { g_mutexOfLogger.lock(), SleepForEver(); }).detach(); }},
     {"event", SignalEvent},
     {"fork", Fork},
@@ -257,7 +257,7 @@ const std::map<std::string, Damage> kDamages = {
     {"storage", [](SFuncStateEntry&)
      { std::memset(static_cast<void*>(GetAllocExVarsStorage()), 'A', 2 * sizeof(void*)); }},
     {"no-storage", [](SFuncStateEntry&)
-     { g_pThreadExceptionVars = reinterpret_cast<SPosixThreadExceptionVars*>(kBadAddress); }},
+     { mu::g_pThreadExceptionVars = reinterpret_cast<SPosixThreadExceptionVars*>(kBadAddress); }},
 };
 Damage g_pDamage = nullptr;
 
@@ -300,9 +300,9 @@ int main(int iArgs, char** ppArgs)
                              vRestart);
     SetRootExceptionFilesFolder((wsFolder + L"/dated").c_str());
     SetPosixExceptionProcessExitCode(3);
-    SetCrashTimeLimit(60'000);
+    mu::SetCrashTimeLimit(60'000);
     g_iLines = ::open((vArgs[3] + "/lines").c_str(), O_WRONLY | O_CREAT | O_APPEND, 0600);
-    SetCrashLogWriter(
+    mu::SetCrashLogWriter(
         []
         {
             if (::write(g_iLines, "lines", 5) == 5 && g_bCrashInWriter)

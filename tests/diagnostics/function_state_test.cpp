@@ -27,13 +27,13 @@ static_assert(kHasType<short, FPT_SHORT> && kHasType<unsigned short, FPT_WORD>);
 // By value: gcc's null check of a reference to a thread-local goes wrong once it is linked.
 const SPosixThreadExceptionVars* Storage()
 {
-    return g_pThreadExceptionVars;
+    return mu::g_pThreadExceptionVars;
 }
 
 // How many threads the map lists, or -1 if the calling one is not among them with its storage.
 int CountThreads()
 {
-    const CThreadStatesMapScope scope;
+    const mu::CThreadStatesMapScope scope;
     const CThreadStatesMap* const pMap = scope.GetMap();
     const auto threads = pMap != nullptr ? pMap->m_mapThreads : decltype(pMap->m_mapThreads)();
     const auto it = threads.find(static_cast<unsigned long>(pthread_self()));
@@ -113,7 +113,7 @@ TEST(ThreadStatesMap, ForgetsAThreadThatEndedWithoutFreeingWhenItsIdEndsAgain)
 {
     FreeThreadExVarsStorage();
     EXPECT_EQ(CountThreads(), 1) << "the one that looks";
-    SPosixThreadExceptionVars* const pFirst = std::exchange(g_pThreadExceptionVars, nullptr);
+    SPosixThreadExceptionVars* const pFirst = std::exchange(mu::g_pThreadExceptionVars, nullptr);
     EXPECT_EQ(CountThreads(), -1) << "the id's first storage stays";
     FreeThreadExVarsStorage();
     EXPECT_EQ(CountThreads(), 1) << "its element is erased whatever it holds";

@@ -13,7 +13,7 @@ TEST(LocalTimes, AreTheCLibrarysAroundEveryHour)
          {"CET-1CEST,M3.5.0,M10.5.0/3", "<-0330>3:30", "Africa/Casablanca"})
     {
         ::setenv("TZ", szZone, 1);
-        CLocalTimes times;
+        mu::CLocalTimes times;
         times.Load();
         for (std::time_t tHour = 86400; tHour < 2'000'000'000; tHour += 3600 * 7)
         {

@@ -39,7 +39,7 @@ void ProbeEverything()
         EXPECT_EQ(IsReadableMemory(pMemory, uSize), bReadable) << pMemory << " " << uSize;
     }
     char szCopy[9] = "--------";
-    EXPECT_EQ(CMemoryProbe().CopySome(szCopy, std::memcpy(pEnd - 5, "12345", 5), 8), 5U);
+    EXPECT_EQ(mu::CMemoryProbe().CopySome(szCopy, std::memcpy(pEnd - 5, "12345", 5), 8), 5U);
     EXPECT_STREQ(szCopy, "12345---");
 }
 
@@ -67,7 +67,7 @@ TEST(ReadableMemory, AnswersInHandlersOfTheSameSignalAndOnOtherStacks)
             std::raise(iSignal);
             {
                 // Sent while a probe is there, but not by its read.
-                const CMemoryProbe probe;
+                const mu::CMemoryProbe probe;
                 std::raise(iSignal);
             }
             EXPECT_EQ(g_iHandled, 2);

@@ -238,7 +238,7 @@ TEST(StateReport, ListsThreadsThatTraceWithThoseThatEndedUnnoticed)
                                szThread +
                                "policy=0 priority=0\r\n"
                                "TSM::PASR\r\nT::Main\r\n===============\r\n";
-    auto& mapStates = CThreadStatesMapScope().GetMap()->m_mapThreads;
+    auto& mapStates = mu::CThreadStatesMapScope().GetMap()->m_mapThreads;
     mapStates.insert({{kGone, &vars}, {kIdle, &varsIdle}});
 
     for (std::size_t uSize = 0; uSize <= strAll.size(); ++uSize)
@@ -312,7 +312,7 @@ TEST(StateReport, ReadsThreadsAtWorkThatMakeFillEmptyAndFreeTheirMap)
     std::vector<std::thread> vThreads(4);
     std::generate(vThreads.begin(), vThreads.end(), [&] { return std::thread(work); });
     std::for_each(vThreads.begin(), vThreads.end(), [](std::thread& t) { t.join(); });
-    EXPECT_EQ(CThreadStatesMapScope().GetMap()->m_mapThreads.size(), 1U);
+    EXPECT_EQ(mu::CThreadStatesMapScope().GetMap()->m_mapThreads.size(), 1U);
 }
 
 } // namespace

@@ -57,7 +57,7 @@ void WaitUntilGone(unsigned long dwThreadID)
 {
     for (bool bGone = false; !bGone; mu::SleepMicroSeconds(100))
     {
-        const CThreadStatesMapScope scope;
+        const mu::CThreadStatesMapScope scope;
         bGone = !scope.GetMap()->m_mapThreads.contains(dwThreadID);
     }
 }
