@@ -11,6 +11,8 @@ namespace
 {
 
 constexpr int kThreadsReport = 16384;
+// A report that lacks something may leave this much of its room, for an item that did not fit.
+constexpr int kMostLeftByACut = 128;
 
 // A line of /proc/self/status, such as "VmRSS:      3468 kB".
 std::string StatusValue(const std::string& strStatus, const std::string& strName)
@@ -31,7 +33,7 @@ std::string ThreadsText()
     std::string strReport(kThreadsReport, '\0');
     const int iLength = WriteThreadsStateReport(strReport.data(), kThreadsReport);
     strReport.resize(static_cast<std::size_t>(iLength));
-    return strReport;
+    return iLength < kThreadsReport - kMostLeftByACut ? strReport : strReport + "... (cut)\r\n";
 }
 
 std::string MemoryText()

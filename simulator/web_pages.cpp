@@ -22,8 +22,8 @@
 namespace
 {
 
-constexpr int kNewestBytes = 8192; // of the table of the newest messages: some sixty rows
 constexpr int kRefreshSeconds = 5;
+constexpr std::size_t kLongestText = 256 * 1024; // of a page, so that it fits into a reply escaped
 
 constexpr char kHTML[] = "text/html; charset=utf-8";
 constexpr char kPlainText[] = "text/plain; charset=utf-8";
@@ -32,10 +32,10 @@ constexpr char kCSS[] = "text/css; charset=utf-8";
 
 constexpr std::pair<const char*, const char*> kNavigation[] = {
     {"/", "Status"},
-    {"/log#newest", "Log"},
+    {"/log", "Log"},
     {"/vocabulary", "Vocabulary"},
-    {"/parameters.xml", "Parameters"},
-    {"/threads.txt", "Threads"},
+    {"/parameters", "Parameters"},
+    {"/threads", "Threads"},
 };
 
 bool Write(const char* szType, std::string_view svText, IWebServerExtContext* pContext)
@@ -100,29 +100,105 @@ void AppendReadings(std::string_view svText, std::string& html)
     html += "<table>" + strRows + "</table>";
 }
 
-void AppendTable(const char* szName, std::span<const SEnumerationEntry> rows, std::string& html)
+/// A page around a text that is served by itself as well: seen there, it has no way back.
+std::string MakeTextPage(const std::string& strTitle, const std::string& strPath,
+                         const std::string& strText)
 {
-    html.append("<section><h2>").append(szName).append("</h2><table>");
-    for (const SEnumerationEntry& row : rows)
+    std::string html = "<p class='note'><a href='" + strPath + "' download>Save " +
+                       strPath.substr(1) + "</a></p>\n<section><pre>" +
+                       Escaped(std::string(mu::CutText(strText, kLongestText)));
+    html += strText.size() > kLongestText ? "\n... (cut)</pre></section>" : "</pre></section>";
+    return MakePage(strTitle, html);
+}
+
+/// The sections of the vocabulary, and the index that leads to them.
+class CVocabularyPage
+{
+public:
+    template <class TAppendRows>
+    void AddTable(const char* szTitle, TAppendRows appendRows)
     {
-        if (row.m_wszText != nullptr)
-        {
-            AppendRow(std::to_string(row.m_iValue), Escaped(row.m_wszText), html);
-        }
+        const std::string strID = "table" + std::to_string(++m_iTables);
+        m_htmlIndex.append("<li><a href='#").append(strID).append("'>");
+        m_htmlIndex.append(szTitle).append("</a></li>");
+        m_htmlTables.append("<section id='").append(strID).append("'><h2>").append(szTitle);
+        m_htmlTables += "</h2><table>";
+        appendRows(m_htmlTables);
+        m_htmlTables += "</table></section>\n";
     }
-    html += "</table></section>\n";
+
+    std::string Make() const
+    {
+        return MakePage("Vocabulary",
+                        "<p class='note'>The enumerated values of the device's documents, and the "
+                        "texts that stand for them there.</p>\n<ul class='index'>" +
+                            m_htmlIndex + "</ul>\n<div class='columns values'>\n" + m_htmlTables +
+                            "</div>");
+    }
+
+private:
+    int m_iTables = 0;
+    std::string m_htmlIndex;
+    std::string m_htmlTables;
+};
+
+std::string LevelOf(std::int32_t iFeature)
+{
+    const EDeviceAccessLevel eLevel =
+        GetRequiredAccessLevelForDeviceFeature(EDeviceFeature{iFeature});
+    return Escaped(
+        mu::GetEnumerationText(g_DeviceAccessLevelEnumeration, static_cast<std::int32_t>(eLevel)));
 }
 
 std::string MakeVocabulary()
 {
-    std::string html = "<p class='note'>The enumerated values of the device's documents, and the "
-                       "texts that stand for them there.</p>\n<div class='columns values'>\n";
-    AppendTable("g_DeviceFeatureEnums", g_DeviceFeatureEnums, html);
+    CVocabularyPage page;
+    page.AddTable("Device features and their access levels",
+                  [](std::string& html)
+                  {
+                      for (const SEnumerationEntry& row : g_DeviceFeatureEnums)
+                      {
+                          AppendRow(std::to_string(row.m_iValue),
+                                    Escaped(row.m_wszText) + "</td><td>" + LevelOf(row.m_iValue),
+                                    html);
+                      }
+                  });
     for (const SVocabularyTable& table : kVocabularyTables)
     {
-        AppendTable(table.m_szName, table.m_rows, html);
+        page.AddTable(table.m_szTitle,
+                      [&](std::string& html)
+                      {
+                          for (const SEnumerationEntry& row : table.m_rows)
+                          {
+                              if (row.m_wszText != nullptr)
+                              {
+                                  AppendRow(std::to_string(row.m_iValue), Escaped(row.m_wszText),
+                                            html);
+                              }
+                          }
+                      });
     }
-    return MakePage("Vocabulary", html + "</div>");
+    page.AddTable("Media codecs",
+                  [](std::string& html)
+                  {
+                      for (const mu::SMediaCodecEntry& row : g_MediaCodecEnums)
+                      {
+                          AppendRow(std::to_string(row.m_iCodec),
+                                    Escaped(row.m_wszText) + "</td><td>" +
+                                        Escaped(mu::GetEnumerationText(
+                                            g_SourceChannelTypesEnumeration, row.m_iMediaKind)),
+                                    html);
+                      }
+                  });
+    page.AddTable("Hardware models",
+                  [](std::string& html)
+                  {
+                      for (const mu::SHardwareModelEntry& row : mu::g_HardwareModels)
+                      {
+                          AppendRow(Escaped(row.m_wszIdentifier), Escaped(row.m_wszModel), html);
+                      }
+                  });
+    return page.Make();
 }
 
 } // namespace
@@ -172,9 +248,18 @@ bool CWebPages::Reply(IWebServerExtContext* pContext)
         const bool bFrom = mapParams.GetParamInt("from", iFrom);
         return Write(kHTML, MakeLog(bFrom ? std::optional(iFrom) : std::nullopt), pContext);
     }
+    if (strPath == "/parameters")
+    {
+        const std::string& strText = m_document.m_strText;
+        return Write(kHTML, MakeTextPage("Parameters", "/parameters.xml", strText), pContext);
+    }
     if (strPath == "/parameters.xml")
     {
         return Write(kXML, m_document.m_strText, pContext);
+    }
+    if (strPath == "/threads")
+    {
+        return Write(kHTML, MakeTextPage("Threads", "/threads.txt", ThreadsText()), pContext);
     }
     if (strPath == "/threads.txt")
     {
@@ -210,7 +295,7 @@ std::string CWebPages::MakeStatus()
     }
     AppendRow("Up", FormatUptime(uptime), html);
     AppendRow("Log messages",
-              "<a href='/log#newest'>" + std::to_string(m_log.GetNumberOfMessages()) + "</a> of " +
+              "<a href='/log'>" + std::to_string(m_log.GetNumberOfMessages()) + "</a> of " +
                   std::to_string(m_log.GetTotalMessageCount()),
               html);
     html += "</table></section>\n";
@@ -231,46 +316,47 @@ std::string CWebPages::MakeLog(std::optional<int> iFrom)
     const int iTotal = m_log.GetTotalMessageCount();
     const int iCount = m_log.GetNumberOfMessages();
     std::string strPaging;
-    const int iFirst = mu::AddHTMLPagingBlock(strPaging, iFrom.value_or(iCount), kPageSize, iCount);
+    const int iFirst = mu::AddHTMLPagingBlock(strPaging, iFrom.value_or(0), kPageSize, iCount);
 
     std::string strHead;
     std::string html = "<p class='note'>Messages kept: " + std::to_string(iCount) + " of " +
                        std::to_string(iTotal) + ". ";
     if (iFrom)
     {
-        html += "<a href='/log#newest'>The newest</a>";
+        html += "<a href='/log'>The newest</a>";
     }
     else if (m_log.m_bAutoRefresh)
     {
         const std::string strSeconds = std::to_string(kRefreshSeconds);
         strHead = "<meta http-equiv='refresh' content='" + strSeconds + "'/>";
-        html += "The newest, read again every " + strSeconds + " seconds.";
+        html += "The newest first, read again every " + strSeconds + " seconds.";
     }
     else
     {
-        html += "The newest.";
+        html += "The newest first.";
     }
-    html += "</p>\n<div class='log'>" + strPaging + "\n";
-    if (iFrom)
+    html += "</p>\n<div class='log'>";
+    if (iCount > 0)
     {
+        html += strPaging + "\n";
         AppendMessages(iFirst, iTotal, iCount, html);
+        html += "\n" + strPaging;
     }
     else
     {
-        m_log.AppendHTMLTable(html, mu::IntCount(html.size()) + kNewestBytes);
+        html += "<p>No message is kept.</p>";
     }
-    return MakePage("Log", html + "\n" + strPaging + "<p id='newest'></p></div>", strHead);
+    return MakePage("Log", html + "</div>", strHead);
 }
 
 void CWebPages::AppendMessages(int iFirst, int iTotal, int iCount, std::string& html)
 {
-    // Numbers stay those of the same messages while new ones come; the oldest may go.
     const int iNumberOfOldest = iTotal > m_log.m_iMaxNumberOfLogMessages ? iTotal - iCount : 0;
     html += CLogRecorder::kHTMLTableHead;
     for (int i = iFirst; i < iFirst + kPageSize && i < iCount; ++i)
     {
         CLogRecorder::SLogMessageRec record{};
-        if (m_log.GetLogMessage(iNumberOfOldest + i, iCount, record.m_ullTime,
+        if (m_log.GetLogMessage(iNumberOfOldest + iCount - 1 - i, iCount, record.m_ullTime,
                                 record.m_exmlMessage))
         {
             CLogRecorder::AppendHTMLRow(record, html);

@@ -15,9 +15,9 @@
 /// The recorder's pages in a browser:
 ///
 ///   /                what the recorder is, and its diagnostics
-///   /log             the newest messages; "?from=50" shows a page from the 50th message held on
-///   /parameters.xml  the device parameters
-///   /threads.txt     the active functions of all threads
+///   /log             the newest messages, the newest first; "?from=50" shows those before them
+///   /parameters      the device parameters; /parameters.xml is the document itself
+///   /threads         the active functions of all threads; /threads.txt is the text itself
 ///   /vocabulary      the texts of enumerated values
 ///   /style.css
 ///
@@ -25,7 +25,7 @@
 class CWebPages
 {
 public:
-    /// Messages of a page other than that of the newest ones.
+    /// Messages of a page.
     static constexpr int kPageSize = 50;
 
     /// The log and the document must outlive the pages. getUptime is called for each page that

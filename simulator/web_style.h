@@ -42,7 +42,12 @@ section tr:first-child > * { border-top: 0; }
 section th { width: 50%; vertical-align: top; padding-right: 1rem; color: var(--soft); font-weight: 400; }
 section td { overflow-wrap: anywhere; }
 .values th { width: 4rem; }
-section pre { margin: 0; max-height: 20rem; overflow: auto; font-size: .8rem; }
+.values td { overflow-wrap: break-word; vertical-align: top; }
+.values td + td { width: 7.5rem; color: var(--soft); }
+section pre { margin: 0; font-size: .8rem; white-space: pre-wrap; overflow-wrap: anywhere; }
+.index { columns: 15rem; margin: 0 0 1.5rem; padding: 0; list-style: none; }
+.index li { padding: .1rem 0; break-inside: avoid; }
+:target { border-color: var(--accent); }
 table { border-collapse: collapse; font-variant-numeric: tabular-nums; }
 .log table {
     width: 100%; border: 1px solid var(--line); border-collapse: separate; border-spacing: 0;
