@@ -177,8 +177,8 @@ void HandleCrashSignal(int iSignal, siginfo_t*, void* pContext)
                      [=](const SCrashSignal& crash) { return crash.m_iSignal == iSignal; });
     auto& context = *static_cast<ucontext_t*>(pContext);
     // The faulting thread's stack, not the handler's own.
-    // NOLINTNEXTLINE(performance-no-int-to-ptr)
     const auto* const pStack =
+        // NOLINTNEXTLINE(performance-no-int-to-ptr)
         reinterpret_cast<const void*>(GetInterruptedState(context).m_uStackPointer);
     ReportThread(pCrash != std::end(kCrashSignals) ? pCrash->m_szName : "Unknown Error", pStack,
                  &context, nullptr);

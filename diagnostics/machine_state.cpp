@@ -12,8 +12,8 @@ namespace
 template <class T>
 bool ReadBefore(CMemoryProbe& probe, std::uintptr_t uAddress, T& code)
 {
-    // NOLINTNEXTLINE(performance-no-int-to-ptr)
     return uAddress > sizeof code &&
+           // NOLINTNEXTLINE(performance-no-int-to-ptr)
            probe.Copy(code, reinterpret_cast<const void*>(uAddress - sizeof code));
 }
 

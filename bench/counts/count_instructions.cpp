@@ -31,9 +31,8 @@ extern "C"
                                         void* userdata);
 
     [[gnu::visibility("default")]] extern const int qemu_plugin_version;
-    [[gnu::visibility("default")]] int qemu_plugin_install(qemu_plugin_id_t id,
-                                                           const qemu_info_t* info, int argc,
-                                                           char** argv);
+    [[gnu::visibility("default")]] int
+    qemu_plugin_install(qemu_plugin_id_t id, const qemu_info_t* info, int argc, char** argv);
 }
 
 namespace
