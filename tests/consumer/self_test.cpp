@@ -1,0 +1,69 @@
+#include "self_test.h"
+
+#include <cstdio>
+#include <ctime>
+#include <string_view>
+#include <thread>
+
+#include <sys/types.h>
+
+#include "diagnostics/function_state.h"
+#include "diagnostics/state_report.h"
+#include "threading/thread_id.h"
+#include "xml/easy_xml.h"
+
+// The library's own functions have these types in their signatures.
+static_assert(sizeof(off_t) == 8 && sizeof(std::time_t) == 8,
+              "the library's definitions have not arrived");
+
+namespace
+{
+
+bool Expect(bool bHolds, const char* szWhat)
+{
+    if (!bHolds)
+    {
+        std::fprintf(stderr, "failed: %s\n", szWhat);
+    }
+    return bHolds;
+}
+
+bool ReadsDocuments()
+{
+    CEasyXML exml;
+    int iSeconds = 0;
+    CEasyXMLNode root = exml.LoadFromText(L"<zor:Parameters><zor:Period>300</zor:Period>"
+                                          L"</zor:Parameters>");
+    return root.GetChildByName(L"zor:Period").GetTextValue(iSeconds) && iSeconds == 300;
+}
+
+// The entry is opened by code compiled here, in the thread's storage that the library keeps; the
+// report is written by code of the library.
+bool TracesInThisThread()
+{
+    char szReport[2000];
+    int iLength = 0;
+    {
+        CFunctionSwitch fsConsumer("Consumer::Trace");
+        iLength = WriteThreadsStateReport(szReport, sizeof(szReport));
+    }
+    FreeThreadExVarsStorage();
+    const std::string_view svReport(szReport, static_cast<std::size_t>(iLength));
+    return svReport.find("Consumer::Trace") != std::string_view::npos;
+}
+
+} // namespace
+
+bool TestLibrary()
+{
+    bool bAll = Expect(ReadsDocuments(), "a document is read");
+    bAll &= Expect(TracesInThisThread(), "the first thread is traced");
+    std::thread(
+        [&]
+        {
+            bAll &= Expect(TracesInThisThread(), "another thread is traced");
+            bAll &= Expect(mu::GetCurrentThreadID() == pthread_self(), "it knows its id");
+        })
+        .join();
+    return bAll;
+}
