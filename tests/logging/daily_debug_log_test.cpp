@@ -19,6 +19,7 @@
 
 #include "config/media_recorder_configuration.h"
 #include "diagnostics/crash_handler.h"
+#include "diagnostics/function_state.h"
 #include "logging/log_recorder.h"
 #include "tests/support/failing_calls.h"
 #include "tests/support/failing_heap.h"
@@ -460,6 +461,7 @@ TEST(DailyDebugLog, LeavesNothingBehindWithoutMemory)
         int AddRef() override { return 1; }
         int Release() override { return 1; }
     };
+    GetAllocExVarsStorage(); // the thread's, which stays
     bool bFailed = CFailingHeap::kAvailable;
     for (int iAllowed = 0; bFailed; ++iAllowed)
     {
