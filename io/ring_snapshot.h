@@ -31,8 +31,9 @@ public:
         {
             const unsigned uTaken = m_uTaken.load(std::memory_order_acquire);
             ring = m_aRings[uTaken % 2];
-            std::atomic_thread_fence(std::memory_order_acquire);
-            if (m_uTaken.load(std::memory_order_relaxed) == uTaken)
+            // Adds nothing: as a store with release order it keeps the copy before it, as a fence
+            // would, which the thread sanitizer does not know.
+            if (m_uTaken.fetch_add(0, std::memory_order_acq_rel) == uTaken)
             {
                 break;
             }
@@ -42,7 +43,7 @@ public:
 
 private:
     std::array<CBlockRing, 2> m_aRings;
-    std::atomic<unsigned> m_uTaken{0}; // modulo 2, the index of the one that is whole
+    mutable std::atomic<unsigned> m_uTaken{0}; // modulo 2, the index of the one that is whole
 };
 
 } // namespace mu
