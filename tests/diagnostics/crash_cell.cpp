@@ -38,7 +38,7 @@ void CallAddress(std::uintptr_t uAddress)
 }
 
 // What overruns a buffer does to the address that its function returns to.
-[[gnu::noinline, gnu::no_sanitize("address")]] void LoseReturnAddress()
+[[gnu::noinline, gnu::no_sanitize_address]] void LoseReturnAddress()
 {
     volatile std::uintptr_t uFirst = kBadAddress;
     volatile std::uintptr_t* pWord = &uFirst;
