@@ -86,11 +86,9 @@ void Crash(ECrashKind eKind)
     {
     case ECrashKind::Abort:
         break;
-    case ECrashKind::Fpe:
-        std::raise(SIGFPE); // dividing by zero does not trap on the device
-        break;
+    case ECrashKind::Fpe: // dividing by zero does not trap on the device
     case ECrashKind::Ill:
-        std::raise(SIGILL);
+        std::raise(eKind == ECrashKind::Fpe ? SIGFPE : SIGILL);
         break;
     case ECrashKind::Segv:
         WriteThroughABadPointer();

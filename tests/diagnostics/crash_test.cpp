@@ -268,7 +268,9 @@ TEST(CrashHandler, BacktraceBeginsWhereTheThreadStoodAndNamesItsCaller)
     const std::tuple<const char*, const char*, const char*> kCases[] = {
         {"jump", "[0x1000]", "JumpAway"},       {"null-call", "[(nil)]", "CallNothing"},
         {"lost", "[0x1000]", "CallAndGetLost"}, {"error", "(GiveUp+", "GiveUp"},
+#ifndef __clang__ // whose code unwinds up to the function that lets nothing out
         {"throw", "libc.so", "ThrowOut"},
+#endif
     };
     for (const auto& [szCrash, szFirst, szCaller] : kCases)
     {

@@ -20,7 +20,7 @@ DIAGNOSTIC_REQUEST = struct.pack("<III", 0x64, 0, 0)
 # source line.
 CRASHES = [
     ("abort", "Abort Signal", "RSim::Crash", "Crash", "std::abort();"),
-    ("fpe", "Floating Point Error", "RSim::Crash", "Crash", "std::raise(SIG"),
+    ("fpe", "Floating Point Error", "RSim::Crash", "Crash", "std::raise("),
     ("segv", "Segmentation Violation", "RSim::WriteFrame", "WriteThroughABadPointer",
      "*szFrame = 'e';"),
     ("bus", "Bus Error", "RSim::ReadMapped", "ReadBehindAFile", "static_cast<void>(*static_cast"),
