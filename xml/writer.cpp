@@ -91,29 +91,50 @@ private:
 
 /// Collects UTF-8 in a small chunk, so that the text is never held in a second form. Each name,
 /// value or text leaves room in the chunk for the markup that can stand before the next.
+///
+/// The place in the chunk is worth a register, which the compiler gives it as long as the object's
+/// address goes nowhere: so all but the rare steps is inline, and these are static.
 class CUtf8Sink
 {
 public:
-    explicit CUtf8Sink(std::string& strOut) : m_strOut(strOut) {}
+    using CChunk = char[4096];
 
-    void Markup(std::string_view strText)
+    CUtf8Sink(std::string& strOut, CChunk& chunk) : m_strOut(strOut), m_chunk(chunk) {}
+
+    [[gnu::always_inline]] void Markup(std::string_view strText)
     {
-        std::memcpy(m_pWrite, strText.data(), strText.size());
-        m_pWrite += strText.size();
+        m_pWrite = Append(m_pWrite, strText);
     }
-    void Raw(const mu::STreeText& text) { Encode<false>(text); }
-    void Escaped(const mu::STreeText& text) { Encode<true>(text); }
-    void Flush()
-    {
-        m_strOut.append(std::begin(m_szChunk), m_pWrite);
-        m_pWrite = m_szChunk;
-    }
+    [[gnu::always_inline]] void Raw(const mu::STreeText& text) { Encode<false>(text); }
+    [[gnu::always_inline]] void Escaped(const mu::STreeText& text) { Encode<true>(text); }
+    [[gnu::always_inline]] void Flush() { m_pWrite = Flushed(m_strOut, m_chunk, m_pWrite); }
 
 private:
     static constexpr std::ptrdiff_t kMarkupRoom = 64;
     static_assert(kDeclaration.size() < kMarkupRoom - 16);
 
-    std::ptrdiff_t Room(const char* pWrite) const { return std::end(m_szChunk) - pWrite; }
+    struct SPlaces
+    {
+        const wchar_t* m_pRead;
+        char* m_pWrite;
+    };
+
+    static std::ptrdiff_t Room(const CChunk& chunk, const char* pWrite)
+    {
+        return std::end(chunk) - pWrite;
+    }
+
+    static char* Append(char* pWrite, std::string_view strText)
+    {
+        std::memcpy(pWrite, strText.data(), strText.size());
+        return pWrite + strText.size();
+    }
+
+    [[gnu::noinline]] static char* Flushed(std::string& strOut, CChunk& chunk, const char* pWrite)
+    {
+        strOut.append(std::cbegin(chunk), pWrite);
+        return chunk;
+    }
 
     template <bool bEscape>
     static std::ptrdiff_t FirstStop(const mu::CByteBlock& block)
@@ -133,23 +154,18 @@ private:
         return uUnit < kPlain.size() && (!bEscape || kPlain[uUnit]);
     }
 
-    // pWrite is a local: any byte that is stored might be the member's, which would have to be
-    // stored and loaded again for each.
     template <bool bEscape>
-    void Encode(const mu::STreeText& text)
+    [[gnu::always_inline]] void Encode(const mu::STreeText& text)
     {
         const wchar_t* p = text.m_pText;
         const wchar_t* const pEnd = p + text.m_uLength;
         // The document's memory has room for a whole block behind each text.
         const std::ptrdiff_t iLeastForBlock = text.m_uHeapCapacity == 0 ? 1 : mu::CByteBlock::kSize;
-        char* pWrite = m_pWrite;
         while (true)
         {
-            if (Room(pWrite) < mu::CByteBlock::kSize + kMarkupRoom)
+            if (Room(m_chunk, m_pWrite) < mu::CByteBlock::kSize + kMarkupRoom)
             {
-                m_pWrite = pWrite;
                 Flush();
-                pWrite = m_pWrite;
             }
             if (p == pEnd)
             {
@@ -160,64 +176,62 @@ private:
             if (mu::CByteBlock::kPacksUnits && pEnd - p >= iLeastForBlock)
             {
                 const mu::CByteBlock block(p);
-                block.Store(pWrite);
+                block.Store(m_pWrite);
                 iStep = std::min(pEnd - p, mu::CByteBlock::kSize);
                 iPlain = std::min(FirstStop<bEscape>(block), iStep);
             }
             else
             {
-                iStep = std::min(pEnd - p, Room(pWrite) - kMarkupRoom);
+                iStep = std::min(pEnd - p, Room(m_chunk, m_pWrite) - kMarkupRoom);
                 while (iPlain != iStep && IsPlain<bEscape>(static_cast<std::uint32_t>(p[iPlain])))
                 {
-                    pWrite[iPlain] = static_cast<char>(p[iPlain]);
+                    m_pWrite[iPlain] = static_cast<char>(p[iPlain]);
                     ++iPlain;
                 }
             }
             p += iPlain;
-            pWrite += iPlain;
+            m_pWrite += iPlain;
             if (iPlain != iStep)
             {
-                m_pWrite = pWrite;
-                p = WriteSpecial<bEscape>(p, pEnd);
-                pWrite = m_pWrite;
+                const SPlaces behind =
+                    WriteSpecial<bEscape>({p, m_pWrite}, pEnd, m_strOut, m_chunk);
+                p = behind.m_pRead;
+                m_pWrite = behind.m_pWrite;
             }
         }
-        m_pWrite = pWrite;
     }
 
-    /// Writes the unit at p, and with one that is not ASCII those behind it that are not, too:
-    /// they come in runs. Returns the place behind them.
+    /// Writes the next unit, and with one that is not ASCII those behind it that are not, too: they
+    /// come in runs. Returns the places behind them.
     template <bool bEscape>
-    const wchar_t* WriteSpecial(const wchar_t* p, const wchar_t* pEnd)
+    [[gnu::noinline]] static SPlaces WriteSpecial(SPlaces places, const wchar_t* pEnd,
+                                                  std::string& strOut, CChunk& chunk)
     {
-        const auto Unit = [&p] { return static_cast<std::uint32_t>(*p); };
+        const auto [pRun, pWrite] = places;
+        const auto Unit = [](const wchar_t* p) { return static_cast<std::uint32_t>(*p); };
         if constexpr (bEscape)
         {
-            if (const char* const szEntity = SEscapeXMLText::EntityFor(Unit()))
+            if (const char* const szEntity = SEscapeXMLText::EntityFor(Unit(pRun)))
             {
-                Markup(szEntity);
-                return p + 1;
+                return {pRun + 1, Append(pWrite, szEntity)};
             }
         }
         constexpr int kLongestRun = 64;
         constexpr int kMostBytes = 4 * kLongestRun + 1; // with a terminator
-        if (Room(m_pWrite) < kMostBytes)
-        {
-            Flush();
-        }
-        const wchar_t* const pRun = p;
-        const wchar_t* const pStop = p + std::min<std::ptrdiff_t>(pEnd - p, kLongestRun);
-        do
+        char* const pOut =
+            Room(chunk, pWrite) < kMostBytes ? Flushed(strOut, chunk, pWrite) : pWrite;
+        const wchar_t* const pStop = pRun + std::min<std::ptrdiff_t>(pEnd - pRun, kLongestRun);
+        const wchar_t* p = pRun + 1;
+        while (p != pStop && Unit(p) >= kPlain.size())
         {
             ++p;
-        } while (p != pStop && Unit() >= kPlain.size());
-        m_pWrite += mu::ConvertString(pRun, static_cast<int>(p - pRun), m_pWrite, kMostBytes);
-        return p;
+        }
+        return {p, pOut + mu::ConvertString(pRun, static_cast<int>(p - pRun), pOut, kMostBytes)};
     }
 
     std::string& m_strOut;
-    char m_szChunk[4096];
-    char* m_pWrite = m_szChunk;
+    CChunk& m_chunk;
+    char* m_pWrite = m_chunk;
 };
 
 template <class TSink>
@@ -268,25 +282,21 @@ void WriteTree(const CVariablesSubTree& root, bool bDeclaration, TSink& sink, in
         sink.Markup(kDeclaration);
     }
     const CVariablesSubTree* pElement = &root;
-    WriteStart(root, sink);
-    iLoopIndex = 0;
     while (true)
     {
-        const CVariablesSubTreesVector& children = pElement->GetChildren();
-        if (iLoopIndex < children.size())
+        WriteStart(*pElement, sink);
+        iLoopIndex = 0;
+        while (iLoopIndex >= pElement->GetChildren().size())
         {
-            pElement = children[iLoopIndex];
-            WriteStart(*pElement, sink);
-            iLoopIndex = 0;
-            continue;
+            WriteEnd(*pElement, sink);
+            if (pElement == &root)
+            {
+                return;
+            }
+            iLoopIndex = pElement->GetIndex() + 1;
+            pElement = pElement->GetParent();
         }
-        WriteEnd(*pElement, sink);
-        if (pElement == &root)
-        {
-            return;
-        }
-        iLoopIndex = pElement->GetIndex() + 1;
-        pElement = pElement->GetParent();
+        pElement = pElement->GetChildren()[iLoopIndex];
     }
 }
 
@@ -351,7 +361,8 @@ bool CVariablesTree::ToUTF8(std::string& strOut) const
     {
         strOut.reserve(m_pArena->TextUnits()); // what is written is mostly as long as what was read
     }
-    CUtf8Sink sink(strOut);
+    CUtf8Sink::CChunk chunk;
+    CUtf8Sink sink(strOut, chunk);
     int iLoopIndex = 0;
     WriteTree(*m_pRoot, m_bHeaderEnabled, sink, iLoopIndex);
     sink.Flush();
