@@ -1,5 +1,6 @@
 // Loading, destroying and writing device-parameters documents, beside other libraries.
 
+#include <algorithm>
 #include <chrono>
 #include <cstdint>
 #include <iterator>
@@ -24,7 +25,8 @@ double DestroyingShare(const SPeer& peer, const std::string& strXML)
     using SClock = std::chrono::steady_clock;
     SClock::duration total{};
     SClock::duration destroying{};
-    for (int i = 0; i < 20; ++i)
+    const std::size_t uRounds = std::clamp<std::size_t>((16 << 20) / strXML.size(), 1, 20);
+    for (std::size_t i = 0; i < uRounds; ++i)
     {
         const auto start = SClock::now();
         auto pDocument = peer.m_pMake();
@@ -87,7 +89,7 @@ int main(int iArgs, char** ppArgs)
     mallopt(M_MMAP_THRESHOLD, 1 << 30);
 
     constexpr std::pair<const char*, std::size_t> kSizes[] = {
-        {"4k", 4 << 10}, {"64k", 64 << 10}, {"1m", 1 << 20}, {"16m", 16 << 20}};
+        {"4k", 4 << 10}, {"64k", 64 << 10}, {"1m", 1 << 20}, {"16m", 16 << 20}, {"64m", 64 << 20}};
     static std::string aDocuments[std::size(kSizes)];
     std::vector<SPeer> peers(std::begin(g_aPeers), std::end(g_aPeers));
     peers.insert(peers.end(), std::begin(g_aLargePeers), std::end(g_aLargePeers));
