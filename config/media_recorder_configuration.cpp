@@ -112,9 +112,9 @@ try
     }
     mu::AddFolderSeparator(wsFull);
 
-    wsRelative.clear(); // what a category without device folders would leave there
+    wsRelative.clear(); // GetDevicePrefixFolder() leaves it as it is for other categories
     GetDevicePrefixFolder(iDevice, eCategory, wsRelative);
-    // Room for numbers of any size; of what is longer than a date, 30 characters are used.
+    // Has room for numbers of any size; 30 characters at most are used.
     wchar_t wszDay[64];
     const int iLength = mu::SWPrintF(
         wszDay, 64, L"%04d%c%02d %ls%c%02d", time.m_iYear, mu::GetFolderSeparator(), time.m_iMonth,

@@ -28,7 +28,7 @@ public:
     int GetExtraBinaryData(void***) override { return 0; }
     int GetXMLMessageType() override { return 8; }
 
-    /// That of downloads if they have one, of everything else the root directory.
+    /// The downloads' directory for downloads if there is one, else the root directory.
     const std::wstring& GetRootDir(const EFileTransferCategory& eCategory) const;
     /// Whether downloads have a directory that is spelled differently from the root directory.
     bool HasSeparateDownloadsDirectory() const;
@@ -39,7 +39,7 @@ public:
     /// Empty as well if recordings, or downloads, have no separate device folders.
     void GetDeviceRecordingsPrefixFolder(int iDevice, std::wstring& wsFolder) const;
     void GetDeviceDownloadsPrefixFolder(int iDevice, std::wstring& wsFolder) const;
-    /// Of recordings or downloads; for other categories wsFolder stays as it is.
+    /// The one of the two for recordings or downloads; other categories leave wsFolder as it is.
     void GetDevicePrefixFolder(int iDevice, EFileTransferCategory eCategory,
                                std::wstring& wsFolder) const;
 

@@ -79,8 +79,8 @@ EDiagExit RefuseUsage()
     return DIAG_BAD_USAGE;
 }
 
-// Decimal digits with or without a fraction, whatever the locale. What is finer than a millisecond
-// is rounded up.
+// Reads decimal digits with or without a fraction, whatever the locale. Fractions of a millisecond
+// are rounded up.
 bool ParseSeconds(const char* szText, std::chrono::milliseconds& time)
 {
     constexpr long long kMostSeconds = 1'000'000;

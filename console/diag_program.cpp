@@ -216,7 +216,7 @@ void PrintText(const SDiagArguments& arguments, SAnswer& answer)
     }
 }
 
-// Of a call that writes what the buffer holds. A file system may have no room, and tell so late.
+// iResult is that of fflush() or fclose(): some file systems report a lack of room only then.
 EDiagExit CheckOutput(int iResult, EDiagExit eExit)
 {
     return iResult == 0 || eExit != DIAG_ANSWERED

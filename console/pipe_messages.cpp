@@ -19,8 +19,8 @@ CEasyXML g_exmlParams;
 namespace
 {
 
-// Takes what one read of the payload would take, for want of a buffer: what is there when the first
-// of it is. What arrives later is another message's.
+// No buffer could be had, so the payload is thrown away: waits for its first bytes, then drops all
+// that the pipe holds now, at most dwLength. Bytes that arrive later start a new message.
 int DropPayload(int fd, std::uint32_t dwLength)
 {
     pollfd polled{fd, POLLIN, 0};
@@ -52,13 +52,13 @@ void LoadParameters(const char* szText, int iLength)
     }
     catch (const std::bad_alloc&)
     {
-        // What does not fit into memory is no better than what does not parse.
+        // No memory: the same to the operator as a document that does not parse.
     }
     std::puts(bLoaded ? "Parameters Loaded.\r" : "Invalid parameters.\r");
 }
 
-// A text that may hold anything. With its NULs gone it is what "%.*s" would print, which has no
-// precision for lengths beyond int.
+// The text has no NULs any more. So this prints what "%.*s" would, which takes no length beyond
+// int.
 void PrintText(const char* szText, std::uint32_t dwLength)
 {
     std::fwrite(szText, 1, dwLength, stdout);

@@ -32,8 +32,9 @@ struct SPipeMessageHeader
 };
 static_assert(sizeof(SPipeMessageHeader) == 12);
 
-/// Where a message's text begins: at 0, or at the split of a circular text, which is none at its
-/// last byte and beyond. A split that is negative for the application is beyond, too.
+/// The offset at which a message's oldest text begins. A circular text begins at its split; a split
+/// at the last byte or beyond (also one that is negative to the application) counts as 0, and so
+/// does that of any other message.
 constexpr std::uint32_t BeginningOfText(const SPipeMessageHeader& header)
 {
     const bool bSplit = header.m_dwType == PM_CIRCULAR_TEXT && header.m_dwLength > 1 &&

@@ -21,14 +21,14 @@ namespace
 
 using namespace std::chrono_literals;
 
-// No event tells that somebody opens a pipe or gives up a lock; these are looked for.
+// No call waits with a limit for somebody to open a pipe or to give up a lock: they are polled.
 constexpr std::chrono::milliseconds kPause = 20ms;
-// A recorder that was writing when its client died may go on for a moment.
+// A recorder that was writing when an earlier client died may go on writing for a moment.
 constexpr std::chrono::milliseconds kLeftoversPause = 50ms;
-// How long a recorder may have both pipes closed, as one that opens them anew for each message has.
+// A recorder may have both pipes closed for so long: some open them anew for each message.
 constexpr std::chrono::milliseconds kGoneAfter = 1s;
 
-// Far beyond what a pipe holds; a recorder that announces more is out of step or out of its mind.
+// Far more than any answer. A longer payload means that the stream is out of step.
 constexpr std::uint32_t kLongestPayload = 64 << 20;
 
 std::string DescribeFailedOpen(const char* szPath, int iError)
@@ -121,7 +121,7 @@ CRecorderConnection::EOpened CRecorderConnection::OpenPipe(const char* szPath, i
     iPipe = ::open(szPath, iFlags | O_NONBLOCK | O_NOFOLLOW | O_NOCTTY | O_CLOEXEC);
     const int iError = errno;
 
-    // What is there decides, for a socket refuses with the error of a pipe that nobody reads.
+    // The kind of file decides: open() fails with ENXIO for a socket, too.
     struct stat status;
     const int iStatus = iPipe >= 0 ? ::fstat(iPipe, &status) : ::lstat(szPath, &status);
     if (iStatus == 0 && !S_ISFIFO(status.st_mode))

@@ -26,8 +26,8 @@ int g_iInputLineIndex = 0;
 namespace
 {
 
-// A descriptor at its end stays readable, so select() no longer waits. This does, for passes in
-// which there was nothing else. So does a pipe that the application has not opened yet.
+// The pause between two passes of the loop when select() returns at once without news, because a
+// descriptor at its end stays readable; and between two attempts to open the request pipe.
 constexpr std::chrono::milliseconds kPause{50};
 
 bool g_bInputEnded = false; // whether the last ReadUserInput() got nothing
@@ -41,8 +41,8 @@ bool FlushOutput()
     return !bBroken && (std::ferror(stdout) == 0 || !HasLostItsReader(STDOUT_FILENO));
 }
 
-// Waits until the application has the pipe open for reading, as a blocking open() does, which would
-// not see that the operator is gone: then the error is EPIPE.
+// Waits until the application has the pipe open for reading. A blocking open() would wait too, but
+// not notice that the operator is gone: then this fails with EPIPE.
 int OpenRequestPipe(const char* szPath)
 {
     struct stat status = {};
@@ -70,8 +70,9 @@ int ReportFailedOpen(const char* szPath, int iError)
     return iError;
 }
 
-// Serves the operator until he leaves. He has left without a word when the reader of the output is
-// gone, which the next print shows; once his input has ended there may be none, so each pass looks.
+// Serves the operator until he leaves. If he leaves without a command, the reader of the output is
+// gone. The next print shows that; but once the input has ended no print may come, so then each
+// pass looks for the reader itself.
 void RunLoop(int iInPipe, int iOutPipe)
 {
     while (g_bRunning != 0 && FlushOutput() && !(g_bInputEnded && HasLostItsReader(STDOUT_FILENO)))
@@ -82,7 +83,7 @@ void RunLoop(int iInPipe, int iOutPipe)
         FD_SET(iInPipe, &setRead);
         fd_set setExcept = setRead;
 
-        timeval tvNextLook = {0, 500'000}; // a terminal waits for more after its end
+        timeval tvNextLook = {0, 500'000}; // input from a terminal goes on after an end
         const int iResult = ::select(iInPipe + 1, &setRead, nullptr, &setExcept,
                                      g_bInputEnded ? &tvNextLook : nullptr);
         if (iResult < 0)
@@ -192,7 +193,8 @@ void ParseInputLine(const char* szLine, int iLength, int iOutPipe)
 int RunSession()
 {
     OpenStandardDescriptors();
-    std::signal(SIGPIPE, SIG_IGN); // a send to an application that left fails, no more
+    std::signal(SIGPIPE,
+                SIG_IGN); // a send to an application that left fails, and the console goes on
 
     std::puts("Opening output pipe.\r");
     if (!FlushOutput())

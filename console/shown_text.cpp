@@ -8,7 +8,7 @@
 namespace
 {
 
-// The length of the well-formed UTF-8 sequence (RFC 3629) that a text begins with, 0 if with none.
+// The length of the well-formed UTF-8 sequence (RFC 3629) at the start of the text, 0 without one.
 std::size_t SequenceLength(std::string_view svText)
 {
     const auto Byte = [svText](std::size_t i)

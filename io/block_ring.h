@@ -102,7 +102,7 @@ inline int CBlockRing::Allocate(int iSize)
     {
         return kNone;
     }
-    // Empty, with the offsets where neither side has room enough.
+    // The ring is empty, but its offsets leave room enough on neither side of them.
     m_iPreviousDataEnd = m_iDataEnd;
     m_iReadOffset = 0;
     m_iDataEnd = 0;

@@ -113,7 +113,8 @@ bool CFileAccess::WriteBlock(unsigned long long llPosition, unsigned int uSize, 
     {
         return false;
     }
-    // Finding the place is no success yet: a full disk must not be told again for each block.
+    // A seek that succeeds would forget the error, and then a full disk would be told again for
+    // each block. So the error is put back for Write() to compare.
     m_iLastError = iLastError;
     const int iSize = uSize <= INT_MAX ? static_cast<int>(uSize) : -1; // -1: Write() refuses
     return Write(pData, iSize) == iSize && iSize >= 0;
@@ -171,7 +172,7 @@ bool CFileAccess::SetPosition(unsigned long long llPosition)
 {
     CFunctionSwitch fsSetPosition("FA::SetPos");
 
-    // A position that off_t cannot hold is negative there, which the system refuses.
+    // A position that off_t cannot hold turns negative, and the system refuses it.
     return Settle(::lseek(m_iDescriptor, static_cast<off_t>(llPosition), SEEK_SET) >= 0,
                   "Error setting file position to %lld", static_cast<long long>(llPosition));
 }

@@ -31,7 +31,7 @@ bool IsSameRegularFile(const struct stat& a, const struct stat& b)
     return S_ISREG(a.st_mode) && a.st_dev == b.st_dev && a.st_ino == b.st_ino;
 }
 
-// Bytes up to iLength, the end of the file or an error; -1 on an error.
+// Reads until iLength bytes or the end of the file. Returns the bytes read, -1 after an error.
 int ReadAll(CFileAccess& file, char* pBuffer, int iLength)
 {
     int iTotal = 0;
@@ -54,7 +54,8 @@ int ReadAll(CFileAccess& file, char* pBuffer, int iLength)
 // False without memory.
 bool DecodeUTF8(const char* szText, int iLength, std::wstring& wsText)
 {
-    // Six bytes are the longest sequence: longer texts give a character or a malformed sequence.
+    // No text converts to nothing without an error, unless it is a single sequence cut off. By its
+    // lead a sequence has up to six bytes, so in a longer text an empty result means no memory.
     const char* szError = nullptr;
     return mu::ConvertString(szText, iLength, wsText, &szError) > 0 || szError != nullptr ||
            iLength <= 6;
@@ -124,7 +125,8 @@ unsigned int CFileAccess::Copy(IFileReader* pReader)
     {
         return 0;
     }
-    // A file moves by itself, and one on a pipe would complain of being asked where it is.
+    // A CFileAccess moves its position with each read, so it is not moved here; one on a pipe
+    // would even log an error when asked for its position.
     const auto* const pFile = dynamic_cast<const CFileAccess*>(pReader);
     bool bMayStay = pFile == nullptr;
     if (pFile != nullptr)
@@ -150,7 +152,7 @@ unsigned int CFileAccess::Copy(IFileReader* pReader)
         }
         if (bMayStay && pReader->GetPosition() == llPosition)
         {
-            // A reader that cannot be moved has no position to speak of, as a pipe has none.
+            // A reader that cannot be moved has no position, as a pipe: its next read goes on.
             bMayStay = pReader->SetPosition(llPosition + static_cast<unsigned int>(iRead));
         }
         const int iWritten = Write(aChunk, iRead);
@@ -211,7 +213,8 @@ int CFileAccess::ToBuffer(const wchar_t* wszPath, CMemBlockPtr& block)
     const int iRead = file.Read(pData, iSize);
     if (iRead < iSize)
     {
-        block.Resize(static_cast<unsigned int>(std::max(iRead, 0))); // no bytes that nobody wrote
+        block.Resize(static_cast<unsigned int>(
+            std::max(iRead, 0))); // not the bytes that the read left unwritten
     }
     return iRead;
 }

@@ -14,7 +14,8 @@
 namespace
 {
 
-/// Negative when the end lies before the start; as large as an int where it is far behind it.
+/// The bytes from start to end; negative when the end lies before the start, INT_MAX when they are
+/// more than an int can count.
 int SizeBetween(const void* pStart, const void* pEnd)
 {
     const auto iSize = static_cast<std::ptrdiff_t>(reinterpret_cast<std::uintptr_t>(pEnd) -
@@ -24,8 +25,8 @@ int SizeBetween(const void* pStart, const void* pEnd)
 
 } // namespace
 
-// A buffer whose lock or events could not be made never gets memory, so that it takes no data that
-// it could not guard or deliver.
+// A buffer whose lock or events could not be made never gets memory: it could not guard or deliver
+// what it takes.
 
 CSafeStreamBuffer::CSafeStreamBuffer()
 {

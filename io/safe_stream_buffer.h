@@ -185,8 +185,8 @@ private:
     bool m_bEndOfStream = false;
     bool m_bEnabled = true;
     bool m_bFrozen = false;
-    // Invalid: no block can be committed until one is handed out. Held: out and not given back,
-    // valid or not.
+    // Invalid: a commit is refused until another block is handed out. Held: the reader has a
+    // block that it has not given back, valid or not.
     bool m_bReadBlockInvalid = true;
     bool m_bWriteBlockInvalid = true;
     const void* m_pReadBlockHeld = nullptr;

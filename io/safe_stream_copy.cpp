@@ -86,8 +86,8 @@ int CSafeStreamBuffer::Read(void* pBuffer, int iMaxSize, int iMinSize)
         }
         iBlockSize = std::min(iBlockSize, iMaxSize - iRead);
         CopyBytes(static_cast<char*>(pBuffer) + iRead, pBlock, iBlockSize);
-        // Refused when a freeze or a stop came between: then these bytes are unread as before, or
-        // gone.
+        // The commit is refused if a freeze or a stop came between the two. After a freeze the
+        // bytes are still unread, after a stop they are gone; either way they do not count here.
         if (CommitReadBlock(pBlock, iBlockSize))
         {
             iRead += iBlockSize;
@@ -130,7 +130,7 @@ void* CSafeStreamBuffer::GetBlockThroughFreeze(int& iSize)
     for (;;)
     {
         void* const pBlock = GetBlockToRead(iSize);
-        // Null with unread data is a frozen stream that has ended.
+        // No block although there are unread data: the stream is frozen and has ended.
         if (pBlock != nullptr || GetReadQueueLength() == 0 || !m_weThawed.Wait(mu::kInfinite))
         {
             return pBlock;
@@ -143,7 +143,7 @@ bool CSafeStreamBuffer::CommitReadThroughFreeze(void* pBlock, int iSize)
     for (;;)
     {
         CMutexProtection mpState(m_mutex, mu::kInfinite);
-        // A stop ends the freeze and the block.
+        // A stop ends the freeze and takes the block back.
         if (!m_bFrozen || iSize == 0)
         {
             return CommitReadLocked(pBlock, iSize);
@@ -180,7 +180,7 @@ bool CSafeStreamBuffer::WriteTo(IStreamWriter* pswOutput)
             return true;
         }
         const int iTaken = std::min(pswOutput->Write(pBlock, iSize), iSize);
-        // What the output has taken must not come again after a freeze.
+        // Committed even while frozen: the output must not get the same bytes again afterwards.
         CommitReadThroughFreeze(pBlock, std::max(iTaken, 0));
         if (iTaken < 0)
         {

@@ -15,7 +15,7 @@ namespace mu
 // many units at a time. They read and write nothing beyond the whole length that they are given.
 
 /// Copies the ASCII bytes that the text begins with to wide units. Returns how many; the buffer
-/// must have room for uLength, and may get other units behind the run.
+/// must have room for uLength; what it gets behind the run is undefined.
 inline std::size_t CopyAsciiRun(const char* szText, std::size_t uLength, wchar_t* wszOut)
 {
     constexpr std::size_t kBlock = CByteBlock::kSize;

@@ -16,7 +16,7 @@ namespace
 
 constexpr char kAlphabet[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
 
-/// The two characters of each 12 bits.
+/// For each value of 12 bits the two characters that encode it.
 constexpr auto kPairs = []
 {
     std::array<std::array<char, 2>, 4096> pairs{};
@@ -30,8 +30,8 @@ constexpr auto kPairs = []
 constexpr std::uint32_t kInvalid = 0xFFFFFFFF; // -1
 constexpr std::uint32_t kMaxGroup = 0xFFFFFF;
 
-/// For each of a group's four places the values of all characters, at the bits where they go in the
-/// group's 24, or kInvalid.
+/// For each of the four places in a group, the value of every character, shifted to the bits that
+/// it takes in the group's 24; kInvalid if the character is not in the alphabet.
 constexpr auto kValues = []
 {
     std::array<std::array<std::uint32_t, 256>, 4> values{};
@@ -101,7 +101,7 @@ unsigned int Encode(const unsigned char* puData, unsigned int uLength, TChar* pO
     uLength -= 3 * uGroups;
     if (uLength > 0)
     {
-        // The last group, or one that the capacity cuts.
+        // The last group if it is incomplete or the capacity ends inside it.
         unsigned char group[3] = {};
         std::memcpy(group, puData, std::min(uLength, 3U));
         char szGroup[4];

@@ -18,11 +18,11 @@ unsigned int base64_encode(const unsigned char* puData, unsigned int uLength, ch
 unsigned int base64_encode(const unsigned char* puData, unsigned int uLength, wchar_t* wszOut,
                            unsigned int uCapacity);
 
-/// Takes the text in groups of four characters; one to three at the end are ignored. A byte is
-/// written if the two characters that it is made of are valid, so padding and invalid characters
-/// drop bytes, and the groups behind them are read as usual; but a group whose first character is
-/// invalid ends the text. White space is invalid. Returns the bytes written; a 0 follows them if
-/// there is room for it. TChar is char or wchar_t.
+/// Reads the text in groups of four characters and ignores one to three characters at the end. Each
+/// byte comes from two characters of its group and is written only if both are valid. So padding or
+/// an invalid character drops bytes, and reading goes on with the next group; but a group whose
+/// first character is invalid ends the text. White space is invalid. Returns the bytes written; a 0
+/// follows them if there is room for it. TChar is char or wchar_t.
 template <typename TChar>
 unsigned int base64_decode_T(const TChar* pText, unsigned int uLength, unsigned char* puOut,
                              unsigned int uCapacity);

@@ -16,7 +16,8 @@ template <typename TInteger>
 TInteger Round(double dValue)
 {
     using TLimits = std::numeric_limits<TInteger>;
-    constexpr double kEnd = -static_cast<double>(TLimits::min()); // the first number beyond
+    constexpr double kEnd =
+        -static_cast<double>(TLimits::min()); // the smallest number that is too large
 
     const double dShifted = dValue > 0 ? dValue + 0.5 : dValue - 0.5;
     if (dShifted >= kEnd)
@@ -49,8 +50,8 @@ void FloatToFourBytesLE(float fValue, void* pBytes)
     }
     if (uExponent == 0)
     {
-        // Subnormal: up to the place of the implicit bit, which lowers the exponent, at last below
-        // 0.
+        // Subnormal: the fraction is shifted until its first bit is the implicit one. Each place
+        // lowers the exponent, which may become negative.
         const int iShift = std::countl_zero(uFraction) - (31 - kFractionBits);
         uExponent = 1U - static_cast<std::uint32_t>(iShift);
         uFraction = (uFraction << iShift) & kFraction;
@@ -69,7 +70,8 @@ float FloatFromFourBytesLE(const void* pBytes)
     {
         return 0;
     }
-    // The outermost exponents through their neighbours, which are usual ones.
+    // The outermost exponents mean infinity, NaN and subnormals to the processor. So the number is
+    // read with the neighbouring exponent and then doubled or halved.
     const std::uint32_t uMagnitude = uBits & ~kSign;
     float fValue;
     if (uMagnitude < 1U << kFractionBits)

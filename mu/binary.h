@@ -180,7 +180,7 @@ constexpr bool IsPowerOfTwo(unsigned int uValue)
     return std::has_single_bit(uValue);
 }
 
-/// Of the bit pattern: the most negative number is a power of two.
+/// Looks at the bits: the most negative number has a single one, so it is a power of two.
 constexpr bool IsPowerOfTwo(int iValue)
 {
     return IsPowerOfTwo(static_cast<unsigned int>(iValue));

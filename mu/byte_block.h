@@ -5,8 +5,8 @@
 // form for each kind of processor. All do the same; this is the only file with instructions of one
 // processor.
 //
-// Comparisons give matches, which "|" joins. First() is the place of the first match and exact;
-// kSize if there is none. What matches say of the bytes behind it may be wrong.
+// A comparison gives matches; "|" joins those of several. First() returns the index of the first
+// byte that matches, or kSize. Only this index is exact: matches of later bytes may be wrong.
 
 #include <bit>
 #include <cstddef>
@@ -32,8 +32,8 @@ public:
     static constexpr bool kPacksUnits = false;
 
     explicit CPortableByteBlock(const char* p) { std::memcpy(&m_uBytes, p, kSize); }
-    /// Of kSize wide units. Those that are not ASCII become bytes of which HighBits() or Equal(0)
-    /// tells.
+    /// From kSize wide units. A unit that is not ASCII becomes a byte that HighBits() or Equal(0)
+    /// matches.
     explicit CPortableByteBlock(const wchar_t* p)
     {
         for (int i = 0; i < kSize; ++i)

@@ -37,13 +37,13 @@ bool IsMonth(int iMonth)
     return iMonth >= 1 && iMonth <= 12;
 }
 
-/// Numbers are worked out in 64 bits, where no field can overflow, and kept in 32.
+/// Results are calculated in 64 bits, where no field can overflow, and stored in the low 32.
 int Wrap(long long llValue)
 {
     return static_cast<int>(llValue);
 }
 
-// 'Y' stands for a digit of the year and so on; what is no letter stands for itself.
+// 'Y' is the place of a digit of the year, and so on. Other characters are part of the text.
 constexpr char kForm[] = "YYYY/MM/DD HH:mm:ss";
 constexpr int kFormLength = static_cast<int>(std::size(kForm)) - 1;
 
@@ -91,7 +91,8 @@ constexpr Units kBitrateUnits = {{{kKilo - 1, 1, 0, " bps"},
                                   {kGiga - 1, kMega, 2, " Mb/s"},
                                   {kNoLimit, kGiga, 3, " Gb/s"}}};
 
-/// dAmount is below 2^67, and exact as far as it decides between units.
+/// dAmount is below 2^67, so its text fits. A double may round a large amount, but none so that it
+/// comes into another unit.
 template <typename TString>
 void WriteAmount(double dAmount, const Units& units, TString& text)
 {
@@ -416,7 +417,8 @@ void GetByteCountString(unsigned long long ullBytes, std::wstring& wsOut)
     WriteAmount(static_cast<double>(ullBytes), kByteUnits, wsOut);
 }
 
-// Times eight as a double: exact, and no rate outgrows it.
+// The rate is multiplied as a double: a factor of eight changes only the exponent, and no product
+// is too large.
 
 void GetBitrateString(unsigned long long ullBytesPerSecond, std::string& strOut)
 {

@@ -13,7 +13,7 @@ constexpr std::array<unsigned char, 256> kTable = []
     std::array<unsigned char, 256> table{};
     for (unsigned int uByte = 0; uByte < table.size(); ++uByte)
     {
-        unsigned int uCrc = uByte; // the register's seven bits above an empty one
+        unsigned int uCrc = uByte; // the register is the upper seven bits
         for (int iBit = 0; iBit < 8; ++iBit)
         {
             uCrc = (uCrc & 0x80U) != 0 ? (uCrc ^ 0x89U) << 1 : uCrc << 1;
@@ -32,15 +32,17 @@ unsigned char AddByBytes(unsigned char uCrc, const unsigned char* pData, std::si
     return uCrc;
 }
 
-// The generator is primitive, so it divides x^127 - 1: bits 127 places apart count the same, and so
-// do bytes. Data of any length has the sum of its rows of 127 bytes, combined by exclusive or.
+// The generator polynomial is primitive, so it divides x^127 - 1. Two bits 127 places apart, and so
+// two bytes 127 places apart, have the same effect on the sum. So the CRC of long data is that of
+// the exclusive or of its rows of 127 bytes.
 constexpr std::size_t kRow = 127;
-// The same of rows eight times as long, which are whole words.
+// The same holds for rows eight times as long, which can be combined by words.
 constexpr std::size_t kWordRow = kRow * sizeof(std::uint64_t);
 
 using TAdd = unsigned char (*)(unsigned char uCrc, const unsigned char* pData, std::size_t uLength);
 
-/// Adds rows of kBytes, of which there are at least two to be worth it, as one; then the rest.
+/// Combines the rows of kBytes into one and adds that, then the rest. Fewer than two rows are left
+/// to AddRest.
 template <std::size_t kBytes, typename TWord, TAdd AddRest>
 unsigned char AddByRows(unsigned char uCrc, const unsigned char* pData, std::size_t uLength)
 {

@@ -36,7 +36,7 @@ protected:
 class IRandomPositionWriter
 {
 public:
-    /// Writes uSize bytes at an absolute position, all or nothing being the aim.
+    /// Writes uSize bytes at an absolute position. Returns whether all were written.
     virtual bool WriteBlock(unsigned long long llPosition, unsigned int uSize,
                             const void* pData) = 0;
 

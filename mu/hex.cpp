@@ -43,9 +43,9 @@ int ReadHex(const TChar* pText, int iMaxLength)
 constexpr std::size_t kBlock = 32;
 static_assert(std::endian::native == std::endian::little);
 
-constexpr std::uint32_t kEach = 0x01010101; // times a byte: that byte in each of the four
+constexpr std::uint32_t kEach = 0x01010101; // kEach * b is a word whose four bytes are all b
 
-/// uToLetter is what the letter of a digit above 9 has more than that digit and '0'.
+/// uToLetter is added to digits above 9 besides '0': 'A' - '0' - 10 gives upper case.
 void EncodeBlock(const unsigned char* puData, unsigned char uToLetter, char* szOut)
 {
     std::uint16_t pairs[kBlock / 2];
@@ -81,7 +81,8 @@ void Encode(const unsigned char* puData, std::size_t uLength, mu::ELetterCase eC
 // DecodeBlock() returns false, with the output undefined, if the text has anything but digits.
 #if defined(__SSE2__) || defined(__ARM_NEON)
 
-// A character a step suits vectors: nothing has to be narrowed but at the end.
+// One character a step: compilers turn the loop into vector instructions, and the digits are packed
+// into bytes only once, after it.
 bool DecodeBlock(const char* szText, unsigned char* puOut)
 {
     unsigned char digits[2 * kBlock];
@@ -89,7 +90,8 @@ bool DecodeBlock(const char* szText, unsigned char* puOut)
     for (std::size_t i = 0; i < 2 * kBlock; ++i)
     {
         const auto uChar = static_cast<unsigned char>(szText[i]);
-        // 0 to 9 for '0' to '9' alone, and 4 to 9 for the letters alone.
+        // uDigit is at most 9 for '0' to '9' only, uLetter for 'a' to 'f' and 'A' to 'F' only (4 to
+        // 9). So the smaller one is above 9 for everything but a digit.
         const auto uDigit = static_cast<unsigned char>(uChar - '0');
         const auto uLetter = static_cast<unsigned char>(((uChar - 1) | 0x20) - ('a' - 1 - 4));
         uWorst = std::max(uWorst, std::min(uDigit, uLetter));
@@ -99,7 +101,8 @@ bool DecodeBlock(const char* szText, unsigned char* puOut)
     std::memcpy(pairs, digits, sizeof(digits));
     for (std::size_t i = 0; i < kBlock; ++i)
     {
-        // The low digit is the higher byte, and the high digit comes above it.
+        // The first character, the high digit, is the lower byte of a pair. The product puts it
+        // above the low digit: bits 8 to 15 are the value.
         puOut[i] = static_cast<unsigned char>(static_cast<std::uint16_t>(pairs[i] * 0x1001U) >> 8);
     }
     return uWorst <= 9;
@@ -112,11 +115,11 @@ bool DecodeBlock(const char* szText, unsigned char* puOut)
     std::uint32_t chars[kBlock / 2];
     std::memcpy(chars, szText, sizeof(chars));
     std::uint16_t pairs[kBlock / 2];
-    std::uint32_t uAllGood = 0x80 * kEach; // a byte's highest bit is its verdict
+    std::uint32_t uAllGood = 0x80 * kEach; // the highest bit of a byte: only digits so far
     for (std::size_t i = 0; i < kBlock / 2; ++i)
     {
-        // Sums of seven bits stay in their byte: the highest bit tells whether the limit is
-        // reached.
+        // The sum of two numbers of seven bits stays in its byte, and its highest bit tells whether
+        // the character has reached the limit.
         const std::uint32_t uChars = chars[i] & 0x7F * kEach;
         const std::uint32_t uLower = uChars | 0x20 * kEach;
         const std::uint32_t uDecimals =
@@ -125,7 +128,7 @@ bool DecodeBlock(const char* szText, unsigned char* puOut)
             (uLower + (0x80 - 'a') * kEach) & ~(uLower + (0x7F - 'f') * kEach);
         uAllGood &= (uDecimals | uLetters) & ~chars[i];
 
-        const std::uint32_t uIsLetter = uChars >> 6 & kEach; // whose low bits count from 1
+        const std::uint32_t uIsLetter = uChars >> 6 & kEach; // 1: add 9 to the low bits
         const std::uint32_t uDigits = (uChars & 0x0F * kEach) + (uIsLetter << 3) + uIsLetter;
         const std::uint32_t uBytes = (uDigits << 4 | uDigits >> 8) & 0x00FF00FF;
         pairs[i] = static_cast<std::uint16_t>(uBytes | uBytes >> 8);

@@ -11,7 +11,8 @@ namespace
 
 constexpr int kHeaderSize = 200;
 
-/// What SNPrintF() made of a header: iFormatted may be more than the buffer kept.
+/// iFormatted is the result of SNPrintF(), which exceeds the length in the buffer if that was too
+/// small.
 bool WriteHeader(const char* szHeader, int iFormatted, IWebServerExtContext* pContext)
 {
     return iFormatted >= 0 &&

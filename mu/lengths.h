@@ -9,7 +9,7 @@ namespace mu
 
 // Interfaces count in int, memory in size_t; each length is checked where it crosses over.
 
-/// Below 0 is as good as 0.
+/// A length below 0 counts as 0.
 constexpr std::size_t UnitCount(int iLength)
 {
     return iLength > 0 ? static_cast<std::size_t>(iLength) : 0;

@@ -13,11 +13,11 @@ namespace
 
 constexpr std::size_t kMaxLine = 998;
 
-/// How much of the text makes its first line.
+/// The length of the first line that the body gets of the text.
 std::size_t LineLength(std::string_view svText)
 {
-    // No further than a line may reach, or a long one would be searched again for each of its
-    // parts.
+    // Searches only as far as a line may reach: otherwise each part of a long line would search the
+    // rest of it again.
     const std::size_t uBreak = svText.substr(0, kMaxLine + 2).find("\r\n");
     if (uBreak != std::string_view::npos || svText.size() <= kMaxLine)
     {

@@ -40,7 +40,7 @@ CMemBlockPtr::CMemBlockPtr(const CMemBlockPtr& other)
     }
 }
 
-// NOLINTNEXTLINE(bugprone-unhandled-self-assignment): either way bears the block itself
+// NOLINTNEXTLINE(bugprone-unhandled-self-assignment): both branches work for the block itself
 CMemBlockPtr& CMemBlockPtr::operator=(const CMemBlockPtr& other)
 {
     if (other.m_bStatic)
@@ -105,10 +105,11 @@ int CMemBlockPtr::Write(const void* pData, int iCount)
         const auto* pSource = static_cast<const char*>(pData);
         const std::ptrdiff_t iOwnOffset = Owns(pData) ? pSource - m_pData : -1;
         const unsigned int uNeeded = m_uPosition + uCount;
-        const unsigned int uDoubled = m_uSize == 0 ? 32 : m_uSize * 2; // the less, if it wraps
+        const unsigned int uDoubled =
+            m_uSize == 0 ? 32 : m_uSize * 2; // smaller if the product wraps
         if (uNeeded >= uCount && Resize(std::max(uNeeded, uDoubled)) != nullptr && iOwnOffset >= 0)
         {
-            pData = m_pData + iOwnOffset; // it moved along
+            pData = m_pData + iOwnOffset; // realloc() moved it with the block
         }
     }
 
@@ -169,7 +170,7 @@ bool CMemBlockPtr::AssignData(const void* pData, unsigned int uSize)
 {
     const bool bOwn = Owns(pData) && uSize > 0;
     if (bOwn)
-    { // the block shrinks to these
+    { // part of the block itself: the block shrinks to it
         std::memmove(m_pData, pData, uSize);
     }
     if (Resize(uSize) == nullptr)
@@ -203,7 +204,7 @@ void CMemBlockPtr::Destroy()
     m_bStatic = false;
 }
 
-/// Whether the data are bytes that a resize may move.
+/// Whether the data lie in the block's own memory, which a resize may move.
 bool CMemBlockPtr::Owns(const void* pData) const
 {
     const auto* const pByte = static_cast<const char*>(pData);

@@ -37,15 +37,15 @@ public:
     /// Any position up to the size, the size included.
     bool SetPosition(unsigned long long llPosition) override;
     unsigned long long GetPosition() override { return m_uPosition; }
-    /// Moves the position. A block that is full grows to twice its size or more; one that cannot
-    /// takes what fits and returns that. The data may be the block's own.
+    /// Moves the position. A full block grows to at least twice its size; a block that cannot grow
+    /// takes what fits. Returns the bytes taken. The data may be part of the block.
     int Write(const void* pData, int iCount) override;
     bool Flush() override { return true; }
 
     char* GetData() const { return m_pData; }
     unsigned int GetSize() const { return m_uSize; }
 
-    /// For a block that owns nothing yet: what it owns would be lost.
+    /// Only for a block that owns no memory: what it owned would leak.
     bool Create(unsigned int uSize);
     /// Returns the data, null for a size of 0 (which empties the block) or without memory. The
     /// position stays, even beyond the size. A static block becomes an owned one without the bytes

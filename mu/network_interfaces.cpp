@@ -14,7 +14,7 @@
 namespace
 {
 
-/// The bytes of the address behind a socket address, null of another family.
+/// The address inside a socket address; null if it is neither IPv4 nor IPv6.
 const void* AddressBytes(const sockaddr* pAddress)
 {
     switch (pAddress == nullptr ? AF_UNSPEC : pAddress->sa_family)
@@ -28,7 +28,7 @@ const void* AddressBytes(const sockaddr* pAddress)
     }
 }
 
-/// In the one form that the system gives every address; empty for what is none.
+/// The text that inet_ntop() gives, which has one form for each address; empty if it gives none.
 std::string AddressText(int iFamily, const void* pBytes)
 {
     char szText[INET6_ADDRSTRLEN];
@@ -78,7 +78,7 @@ bool GetNetworkInterfaces(std::vector<SNetworkInterface>& vInterfaces)
     const std::unique_ptr<ifaddrs, decltype(&::freeifaddrs)> owner(pFirst, ::freeifaddrs);
     for (const ifaddrs* pEntry = pFirst; pEntry != nullptr; pEntry = pEntry->ifa_next)
     {
-        // An entry for each address, and one for the link.
+        // getifaddrs() lists an interface once for each address and once for its link.
         auto place = std::find_if(vInterfaces.begin(), vInterfaces.end(),
                                   [pEntry](const SNetworkInterface& known)
                                   { return known.strName == pEntry->ifa_name; });

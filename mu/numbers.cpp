@@ -54,7 +54,7 @@ SInteger ReadInteger(const TChar* pText, const TChar* pEnd, unsigned long long u
 template <typename TSigned, typename TChar>
 TSigned ReadSigned(const TChar* pText, const TChar* pEnd, TSigned maximum)
 {
-    // The lowest number is one further from 0 than the highest, hence the detour by unsigned.
+    // The magnitude of the lowest number exceeds the highest by one, so it is kept unsigned.
     const auto ullMaximum = static_cast<unsigned long long>(maximum);
     const SInteger integer = ReadInteger(pText, pEnd, ullMaximum + 1);
     if (integer.m_bNegative)

@@ -45,7 +45,7 @@ constexpr bool IsLowSurrogate(std::uint32_t uUnit)
     return IsSurrogate(uUnit, 0xDC00);
 }
 
-/// In bytes of the unpacked text, of which a 7-bit one has one for each septet.
+/// In bytes of the unpacked text; a 7-bit text has one byte a septet.
 struct SLimits
 {
     std::size_t uAlone;
@@ -78,7 +78,7 @@ SEncodedText EncodeParts(const std::wstring& wsText)
     while (strBytes.size() > limits.uAlone && strBytes.size() - uEnd > limits.uPart)
     {
         uEnd += limits.uPart;
-        // An escape goes with its septet, a high surrogate with the low one.
+        // Not between an escape and its septet, nor between the surrogates of a pair.
         if (bSeptets && strBytes[uEnd - 1] == kEscape)
         {
             uEnd -= 1;

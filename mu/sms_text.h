@@ -29,8 +29,8 @@ struct SSmsPart
 /// False, with no septets, if a character is in neither table. One of the extension table takes
 /// two septets.
 bool TextToSeptets(const std::wstring& wsText, std::string& strSeptets);
-/// An extension that the table does not have is the character of the default alphabet, as the
-/// standard asks; an escape before an escape or the end is a space.
+/// An escape and a septet that is not in the extension table give the septet's character of the
+/// default alphabet, as the standard asks; an escape before an escape or the end is a space.
 std::wstring SeptetsToText(const std::string& strSeptets);
 
 /// Eight septets in seven octets, the lowest bits first, behind iFillBits (0 to 6) that are 0.
@@ -38,8 +38,8 @@ std::string PackSeptets(const std::string& strSeptets, int iFillBits = 0);
 /// At most as many septets as the octets hold.
 std::string UnpackSeptets(const std::string& strOctets, int iSeptets, int iFillBits = 0);
 
-/// What is no character (a surrogate, or above 0x10FFFF) becomes U+FFFD, both ways. An odd last
-/// octet is ignored.
+/// Both ways, a unit that is no character (a surrogate, or above 0x10FFFF) becomes U+FFFD. An odd
+/// last octet is ignored.
 std::string TextToUcs2(const std::wstring& wsText);
 std::wstring Ucs2ToText(const std::string& strOctets);
 

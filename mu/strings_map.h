@@ -5,8 +5,8 @@
 #include <string>
 #include <string_view>
 
-/// Named texts that came with a request, by name. What is read is added; a name that is in the map
-/// keeps its value.
+/// Texts that came with a request, by their names. Reading adds pairs; a name that is already in
+/// the map keeps its value.
 class CBasicStringsMap : public std::map<std::string, std::string>
 {
 public:

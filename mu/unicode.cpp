@@ -13,17 +13,17 @@ namespace
 
 constexpr std::uint32_t kLastEncoded = 0x10FFFE;
 
-/// What an int can count, a terminator included.
+/// The longest text whose bytes, with a terminator, an int can count.
 constexpr int kMostBytes = INT_MAX - 1;
 
-/// Spare units that are not worth a smaller allocation.
+/// A string may keep this many spare units: to free them would not be worth another allocation.
 constexpr std::size_t kShortText = 64;
 
-/// Units that are encoded at a time on their way into a string.
+/// EncodeIntoString() encodes so many units at a time.
 constexpr std::size_t kPiece = 256;
 
-/// A unit as a code point on every machine. What is beyond 32 bits is as little a code point as
-/// 0xFFFFFFFF is.
+/// The unit's code point. A unit of 64 bits that exceeds the last code point becomes 0xFFFFFFFF,
+/// which vanishes as it would.
 template <typename TUnit>
 std::uint32_t CodePoint(TUnit unit)
 {
@@ -40,7 +40,7 @@ std::uint32_t CodePoint(TUnit unit)
 template <typename TUnit>
 std::size_t CountAbove(const TUnit* pText, std::size_t uLength, std::uint32_t uLimit)
 {
-    std::uint32_t uCount = 0; // as wide as the units, so that they share vectors
+    std::uint32_t uCount = 0; // as wide as a unit: both fit the same vectors
     for (std::size_t i = 0; i < uLength; ++i)
     {
         uCount += CodePoint(pText[i]) > uLimit ? 1U : 0U;
@@ -51,7 +51,7 @@ std::size_t CountAbove(const TUnit* pText, std::size_t uLength, std::uint32_t uL
 template <typename TUnit>
 std::size_t EncodedLength(const TUnit* pText, std::size_t uLength)
 {
-    // Whole blocks mostly need one or two of the four counts.
+    // Most blocks have no unit of the longer sequences, so the counts for those are left out.
     constexpr std::size_t kBlock = 256;
 
     std::size_t uBytes = uLength;
@@ -242,8 +242,8 @@ struct SProgress
     wchar_t* wszOut;
 };
 
-/// Copies well-formed sequences of kBytes each, as they come in runs: one comparison tells one.
-/// The last sequence of a text may be left.
+/// Copies a run of well-formed sequences of kBytes each. One comparison checks all bytes of a
+/// sequence. May leave the last sequence of a text, because three bytes are read as four.
 template <std::ptrdiff_t kBytes>
 SProgress DecodeRun(const unsigned char* p, const unsigned char* pEnd, wchar_t* wszOut,
                     const wchar_t* wszOutEnd)

@@ -41,7 +41,8 @@ bool AreIdentifiers(std::string_view svText)
     return cBefore != '.';
 }
 
-/// As numbers of any size if both are, which are below words; words by their characters.
+/// Two numbers are compared by value, whatever their size; a number precedes a word; two words are
+/// compared by their characters.
 int CompareIdentifiers(std::string_view svFirst, std::string_view svSecond)
 {
     const bool bFirstNumber = IsNumber(svFirst);

@@ -12,7 +12,7 @@
 namespace
 {
 
-/// In UTF-8 a character never occurs inside another, so bytes can be searched.
+/// UTF-8 in lower case. Its bytes can be searched, because no character occurs inside another.
 std::string Folded(const std::wstring& wsText)
 {
     std::string strText = mu::WideStringToNarrowOrThrow(wsText);

@@ -37,7 +37,7 @@ public:
     {
         CMutexProtection lock(m_mutex, mu::kInfinite);
         const int iReferences = --m_iReferences;
-        lock.Unlock(); // before the lock goes with the object
+        lock.Unlock(); // the lock is destroyed with the object
         if (iReferences == 0)
         {
             delete this;

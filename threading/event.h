@@ -29,8 +29,8 @@ public:
 
     /// Waits at most dwMilliseconds (threading/wait_time.h) of the wall clock: a clock that is set
     /// meanwhile shortens or lengthens the wait. Returns whether the event let the caller pass. A
-    /// wake-up counts as the signal even if Reset() came between. A look (0) does not even wait for
-    /// another thread inside the event, and is false then.
+    /// wake-up counts as the signal even if Reset() came between. With 0 it does not even wait for
+    /// the event's lock, and returns false while another thread holds that.
     bool Wait(unsigned long dwMilliseconds);
 
 private:

@@ -18,7 +18,7 @@ constexpr int kRawPerMicrosecond = 1'000;
 
 std::atomic<clockid_t> g_clock{CLOCK_MONOTONIC};
 
-// A logger may ask for the time of a message that tells that there is none.
+// Set while the failure is logged: the logger asks for the time of that very message.
 thread_local bool g_bLoggingFailure = false;
 
 [[gnu::cold]] void LogFailure(clockid_t clock, int iResult)
@@ -45,7 +45,7 @@ bool ReadClock(clockid_t clock, std::timespec& time)
     return iResult == 0;
 }
 
-// The last readings of running timers are of the other clock.
+// Running timers hold readings of the monotonic clock, so they are told.
 [[gnu::cold]] void FallBackToWallClock()
 {
     CTimersSet* const pTimers = mu::GetTimersSet();
@@ -131,7 +131,7 @@ void CPreciseTimer::HandleTimeChanged()
 
 void CPreciseTimer::UpdateElapsed()
 {
-    // First the clock: if it falls back, the last reading changes with it.
+    // The clock is read first: if it falls back to CLOCK_REALTIME, it resets the last reading.
     const unsigned long long ullNow = GetCurrentRawTime();
     const auto llDelta =
         static_cast<long long>(ullNow - m_ullLastReading.load(std::memory_order_relaxed));

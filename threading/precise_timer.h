@@ -8,9 +8,10 @@
 /// come from another.
 ///
 /// Raw times are nanoseconds of the timer clock: CLOCK_MONOTONIC, and for the whole process and
-/// for good CLOCK_REALTIME once that cannot be read. Then a jump of the wall clock counts as time
-/// that passed, but not in the timers set (threading/timers_set.h) if this program made it.
-/// Microseconds that a raw time cannot hold give its end.
+/// for good CLOCK_REALTIME once that cannot be read. A timer on CLOCK_REALTIME counts a jump of the
+/// wall clock as elapsed time, unless this program set the clock and the timer is in the timers set
+/// (threading/timers_set.h), which tells it. Microseconds beyond the range of a raw time become the
+/// largest raw time.
 class CPreciseTimer
 {
 public:
@@ -30,15 +31,15 @@ public:
     long long GetRawTime();
     /// The same in microseconds.
     long long GetTime();
-    /// What will have elapsed in so many microseconds.
+    /// The raw time that the timer will show after so many more microseconds.
     long long GetRawFutureTime(long long llMicroseconds);
-    /// Whether so much has elapsed: always when that is below 1, else never while the clock is
-    /// being set.
+    /// Whether so many microseconds have elapsed. Always true below 1; otherwise false while the
+    /// clock is being set.
     bool HasTimePassed(long long llMicroseconds);
 
-    /// The clock was set: what has passed since the timer last looked is not known.
+    /// The clock was set. The time since the last reading cannot be known and does not count.
     void HandleTimeChanged();
-    /// Adds what has passed since the timer last looked, if it is more than nothing.
+    /// Adds the time since the last reading, unless the clock went backwards.
     void UpdateElapsed();
 
     /// The timer clock. Logs a failure to read it; 0 if even CLOCK_REALTIME cannot be read.

@@ -135,8 +135,8 @@ public:
         return static_cast<int>(m_uTasks);
     }
 
-    /// Cancels those queued so far that match, or the first of them, in the order of their times.
-    /// What a cancel callback queues stays.
+    /// Cancels the tasks that match, or only the first of them, in the order of their times. Tasks
+    /// that a cancel callback queues meanwhile stay.
     template <class TMatch>
     void CancelTasks(TMatch match, bool bAll)
     {
@@ -177,8 +177,8 @@ private:
         return task;
     }
 
-    // Until something changes, or the time ullDue, or a day: what lies further ahead may be beyond
-    // what a timespec can tell.
+    // Waits until the queue changes or ullDue is reached, at most a day: a later time might not fit
+    // a timespec.
     void Wait(std::unique_lock<std::mutex>& lock, unsigned long long ullNow,
               unsigned long long ullDue)
     {

@@ -27,10 +27,11 @@ public:
     /// refused before. The name, a constant, shows in state reports.
     bool Start(const char* szThreadName);
 
-    /// Refuses tasks from now on, waits for the task that runs and cancels what is left. On the
-    /// scheduler's own thread it does not wait: the thread ends after the task that runs. Whoever
-    /// is queued holds references, so an application calls this before it drops its own. The
-    /// destructor does it too; cancel callbacks must not use the scheduler then.
+    /// Refuses tasks from now on, waits for the running task to end and cancels the queued ones.
+    /// Called on the scheduler's own thread it does not wait: the thread ends after its task.
+    /// Queued tasks may hold references to the scheduler, so an application calls this before it
+    /// drops its own reference. The destructor calls it too; then cancel callbacks must not use
+    /// the scheduler.
     void Stop();
 
     unsigned long long ScheduleTask(unsigned long long ullDelay, const char* szTaskName,

@@ -82,7 +82,7 @@ void LogException(const char* szThreadName, const char* szWhat)
     }
     catch (const std::bad_alloc&)
     {
-        // What ended the thread may keep the logger from telling it.
+        // The logger has no memory either.
     }
 }
 

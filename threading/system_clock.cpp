@@ -23,7 +23,7 @@ std::atomic<bool> g_bSettingClock{false};
 std::atomic<int> g_iNumClockChanges{0};
 std::atomic<mu::IClockListener*> g_pClockListener{nullptr};
 
-/// Marks the clock as being set for a scope, unless another one does.
+/// Marks the clock as being set for its scope, unless another call already sets it.
 class CSettingClock
 {
 public:
@@ -45,7 +45,7 @@ public:
 std::tm ToStandardTime(const mu::STimeComponents& time)
 {
     std::tm standard{};
-    standard.tm_isdst = -1; // whichever holds then
+    standard.tm_isdst = -1; // the system finds out whether daylight-saving time holds
     mu::TimeComponentsToStandardTimeStruct(&standard, time);
     return standard;
 }

@@ -13,7 +13,7 @@ struct STimeComponents;
 
 /// The timer clock (threading/precise_timer.h): for intervals, not for dates.
 long long GetTimestamp();
-/// The end of what a timestamp can hold for seconds beyond it.
+/// Seconds in microseconds; beyond the range of a timestamp, the largest one.
 long long GetTimestamp(unsigned long long ullSeconds);
 long long GetTimeVarFromTimestamp(long long llTimestamp);
 
@@ -43,8 +43,8 @@ protected:
 /// Null takes the listener away. It must live as long as another thread may be setting the clock.
 void SetClockListener(IClockListener* pListener);
 
-/// Sets the system's clock and the hardware clock to a local time; failures are logged, and the
-/// one does not keep the other from being set. Does nothing while another call runs.
+/// Sets the system's clock and the hardware clock to a local time. A failure is logged, and the
+/// other clock is set all the same. Does nothing while another call runs.
 void SetCurrentLocalTimeComponents(const STimeComponents& time);
 /// Whether SetCurrentLocalTimeComponents() runs.
 bool IsClockBeingSet();

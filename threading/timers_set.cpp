@@ -33,7 +33,7 @@ void CTimersSet::AddTimer(CPreciseTimer* pTimer)
     }
     catch (const std::bad_alloc&)
     {
-        // A timer that shows a jump of the clock is better than none.
+        // No memory. The timer works, but counts a jump of the clock.
     }
 }
 
