@@ -1,5 +1,6 @@
 #include "diagnostics/crash_file.h"
 
+#include <atomic>
 #include <cerrno>
 #include <cstring>
 
@@ -10,6 +11,19 @@
 
 namespace mu
 {
+
+namespace
+{
+
+std::atomic<int> g_iReserved{-1};
+
+bool FreeReserved()
+{
+    const int iReserved = g_iReserved.exchange(-1);
+    return iReserved >= 0 && ::close(iReserved) == 0;
+}
+
+} // namespace
 
 void MakeDirectoriesInCrash(char* szPath)
 {
@@ -22,9 +36,21 @@ void MakeDirectoriesInCrash(char* szPath)
     }
 }
 
+void ReserveDescriptorForCrash()
+{
+    g_iReserved = ::open("/dev/null", O_RDONLY | O_CLOEXEC);
+}
+
 int OpenFileInCrash(const char* szPath, int iFlags)
 {
-    return ::open(szPath, O_RDWR | O_CREAT | O_CLOEXEC | iFlags, 0600);
+    for (;;)
+    {
+        const int iDescriptor = ::open(szPath, O_RDWR | O_CREAT | O_CLOEXEC | iFlags, 0600);
+        if (iDescriptor >= 0 || (errno != EMFILE && errno != ENFILE) || !FreeReserved())
+        {
+            return iDescriptor;
+        }
+    }
 }
 
 bool WriteAllInCrash(int iDescriptor, const char* pBytes, std::size_t uSize)

@@ -13,6 +13,9 @@ namespace mu
 /// Makes what is missing of the directories that lead to a file. The text is as before at the end.
 /// A failure shows when the file is opened.
 void MakeDirectoriesInCrash(char* szPath);
+/// Keeps a descriptor back, so that a process that has none left still writes its files. Called
+/// before the crash.
+void ReserveDescriptorForCrash();
 /// To read and write, made if it is missing; further flags as for open(2). -1 on failure.
 int OpenFileInCrash(const char* szPath, int iFlags);
 /// Writes all, whatever interrupts it and however long the other side of a pipe takes. False if the

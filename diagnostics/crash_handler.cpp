@@ -6,12 +6,14 @@
 #include <cstdio>
 #include <cstdlib>
 #include <ctime>
+#include <iterator>
 
 #include <pthread.h>
 #include <ucontext.h>
 #include <unistd.h>
 
 #include "diagnostics/crash_backtrace.h"
+#include "diagnostics/crash_file.h"
 #include "diagnostics/crash_watchdog.h"
 #include "diagnostics/exception_delivery.h"
 #include "diagnostics/local_times.h"
@@ -39,7 +41,11 @@ constexpr SCrashSignal kCrashSignals[] = {
 
 bool g_bRestart = false;
 char** g_ppRestartArgs = nullptr;
-struct sigaction g_brokenPipeBefore;
+
+// Instead of the error of a write that must not end the report: whoever read standard output has
+// gone, or a file is longer than the process may make it.
+constexpr int kSignalsOfWriting[] = {SIGPIPE, SIGXFSZ};
+struct sigaction g_vWritingBefore[std::size(kSignalsOfWriting)];
 
 CLocalTimes g_localTimes;
 
@@ -130,10 +136,12 @@ void BecomeReportingThread()
     }
     pthread_sigmask(SIG_UNBLOCK, &signals, nullptr);
 
-    // A reader of standard output that has gone is no reason to end without a report.
     struct sigaction ignore = {};
     ignore.sa_handler = SIG_IGN;
-    ::sigaction(SIGPIPE, &ignore, &g_brokenPipeBefore);
+    for (std::size_t u = 0; u < std::size(kSignalsOfWriting); ++u)
+    {
+        ::sigaction(kSignalsOfWriting[u], &ignore, &g_vWritingBefore[u]);
+    }
     SetCrashMode();
 }
 
@@ -145,7 +153,10 @@ void BecomeReportingThread()
     }
     if (g_bRestart && g_ppRestartArgs != nullptr)
     {
-        ::sigaction(SIGPIPE, &g_brokenPipeBefore, nullptr);
+        for (std::size_t u = 0; u < std::size(kSignalsOfWriting); ++u)
+        {
+            ::sigaction(kSignalsOfWriting[u], &g_vWritingBefore[u], nullptr);
+        }
         RestartProcess(g_ppRestartArgs);
     }
     std::exit(g_iProcessExitCode);
@@ -202,6 +213,7 @@ void PrepareOnce()
 {
     g_localTimes.Load();
     PrepareBacktrace();
+    ReserveDescriptorForCrash();
     StartCrashWatchdog();
 }
 

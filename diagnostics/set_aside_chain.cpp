@@ -11,10 +11,15 @@ CSetAsideChain::CSetAsideChain() : m_pStorageBefore(g_pThreadExceptionVars)
     g_pThreadExceptionVars = &m_storage; // which the probe needs
 
     CMemoryProbe probe;
-    if (!probe.Copy(m_link.m_pPrevious, m_pStorageBefore) &&
-        g_bAllocatedFuncStateEntryThreadKey != 0)
+    const auto findChain = [&](const void* pStorage)
     {
-        probe.Copy(m_link.m_pPrevious, pthread_getspecific(g_pkFuncStateEntryThreadKey));
+        return probe.Copy(m_link.m_pPrevious, pStorage) &&
+               probe.IsReadable(m_link.m_pPrevious, sizeof(SFuncStateEntry));
+    };
+    // The pointer to the storage may be what was damaged.
+    if (!findChain(m_pStorageBefore) && g_bAllocatedFuncStateEntryThreadKey != 0)
+    {
+        findChain(pthread_getspecific(g_pkFuncStateEntryThreadKey));
     }
     if (m_link.m_pPrevious != nullptr)
     {

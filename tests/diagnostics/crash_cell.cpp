@@ -12,6 +12,7 @@
 
 #include <fcntl.h>
 #include <sys/mman.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -139,6 +140,23 @@ void ReplaceOutput(bool bFull)
     ::close(vEnds[bFull ? 1 : 0]);
 }
 
+void FillFileOfOutput()
+{
+    constexpr rlimit kLimit = {100'000, 100'000};
+    ::setrlimit(RLIMIT_FSIZE, &kLimit);
+    ::dup2(::fileno(std::tmpfile()), STDOUT_FILENO);
+    ::lseek(STDOUT_FILENO, 100'000, SEEK_SET);
+}
+
+void UseUpDescriptors()
+{
+    constexpr rlimit kLimit = {100, 100};
+    ::setrlimit(RLIMIT_NOFILE, &kLimit);
+    while (::dup(STDIN_FILENO) >= 0)
+    {
+    }
+}
+
 // What a program that starts again must not find.
 void LeaveTraces()
 {
@@ -219,7 +237,7 @@ const std::map<std::string, Action> kCrashes = {
     {"fork-child", CrashInForkedChild},
 };
 const std::map<std::string, Action> kOptions = {
-    {"short", [] { mu::SetCrashTimeLimit(2'000); }},
+    {"short", [] { mu::SetCrashTimeLimit(4'000); }},
     {"hold-logger", [] { std::thread([] { g_mutexOfLogger.lock(), SleepForEver(); }).detach(); }},
     {"event", SignalEvent},
     {"fork", Fork},
@@ -229,6 +247,8 @@ const std::map<std::string, Action> kOptions = {
     {"exit-hangs", [] { std::atexit(SleepForEver); }},
     {"full", [] { ReplaceOutput(true); }},
     {"closed", [] { ReplaceOutput(false); }},
+    {"full-file", FillFileOfOutput},
+    {"no-descriptors", UseUpDescriptors},
 };
 
 void SetCurrentEntry(std::uintptr_t uAddress)
@@ -245,6 +265,8 @@ void CopyToReadOnlyMemory(SFuncStateEntry& entry)
     SetCurrentEntry(reinterpret_cast<std::uintptr_t>(pPage));
 }
 
+alignas(SPosixThreadExceptionVars) char g_vText[] = "where a pointer should be";
+
 // What becomes of the current entry before the crash.
 using Damage = void (*)(SFuncStateEntry&);
 const std::map<std::string, Damage> kDamages = {
@@ -258,6 +280,8 @@ const std::map<std::string, Damage> kDamages = {
      { std::memset(static_cast<void*>(GetAllocExVarsStorage()), 'A', 2 * sizeof(void*)); }},
     {"no-storage", [](SFuncStateEntry&)
      { mu::g_pThreadExceptionVars = reinterpret_cast<SPosixThreadExceptionVars*>(kBadAddress); }},
+    {"text-as-storage", [](SFuncStateEntry&)
+     { mu::g_pThreadExceptionVars = reinterpret_cast<SPosixThreadExceptionVars*>(g_vText); }},
 };
 Damage g_pDamage = nullptr;
 

@@ -121,6 +121,7 @@ const SCell kCells[] = {
     {"main worker", "null", kNoChain, {"misaligned"}, SCell::Everywhere, 3, "exit\n"},
     {"main", "null", kNoChain, {"storage"}, SCell::Everywhere, 3, "exit\n"},
     {"main", "null", kNull, {"no-storage"}, SCell::Everywhere, 3, "exit\n"},
+    {"main", "null", kNull, {"text-as-storage"}, SCell::Everywhere, 3, "exit\n"},
     {"main worker",
      "abort",
      "Abort Signal" + kThread,
@@ -157,6 +158,8 @@ const SCell kCells[] = {
     {"main", "null", kNull, {"fork-child"}, SCell::Everywhere, 3, "child 42\n"},
     {"main worker", "null", kNull, {"full", "short"}, SCell::InFiles},
     {"main", "null", kNull, {"closed"}, SCell::InFiles},
+    {"main", "null", kNull, {"full-file"}, SCell::InFiles},
+    {"main", "null", kNull, {"no-descriptors"}},
     {"main", "null", kNull, {"exit-hangs", "short"}},
     // The end.
     {"main", "null", kNull, {"event"}, SCell::Everywhere, 3, "event\n"},
