@@ -99,6 +99,19 @@ void ComposeHead(const char* szText, const void* pStack)
     g_iReportLength = std::clamp(iLength, 0, kReportSize - 1);
 }
 
+/// Returns if nobody asked, or if the system refuses.
+void RestartIfAsked()
+{
+    if (g_bRestart && g_ppRestartArgs != nullptr)
+    {
+        for (std::size_t u = 0; u < std::size(kSignalsOfWriting); ++u)
+        {
+            ::sigaction(kSignalsOfWriting[u], &g_vWritingBefore[u], nullptr);
+        }
+        RestartProcess(g_ppRestartArgs);
+    }
+}
+
 /// Returns to one thread of the process once.
 void BecomeReportingThread()
 {
@@ -124,7 +137,7 @@ void BecomeReportingThread()
         g_iReportLength = 0;
         g_delivery.Restart();
     }
-    ArmCrashWatchdog(DeliverReport);
+    ArmCrashWatchdog(DeliverReport, RestartIfAsked);
 
     // A blocked signal could not report a second crash, nor the time limit.
     sigset_t signals;
@@ -151,14 +164,7 @@ void BecomeReportingThread()
     {
         mu::SleepMS(1000);
     }
-    if (g_bRestart && g_ppRestartArgs != nullptr)
-    {
-        for (std::size_t u = 0; u < std::size(kSignalsOfWriting); ++u)
-        {
-            ::sigaction(kSignalsOfWriting[u], &g_vWritingBefore[u], nullptr);
-        }
-        RestartProcess(g_ppRestartArgs);
-    }
+    RestartIfAsked();
     std::exit(g_iProcessExitCode);
 }
 

@@ -42,8 +42,8 @@ namespace mu
 /// calls only, no lock without a limit, no allocation. A forked child that crashes calls it too. A
 /// report that ends nothing (ReportException()) does not. Null for none; may be set at any time.
 void SetCrashLogWriter(void (*pfnWrite)());
-/// From the crash to the end, at most; 10000 at first. At half of it, a report that hangs in one
-/// place is delivered to the remaining ones.
+/// From the crash to the end or the restart, at most; 10000 at first. At half of it, a report that
+/// hangs in one place is delivered to the remaining ones.
 void SetCrashTimeLimit(int iMilliseconds);
 
 } // namespace mu

@@ -23,6 +23,13 @@ int g_iTimeLimit = 10'000;
 sem_t g_semArmed;
 std::atomic<int> g_iAlarms{0};
 void (*g_pDeliverRest)() = nullptr;
+void (*g_pRestart)() = nullptr;
+
+[[noreturn]] void EndAtTimeLimit()
+{
+    g_pRestart();
+    EndProcessAtOnce();
+}
 
 // Not a signal: the thread that crashed may sit in a system call that only the end of the process
 // interrupts, and a signal may be blocked in all the others.
@@ -32,7 +39,7 @@ void* Watch(void*)
     {
     }
     mu::SleepMS(g_iTimeLimit);
-    EndProcessAtOnce();
+    EndAtTimeLimit();
 }
 
 void StartAlarm(int iMilliseconds)
@@ -47,7 +54,7 @@ void HandleAlarm(int)
 {
     if (g_iAlarms.fetch_add(1) > 0)
     {
-        EndProcessAtOnce();
+        EndAtTimeLimit();
     }
     StartAlarm(g_iTimeLimit / 2);
     // Loggers trace, in a thread that may be anywhere, also between the steps of opening an entry.
@@ -86,12 +93,13 @@ void StartCrashWatchdog()
     pthread_attr_destroy(&attributes);
 }
 
-void ArmCrashWatchdog(void (*pDeliverRest)())
+void ArmCrashWatchdog(void (*pDeliverRest)(), void (*pRestart)())
 {
-    sem_post(&g_semArmed);
-
     g_iAlarms = 0;
     g_pDeliverRest = pDeliverRest;
+    g_pRestart = pRestart;
+    sem_post(&g_semArmed);
+
     struct sigaction action = {};
     action.sa_handler = HandleAlarm;
     sigemptyset(&action.sa_mask);

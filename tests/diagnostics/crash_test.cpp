@@ -78,6 +78,9 @@ const std::string kThread =
 const std::string kNull = "Segmentation Violation" + kThread;
 const std::string kNoChain = "Segmentation Violation\r\nStack=number\r\nBacktrace:\r\nframe\r\n";
 
+// Its descriptors and its blocked signals.
+const char* const kRestarted = "0 1 2 0000000000000000\n";
+
 struct SCell
 {
     std::string m_strThreads;
@@ -153,7 +156,13 @@ const SCell kCells[] = {
     {"main", "error", "Wrong" + kThread, {"error"}, SCell::OnOutput},
     {"main", "null", kNull, {"writer-crashes"}},
     // A step that hangs.
-    {"main worker", "null", kNull, {"hold-logger", "short"}},
+    {"main worker",
+     "null",
+     kNull,
+     {"hold-logger", "short", "restart", "vector"},
+     SCell::Everywhere,
+     7,
+     kRestarted},
     {"main", "null", kNull, {"fork", "hold-logger", "short"}},
     {"main", "null", kNull, {"fork-child"}, SCell::Everywhere, 3, "child 42\n"},
     {"main worker", "null", kNull, {"full", "short"}, SCell::InFiles},
@@ -170,7 +179,7 @@ const SCell kCells[] = {
      {"short", "restart", "traces", "vector"},
      SCell::Everywhere,
      7,
-     "0 1 2 0000000000000000\n"},
+     kRestarted},
 };
 
 // Tells its descriptors (the tenth is the shell's own) and blocked signals, after the time in which
