@@ -1,8 +1,22 @@
 # What `cmake --install` puts where, in three components:
-#   runtime      the console's programs, and the library if it is a shared one
-#   development  headers, the library to link, what find_package() and pkg-config read
+#   runtime      the console's programs with their pages and completion, and the library if it is a
+#                shared one
+#   development  headers, the library to link, what find_package() and pkg-config read, zor-report
 #   simulator    zor-recorder-sim
 include(CMakePackageConfigHelpers)
+
+if(ZOR_BUILD_PROGRAMS)
+    install(TARGETS zor-console zor-diag COMPONENT runtime)
+    install(PROGRAMS packaging/shell/zor-console-shell TYPE BIN COMPONENT runtime)
+    install(FILES docs/man/zor-console.1 docs/man/zor-console-shell.1 docs/man/zor-diag.1
+        DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT runtime)
+    install(FILES docs/man/zor.7 DESTINATION ${CMAKE_INSTALL_MANDIR}/man7 COMPONENT runtime)
+    install(FILES packaging/completion/zor-diag
+        DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions COMPONENT runtime)
+    install(TARGETS zor-recorder-sim COMPONENT simulator)
+    install(FILES docs/man/zor-recorder-sim.1
+        DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT simulator)
+endif()
 
 install(TARGETS zor EXPORT zor-targets
     LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT runtime NAMELINK_COMPONENT development
@@ -46,3 +60,4 @@ install(PROGRAMS scripts/zor-report DESTINATION ${report_dir} COMPONENT developm
 install(DIRECTORY scripts/zor_report ${PROJECT_BINARY_DIR}/zor_report DESTINATION ${report_dir}
     COMPONENT development FILES_MATCHING PATTERN *.py)
 install(FILES ${PROJECT_BINARY_DIR}/zor-report TYPE BIN COMPONENT development)
+install(FILES docs/man/zor-report.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT development)

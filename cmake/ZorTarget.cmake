@@ -21,26 +21,35 @@ function(zor_configure_target target)
         get_target_property(type ${target} TYPE)
         if(NOT type STREQUAL SHARED_LIBRARY AND NOT CMAKE_POSITION_INDEPENDENT_CODE)
             target_compile_options(${target} PRIVATE -fPIE)
-            target_link_options(${target} PRIVATE $<$<STREQUAL:${type},EXECUTABLE>:-pie>)
+            if(type STREQUAL EXECUTABLE AND NOT ZOR_STATIC_PROGRAMS)
+                target_link_options(${target} PRIVATE -pie)
+            endif()
         endif()
     endif()
 endfunction()
 
-# zor_configure_program(<program>): the same for a program that people start. It has a build id;
-# with ZOR_STATIC_PROGRAMS, all libraries inside; and in a release with ZOR_SPLIT_DEBUG its symbols
-# are moved into <program>.debug beside it. It is then ready for the device, and scripts/zor-report
-# and gdb find the symbols.
-function(zor_configure_program program)
-    zor_configure_target(${program})
-    target_link_options(${program} PRIVATE
-        -Wl,--build-id=sha1 $<$<BOOL:${ZOR_STATIC_PROGRAMS}>:-static>)
+# zor_split_debug(<target> <file name>): gives a program or a shared library a build id; in a release
+# with ZOR_SPLIT_DEBUG, its symbols are moved into <file name>.debug beside it. It is then ready for
+# the device, and scripts/zor-report and gdb find the symbols.
+function(zor_split_debug target name)
+    target_link_options(${target} PRIVATE -Wl,--build-id=sha1)
     if(ZOR_SPLIT_DEBUG)
-        set(file $<TARGET_FILE:${program}>)
+        set(file $<TARGET_FILE:${target}>)
         set(in_release $<CONFIG:Release,MinSizeRel>)
-        add_custom_command(TARGET ${program} POST_BUILD COMMAND_EXPAND_LISTS VERBATIM
-            BYPRODUCTS ${program}.debug
+        add_custom_command(TARGET ${target} POST_BUILD COMMAND_EXPAND_LISTS VERBATIM
+            BYPRODUCTS ${name}.debug
             COMMAND "$<${in_release}:${CMAKE_OBJCOPY};--only-keep-debug;${file};${file}.debug>"
             COMMAND "$<${in_release}:${CMAKE_STRIP};${file}>"
             COMMAND "$<${in_release}:${CMAKE_OBJCOPY};--add-gnu-debuglink=${file}.debug;${file}>")
+    endif()
+endfunction()
+
+# zor_configure_program(<program>): for a program that people start; with ZOR_STATIC_PROGRAMS, all
+# libraries are inside.
+function(zor_configure_program program)
+    zor_configure_target(${program})
+    zor_split_debug(${program} ${program})
+    if(ZOR_STATIC_PROGRAMS)
+        target_link_options(${program} PRIVATE -static)
     endif()
 endfunction()
