@@ -33,6 +33,7 @@ void EnableProgramRestart(bool bEnable);
 void SetCrashEvent(CWinEvent* pEvent);
 /// 1 at first.
 void SetPosixExceptionProcessExitCode(int iExitCode);
+
 namespace mu
 {
 
@@ -55,6 +56,7 @@ void SetCrashTimeLimit(int iMilliseconds);
 
 /// Delivers a report, a text of iLength bytes that a zero ends, without ending anything.
 void ReportException(char* szReport, int iLength);
+
 namespace mu
 {
 

@@ -226,6 +226,9 @@ inline char HexChar(unsigned int uValue)
     return "0123456789ABCDEF"[uValue & 15U];
 }
 
+namespace mu
+{
+
 /// A string constant; anything else does not compile. Tags and names are read long after the call
 /// that gave them, so they must never be freed.
 class CConstantText
@@ -239,11 +242,13 @@ public:
     const char* m_szText;
 };
 
+} // namespace mu
+
 /// The scope through which a function is in its thread's chain.
 class CFunctionSwitch
 {
 public:
-    explicit CFunctionSwitch(CConstantText tag)
+    explicit CFunctionSwitch(mu::CConstantText tag)
     {
         SPosixThreadExceptionVars* const pVars = GetAllocExVarsStorage();
         m_pVars = pVars;
@@ -285,6 +290,9 @@ private:
     SPosixThreadExceptionVars* m_pVars; // null once left
 };
 static_assert(sizeof(CFunctionSwitch) == sizeof(SFuncStateEntry) + sizeof(void*));
+
+namespace mu
+{
 
 /// The type code of a variable, the same on every machine. Numbers print in decimal when signed and
 /// in hexadecimal when not; where another form is wanted, the caller names it.
@@ -331,7 +339,7 @@ constexpr EFuncParamType FuncParamTypeOf()
 
 /// A state parameter for the rest of its scope:
 ///     CFunctionSwitch fsOpen("FA::Op");
-///     CFunctionParam fpFileName(fsOpen, "wszFileName", wszFileName);
+///     mu::CFunctionParam fpFileName(fsOpen, "wszFileName", wszFileName);
 /// The variable and the parameter must live as long as the switch is not left.
 class CFunctionParam
 {
@@ -354,6 +362,8 @@ public:
 private:
     SFuncStateParam m_param;
 };
+
+} // namespace mu
 
 /// Holds a reference on an object for a scope: of anything that has ISticky as a base, virtual or
 /// not. Null is allowed.

@@ -30,7 +30,7 @@ int CCopyStreamThread::ThreadMain(void* /*pParam*/)
 {
     const std::unique_ptr<CCopyStreamThread> pSelf(this); // freed after the entry below is closed
     CFunctionSwitch fsMain("CST::thMain");
-    CFunctionParam fpReader(fsMain, "m_psrReader", m_psrReader);
+    mu::CFunctionParam fpReader(fsMain, "m_psrReader", m_psrReader);
 
     m_psrReader->WriteTo(m_pswWriter);
     return 0;

@@ -28,7 +28,7 @@ constexpr char kReadError[] = "Error reading from file";
 bool CFileAccess::Open(const wchar_t* wszFileName, FileMode eMode, bool)
 {
     CFunctionSwitch fsOpen("FA::Op");
-    CFunctionParam fpFileName(fsOpen, "wszFileName", wszFileName);
+    mu::CFunctionParam fpFileName(fsOpen, "wszFileName", wszFileName);
 
     return OpenPath(mu::PathToUTF8(wszFileName).c_str(), eMode);
 }
@@ -36,7 +36,7 @@ bool CFileAccess::Open(const wchar_t* wszFileName, FileMode eMode, bool)
 bool CFileAccess::Open(const char* szFileName, FileMode eMode, bool)
 {
     CFunctionSwitch fsOpen("FA::Op");
-    CFunctionParam fpFileName(fsOpen, "szFileName", szFileName);
+    mu::CFunctionParam fpFileName(fsOpen, "szFileName", szFileName);
 
     return OpenPath(szFileName, eMode);
 }
@@ -133,7 +133,7 @@ void CFileAccess::WarnShortWrite(int iWritten, int iRequested)
 int CFileAccess::Write(const void* pData, int iMessageLength)
 {
     CFunctionSwitch fsWrite("FA::Wrt");
-    CFunctionParam fpMessageLength(fsWrite, "iMessageLength", iMessageLength);
+    mu::CFunctionParam fpMessageLength(fsWrite, "iMessageLength", iMessageLength);
 
     errno = EINVAL;
     const ssize_t iWritten = iMessageLength < 0 ? -1
@@ -153,7 +153,7 @@ int CFileAccess::Write(const void* pData, int iMessageLength)
 int CFileAccess::Read(void* pBuffer, int iBufferLength)
 {
     CFunctionSwitch fsRead("FA::Rd");
-    CFunctionParam fpBufferLength(fsRead, "iBufferLength", iBufferLength);
+    mu::CFunctionParam fpBufferLength(fsRead, "iBufferLength", iBufferLength);
 
     errno = EINVAL;
     const ssize_t iRead =

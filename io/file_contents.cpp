@@ -222,8 +222,8 @@ int CFileAccess::ToBuffer(const wchar_t* wszPath, CMemBlockPtr& block)
 bool CFileAccess::Copy(const wchar_t* wszSource, const wchar_t* wszTarget)
 {
     CFunctionSwitch fsCopy("FA::Cp");
-    CFunctionParam fpSource(fsCopy, "wszSource", wszSource);
-    CFunctionParam fpTarget(fsCopy, "wszTarget", wszTarget);
+    mu::CFunctionParam fpSource(fsCopy, "wszSource", wszSource);
+    mu::CFunctionParam fpTarget(fsCopy, "wszTarget", wszTarget);
 
     // What cannot be copied must show before the target is emptied: a directory, which can be
     // opened but not read, and a source of unknown size.
@@ -279,7 +279,7 @@ bool CFileAccess::DetectTextFileEncoding(const wchar_t* wszPath, ETextFileEncodi
                                          int& iHeaderLength)
 {
     CFunctionSwitch fsDetect("FA::DTFE2");
-    CFunctionParam fpPath(fsDetect, "wszPath", wszPath);
+    mu::CFunctionParam fpPath(fsDetect, "wszPath", wszPath);
 
     CFileAccess file;
     return file.Open(wszPath, FM_READ, true) &&
@@ -289,7 +289,7 @@ bool CFileAccess::DetectTextFileEncoding(const wchar_t* wszPath, ETextFileEncodi
 bool CFileAccess::ToString(const wchar_t* wszPath, std::wstring& wsContent)
 {
     CFunctionSwitch fsToString("FA::TOS");
-    CFunctionParam fpPath(fsToString, "wszPath", wszPath);
+    mu::CFunctionParam fpPath(fsToString, "wszPath", wszPath);
 
     CFileAccess file;
     if (!file.Open(wszPath, FM_READ, true))
@@ -344,7 +344,7 @@ bool CFileAccess::ToString(const wchar_t* wszPath, std::wstring& wsContent)
 bool CFileAccess::GetStrFileContent(const char* szFileName, std::string& strContent)
 {
     CFunctionSwitch fsGetContent("FA::GSFC");
-    CFunctionParam fpFileName(fsGetContent, "szFileName", szFileName);
+    mu::CFunctionParam fpFileName(fsGetContent, "szFileName", szFileName);
 
     CFileAccess file;
     file.m_iDescriptor = OpenDescriptor(szFileName, FM_READ);
@@ -374,8 +374,8 @@ bool CFileAccess::GetStrFileContent(const char* szFileName, std::string& strCont
 bool CFileAccess::SetStrFileContent(const char* szFileName, const char* szValue)
 {
     CFunctionSwitch fsSetContent("FA::SSFC");
-    CFunctionParam fpFileName(fsSetContent, "szFileName", szFileName);
-    CFunctionParam fpValue(fsSetContent, "szValue", szValue);
+    mu::CFunctionParam fpFileName(fsSetContent, "szFileName", szFileName);
+    mu::CFunctionParam fpValue(fsSetContent, "szValue", szValue);
 
     CFileAccess file;
     file.m_iDescriptor = OpenDescriptor(szFileName, FM_CREATE);

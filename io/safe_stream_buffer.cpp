@@ -103,7 +103,7 @@ void* CSafeStreamBuffer::HandOutReadBlock(int& iSize)
 void* CSafeStreamBuffer::AllocateBlock(int iSize)
 {
     CFunctionSwitch fsAllocate("SSB::AlcBlk");
-    CFunctionParam fpSize(fsAllocate, "iSize", iSize);
+    mu::CFunctionParam fpSize(fsAllocate, "iSize", iSize);
 
     const CMutexProtection mpState(m_mutex, mu::kInfinite);
     return CanWrite() ? HandOutWriteBlock(m_ring.Allocate(iSize), iSize) : nullptr;
@@ -112,7 +112,7 @@ void* CSafeStreamBuffer::AllocateBlock(int iSize)
 void* CSafeStreamBuffer::AllocateBlockResizeIfNeeded(int iSize)
 {
     CFunctionSwitch fsAllocate("SSB::ABRIN");
-    CFunctionParam fpSize(fsAllocate, "iSize", iSize);
+    mu::CFunctionParam fpSize(fsAllocate, "iSize", iSize);
 
     if (NeedsToGrow(iSize))
     {
@@ -149,8 +149,8 @@ bool CSafeStreamBuffer::GiveWriteBlockBack(int iSize, TCommit commit)
 bool CSafeStreamBuffer::CommitWrittenBlock(void* pBlock, int iCommittedSize, int iAllocatedSize)
 {
     CFunctionSwitch fsCommit("SSB::CWB");
-    CFunctionParam fpCommittedSize(fsCommit, "iCommittedSize", iCommittedSize);
-    CFunctionParam fpAllocatedSize(fsCommit, "iAllocatedSize", iAllocatedSize);
+    mu::CFunctionParam fpCommittedSize(fsCommit, "iCommittedSize", iCommittedSize);
+    mu::CFunctionParam fpAllocatedSize(fsCommit, "iAllocatedSize", iAllocatedSize);
 
     return GiveWriteBlockBack(
         iCommittedSize,
@@ -179,7 +179,7 @@ void CSafeStreamBuffer::SetEndOfStream()
 void* CSafeStreamBuffer::GetBlockToRead(int& iSize)
 {
     CFunctionSwitch fsGet("SSB::GBTR");
-    CFunctionParam fpDataIsAvailable(fsGet, "m_bDataIsAvailable", m_ring.HasData());
+    mu::CFunctionParam fpDataIsAvailable(fsGet, "m_bDataIsAvailable", m_ring.HasData());
 
     iSize = 0;
     for (;;)

@@ -67,8 +67,8 @@ int CSafeStreamBuffer::Write(const void* pData, int iSize)
 int CSafeStreamBuffer::Read(void* pBuffer, int iMaxSize, int iMinSize)
 {
     CFunctionSwitch fsRead("SSB::Rd");
-    CFunctionParam fpReadPtr(fsRead, "iReadPtr", m_ring.GetReadOffset());
-    CFunctionParam fpWritePtr(fsRead, "iWritePtr", m_ring.GetWriteOffset());
+    mu::CFunctionParam fpReadPtr(fsRead, "iReadPtr", m_ring.GetReadOffset());
+    mu::CFunctionParam fpWritePtr(fsRead, "iWritePtr", m_ring.GetWriteOffset());
 
     if (iMaxSize < 0 || iMinSize > iMaxSize)
     {
@@ -161,9 +161,9 @@ bool CSafeStreamBuffer::WriteTo(IStreamWriter* pswOutput)
     void* pBlock = nullptr;
     int iSize = 0;
     CFunctionSwitch fsWriteTo("SSB::WTo");
-    CFunctionParam fpOutput(fsWriteTo, "pswOutput", pswOutput);
-    CFunctionParam fpBlock(fsWriteTo, "pBlock", pBlock);
-    CFunctionParam fpSize(fsWriteTo, "iSize", iSize);
+    mu::CFunctionParam fpOutput(fsWriteTo, "pswOutput", pswOutput);
+    mu::CFunctionParam fpBlock(fsWriteTo, "pBlock", pBlock);
+    mu::CFunctionParam fpSize(fsWriteTo, "iSize", iSize);
 
     if (pswOutput == nullptr || pswOutput == this)
     {

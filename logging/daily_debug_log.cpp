@@ -128,7 +128,7 @@ bool CDailyDebugLog::AddText(const char* szText, int iLength, bool bAddNewLine)
 {
     const char* szState = "copy block";
     CFunctionSwitch fsAddText("DDL::AT");
-    CFunctionParam fpState(fsAddText, "szState", szState);
+    mu::CFunctionParam fpState(fsAddText, "szState", szState);
 
     if (iLength <= m_iBufferSize)
     {
@@ -150,7 +150,7 @@ bool CDailyDebugLog::AddTextV(const char* szFormat, va_list args)
 {
     const char* szState = "printf";
     CFunctionSwitch fsAddText("DDL::ATV");
-    CFunctionParam fpState(fsAddText, "szState", szState);
+    mu::CFunctionParam fpState(fsAddText, "szState", szState);
 
     // Formatted outside the lock: an argument that faults must not leave it held.
     char szLine[kLineBlockSize];

@@ -176,7 +176,7 @@ private:
     IScheduler* m_pScheduler = nullptr;
     std::unique_ptr<CTextBuffer, SReleaser> m_pTextBuffer; // null when released
     std::atomic<CMediaRecorderConfiguration*> m_pRecConfig{nullptr};
-    CDayFile m_file;
+    mu::CDayFile m_file;
     LogCallback m_pInitCallback = nullptr;
     LogCallback m_pTermCallback = nullptr;
     void* m_pInitContext = nullptr;

@@ -103,7 +103,7 @@ void CDailyDebugLog::RequestFlush(bool bForError)
 void CDailyDebugLog::ScheduleNextLogFlush(bool bNow)
 {
     CFunctionSwitch fsSchedule("DDL::SNLF");
-    CFunctionParam fpNow(fsSchedule, "bNow", bNow);
+    mu::CFunctionParam fpNow(fsSchedule, "bNow", bNow);
 
     const CSchedulerReference pScheduler = GetScheduler();
     if (pScheduler == nullptr)
@@ -287,7 +287,7 @@ CDailyDebugLog::EOutcome CDailyDebugLog::WriteContent()
     while (m_pTextBuffer->GetReadQueueLength() > 0)
     {
         // Until what was written has left the buffer.
-        const CDayFile::CTurn turn(m_file);
+        const mu::CDayFile::CTurn turn(m_file);
         if (!turn.IsMine())
         {
             return EOutcome::Written;
@@ -329,7 +329,7 @@ bool CDailyDebugLog::OpenFile(const mu::STimeComponents& date)
 
 void CDailyDebugLog::CloseFile()
 {
-    const CDayFile::CTurn turn(m_file);
+    const mu::CDayFile::CTurn turn(m_file);
     if (turn.IsMine())
     {
         m_file.Close();
@@ -357,7 +357,7 @@ try
                        : pConfig->GetDirectoryForTime(eCategory, date, 0, wsRelative, wsPath);
     if (bFound)
     {
-        CDayFile::AddFileName(wsPath, date);
+        mu::CDayFile::AddFileName(wsPath, date);
     }
     return bFound;
 }

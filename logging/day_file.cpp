@@ -12,6 +12,9 @@
 #include "mu/text.h"
 #include "threading/sleep.h"
 
+namespace mu
+{
+
 namespace
 {
 
@@ -22,11 +25,11 @@ constexpr int kMarkSize = sizeof(kMark) - 1;
 
 CDayFile::CTurn::CTurn(CDayFile& file)
     : m_file(file),
-      m_dwThreadID(mu::GetCurrentThreadID()),
+      m_dwThreadID(GetCurrentThreadID()),
       m_bMine(
           [this]
           {
-              unsigned long dwNobody = mu::kNoThreadID;
+              unsigned long dwNobody = kNoThreadID;
               return m_file.m_dwOwnerID.compare_exchange_strong(dwNobody, m_dwThreadID);
           }())
 {
@@ -37,16 +40,16 @@ CDayFile::CTurn::~CTurn()
     unsigned long dwOwnerID = m_dwThreadID;
     if (m_bMine)
     {
-        m_file.m_dwOwnerID.compare_exchange_strong(dwOwnerID, mu::kNoThreadID);
+        m_file.m_dwOwnerID.compare_exchange_strong(dwOwnerID, kNoThreadID);
     }
 }
 
-void CDayFile::AddFileName(std::wstring& wsDirectory, const mu::STimeComponents& date)
+void CDayFile::AddFileName(std::wstring& wsDirectory, const STimeComponents& date)
 {
-    mu::AddFolderSeparator(wsDirectory);
+    AddFolderSeparator(wsDirectory);
     wchar_t wszName[31];
-    mu::SWPrintF(wszName, static_cast<int>(std::size(wszName)), L"DebugLog_%04d_%02d_%02d.txt",
-                 date.m_iYear, date.m_iMonth, date.m_iDay);
+    SWPrintF(wszName, static_cast<int>(std::size(wszName)), L"DebugLog_%04d_%02d_%02d.txt",
+             date.m_iYear, date.m_iMonth, date.m_iDay);
     wsDirectory += wszName;
 }
 
@@ -159,11 +162,11 @@ bool CDayFile::TakeForCrash(unsigned long long& ullNext)
 bool CDayFile::WaitForOwner()
 {
     constexpr int kTries = 200;
-    unsigned long dwOwnerID = mu::kNoThreadID;
-    for (int i = 0; i < kTries && dwOwnerID != mu::GetCurrentThreadID(); ++i)
+    unsigned long dwOwnerID = kNoThreadID;
+    for (int i = 0; i < kTries && dwOwnerID != GetCurrentThreadID(); ++i)
     {
-        mu::SleepMS(i == 0 ? 0 : 5);
-        dwOwnerID = mu::kNoThreadID;
+        SleepMS(i == 0 ? 0 : 5);
+        dwOwnerID = kNoThreadID;
         if (m_dwOwnerID.compare_exchange_strong(dwOwnerID, kCrash))
         {
             return true;
@@ -179,8 +182,8 @@ bool CDayFile::OpenForCrash()
     {
         return false;
     }
-    mu::MakeDirectoriesInCrash(szPath);
-    const int iDescriptor = mu::OpenFileInCrash(szPath, 0);
+    MakeDirectoriesInCrash(szPath);
+    const int iDescriptor = OpenFileInCrash(szPath, 0);
     const off_t iEnd = iDescriptor >= 0 ? ::lseek(iDescriptor, 0, SEEK_END) : -1;
     if (iEnd < 0)
     {
@@ -193,6 +196,8 @@ bool CDayFile::OpenForCrash()
 bool CDayFile::AppendInCrash(const char* pText, std::size_t uSize)
 {
     const auto uMarkLeft = static_cast<std::size_t>(std::exchange(m_iMarkLeft, 0));
-    return mu::WriteAllInCrash(m_iDescriptor, kMark + kMarkSize - uMarkLeft, uMarkLeft) &&
-           mu::WriteAllInCrash(m_iDescriptor, pText, uSize);
+    return WriteAllInCrash(m_iDescriptor, kMark + kMarkSize - uMarkLeft, uMarkLeft) &&
+           WriteAllInCrash(m_iDescriptor, pText, uSize);
 }
+
+} // namespace mu

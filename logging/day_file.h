@@ -9,6 +9,9 @@
 #include "mu/calendar.h"
 #include "threading/thread_id.h"
 
+namespace mu
+{
+
 /// The file in which a daily log keeps a day: UTF-8 with a byte-order mark, appended to.
 ///
 /// The bytes of the log's text have numbers, which go on from day to day. They tell a crash how far
@@ -42,7 +45,7 @@ public:
     CDayFile& operator=(const CDayFile&) = delete;
 
     /// Adds "DebugLog_2026_11_15.txt" to a directory. Throws std::bad_alloc.
-    static void AddFileName(std::wstring& wsDirectory, const mu::STimeComponents& date);
+    static void AddFileName(std::wstring& wsDirectory, const STimeComponents& date);
 
     /// Where a crash finds the file while it is not open; empty for nowhere. The directories need
     /// not exist. No turn is needed, but one thread at a time.
@@ -77,7 +80,7 @@ private:
     int Put(const void* pBytes, int iSize);
 
     CFileAccess m_file;
-    std::atomic<unsigned long> m_dwOwnerID{mu::kNoThreadID};
+    std::atomic<unsigned long> m_dwOwnerID{kNoThreadID};
     std::atomic<int> m_iDescriptor{
         -1}; // set last when the file opens, cleared first when it closes
     unsigned long long m_llTextStart = 0; // the position at which the text begins
@@ -87,5 +90,7 @@ private:
     std::size_t m_uCrashPath = 0;
     std::atomic<char*> m_szCrashPath{nullptr}; // null: nowhere
 };
+
+} // namespace mu
 
 #endif

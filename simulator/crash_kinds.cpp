@@ -29,7 +29,7 @@ void WriteThroughABadPointer()
     CFunctionSwitch fsWrite("RSim::WriteFrame");
     char* volatile szFrame = reinterpret_cast<char*>(0x30);
     char* szWritten = szFrame;
-    CFunctionParam fpFrame(fsWrite, "szFrame", szWritten);
+    mu::CFunctionParam fpFrame(fsWrite, "szFrame", szWritten);
     *szFrame = 'e';
 }
 
@@ -51,7 +51,7 @@ void ReadBehindAFile()
 int Recurse(int iDepth)
 {
     CFunctionSwitch fsRecurse("RSim::Recurse");
-    CFunctionParam fpDepth(fsRecurse, "iDepth", iDepth);
+    mu::CFunctionParam fpDepth(fsRecurse, "iDepth", iDepth);
     volatile char szFrame[4096];
     szFrame[0] = static_cast<char>(iDepth);
     return iDepth < 0 ? 0 : Recurse(iDepth + 1) + szFrame[0];

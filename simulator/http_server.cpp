@@ -161,7 +161,7 @@ private:
     {
         CFunctionSwitch fsReply("HTTP::Reply");
         const char* szTarget = connection.GetRequestObject();
-        CFunctionParam fpTarget(fsReply, "szTarget", szTarget);
+        mu::CFunctionParam fpTarget(fsReply, "szTarget", szTarget);
         try
         {
             return m_service.m_handler(&connection);

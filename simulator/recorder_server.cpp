@@ -179,8 +179,8 @@ void CRecorderServer::ReadRequest()
 void CRecorderServer::Answer(EPipeMessage eRequest, std::uint32_t dwArgument)
 {
     CFunctionSwitch fsAnswer("RSim::Answer");
-    CFunctionParam fpRequest(fsAnswer, "eRequest", &eRequest, FPT_DWORD);
-    CFunctionParam fpArgument(fsAnswer, "dwArgument", dwArgument);
+    mu::CFunctionParam fpRequest(fsAnswer, "eRequest", &eRequest, FPT_DWORD);
+    mu::CFunctionParam fpArgument(fsAnswer, "dwArgument", dwArgument);
 
     switch (eRequest)
     {

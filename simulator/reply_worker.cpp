@@ -124,8 +124,8 @@ void CReplyWorker::AnswerRequests()
 std::string CReplyWorker::MakeReply(const SRequest& request) const
 {
     CFunctionSwitch fsMake("RSim::MakeReply");
-    CFunctionParam fpType(fsMake, "m_eType", &request.m_eType, FPT_DWORD);
-    CFunctionParam fpArgument(fsMake, "m_dwArgument", &request.m_dwArgument, FPT_DWORD);
+    mu::CFunctionParam fpType(fsMake, "m_eType", &request.m_eType, FPT_DWORD);
+    mu::CFunctionParam fpArgument(fsMake, "m_dwArgument", &request.m_dwArgument, FPT_DWORD);
 
     switch (request.m_eType)
     {
@@ -147,7 +147,7 @@ std::string CReplyWorker::MakeDiagnostic(const SRequest& request) const
     const char* const szName = uIndex < m_document.m_vecDiagnostics.size()
                                    ? m_document.m_vecDiagnostics[uIndex].c_str()
                                    : nullptr;
-    CFunctionParam fpName(fsDiagnostic, "szName", szName);
+    mu::CFunctionParam fpName(fsDiagnostic, "szName", szName);
 
     if (m_eCrash)
     {

@@ -101,7 +101,7 @@ bool CWinEvent::Reset()
 bool CWinEvent::Wait(unsigned long dwMilliseconds)
 {
     CFunctionSwitch fsWait("WinEv::Wait");
-    CFunctionParam fpMilliseconds(fsWait, "dwMilliseconds", &dwMilliseconds, FPT_INT);
+    mu::CFunctionParam fpMilliseconds(fsWait, "dwMilliseconds", &dwMilliseconds, FPT_INT);
 
     if (m_pEvent == nullptr)
     {

@@ -202,9 +202,9 @@ void* CSimpleThread::MyMainThreadFunction(void* pParameters)
     const char* szStage = "initial";
 
     CFunctionSwitch fsMain("Posix Thread Main");
-    CFunctionParam fpThreadName(fsMain, "szThreadName", szThreadName);
-    CFunctionParam fpTid(fsMain, "tid", tid);
-    CFunctionParam fpStage(fsMain, "szStage", szStage);
+    mu::CFunctionParam fpThreadName(fsMain, "szThreadName", szThreadName);
+    mu::CFunctionParam fpTid(fsMain, "tid", tid);
+    mu::CFunctionParam fpStage(fsMain, "szStage", szStage);
     const CLastStages lastStages(szStage, pOwnParameters, *pRun, fsMain.GetEntry());
     {
         const CMutexProtection lock(pRun->m_mutex, mu::kInfinite);

@@ -69,7 +69,7 @@ bool CEasyXML::IsXMLHeaderTagEnabled() const
 CEasyXMLNode CEasyXML::LoadFromText(const wchar_t* wszText)
 {
     CFunctionSwitch fsLoad("EXML::LFTW");
-    CFunctionParam fpText(fsLoad, "wszText", wszText);
+    mu::CFunctionParam fpText(fsLoad, "wszText", wszText);
 
     return Tree().FromXML(wszText) ? GetRoot() : CEasyXMLNode();
 }
@@ -77,8 +77,8 @@ CEasyXMLNode CEasyXML::LoadFromText(const wchar_t* wszText)
 CEasyXMLNode CEasyXML::LoadFromText(const char* szText, int iTextLength)
 {
     CFunctionSwitch fsLoad("EXML::LFT");
-    CFunctionParam fpText(fsLoad, "szText", szText);
-    CFunctionParam fpTextLength(fsLoad, "iTextLength", iTextLength);
+    mu::CFunctionParam fpText(fsLoad, "szText", szText);
+    mu::CFunctionParam fpTextLength(fsLoad, "iTextLength", iTextLength);
 
     return Tree().FromUTF8(szText, iTextLength) ? GetRoot() : CEasyXMLNode();
 }

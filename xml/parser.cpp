@@ -286,7 +286,7 @@ bool CVariablesTree::Parse(const TChar* pText, std::size_t uLength)
 bool CVariablesTree::FromXML(const wchar_t* wszXML)
 {
     CFunctionSwitch fsFromXML("VT::FXML");
-    CFunctionParam fpXML(fsFromXML, "wszXML", wszXML);
+    mu::CFunctionParam fpXML(fsFromXML, "wszXML", wszXML);
 
     return wszXML != nullptr && Parse(wszXML, std::wcslen(wszXML));
 }
@@ -294,7 +294,7 @@ bool CVariablesTree::FromXML(const wchar_t* wszXML)
 bool CVariablesTree::FromUTF8(const char* szXML, int iLength)
 {
     CFunctionSwitch fsFromXML("VT::FXML");
-    CFunctionParam fpXML(fsFromXML, "wszXML", szXML);
+    mu::CFunctionParam fpXML(fsFromXML, "wszXML", szXML);
 
     if (szXML == nullptr || iLength <= 0)
     {

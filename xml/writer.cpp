@@ -321,8 +321,8 @@ int CVariablesTree::ToXMLLength() const
     int iLoopIndex = 0;
     int iTotalLength = 0;
     CFunctionSwitch fsLength("VT::TXL");
-    CFunctionParam fpLoopIndex(fsLength, "iLoopIndex", iLoopIndex);
-    CFunctionParam fpTotalLength(fsLength, "iTotalLength", iTotalLength);
+    mu::CFunctionParam fpLoopIndex(fsLength, "iLoopIndex", iLoopIndex);
+    mu::CFunctionParam fpTotalLength(fsLength, "iTotalLength", iTotalLength);
 
     if (m_pRoot != nullptr)
     {

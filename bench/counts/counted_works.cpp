@@ -174,7 +174,7 @@ void AddCodecs(std::vector<SWork>& works)
 [[gnu::noinline]] void TracedCall(int iValue)
 {
     CFunctionSwitch fsTraced("B::TC");
-    CFunctionParam fpValue(fsTraced, "iValue", iValue);
+    mu::CFunctionParam fpValue(fsTraced, "iValue", iValue);
     asm volatile("" : : "m"(iValue) : "memory");
 }
 

@@ -31,8 +31,8 @@ namespace
 [[gnu::noinline]] int TracedWithTwo(const char* szText, int iLength)
 {
     CFunctionSwitch fsTraced("B::T2");
-    CFunctionParam fpText(fsTraced, "szText", szText);
-    CFunctionParam fpLength(fsTraced, "iLength", iLength);
+    mu::CFunctionParam fpText(fsTraced, "szText", szText);
+    mu::CFunctionParam fpLength(fsTraced, "iLength", iLength);
     asm volatile("" : : "m"(szText), "m"(iLength) : "memory");
     return iLength;
 }

@@ -17,8 +17,8 @@ void InEntries(int iEntries, const TWork& work)
 {
     const char* szName = "/storage/recordings/current.mpg";
     CFunctionSwitch fsEntry("B::Entry");
-    CFunctionParam fpEntries(fsEntry, "iEntries", iEntries);
-    CFunctionParam fpName(fsEntry, "szName", szName);
+    mu::CFunctionParam fpEntries(fsEntry, "iEntries", iEntries);
+    mu::CFunctionParam fpName(fsEntry, "szName", szName);
     if (iEntries > 1)
     {
         InEntries(iEntries - 1, work);

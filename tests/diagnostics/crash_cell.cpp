@@ -289,7 +289,7 @@ void Crash(const std::string& strCrash)
 {
     int iValue = 7;
     CFunctionSwitch fsOuter("T::Out");
-    CFunctionParam fpValue(fsOuter, "iValue", iValue);
+    mu::CFunctionParam fpValue(fsOuter, "iValue", iValue);
     CFunctionSwitch fsInner("T::In");
     if (g_pDamage != nullptr)
     {

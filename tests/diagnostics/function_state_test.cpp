@@ -13,7 +13,8 @@ namespace
 {
 
 template <class T, EFuncParamType eType>
-constexpr bool kHasType = FuncParamTypeOf<T>() == eType&& FuncParamTypeOf<const T>() == eType;
+constexpr bool
+    kHasType = mu::FuncParamTypeOf<T>() == eType&& mu::FuncParamTypeOf<const T>() == eType;
 
 // The same on every machine.
 static_assert(kHasType<void*, FPT_POINTER> && kHasType<const unsigned char*, FPT_POINTER>);
@@ -49,8 +50,8 @@ TEST(FunctionState, ChainFollowsTheCallsWithParametersInOrder)
         const wchar_t* wszText = L"x";
         int iLength = 1;
         CFunctionSwitch fsOuter("T::Out");
-        CFunctionParam fpText(fsOuter, "wszText", wszText);
-        CFunctionParam fpMask(fsOuter, "iMask", &iLength, FPT_BINARY);
+        mu::CFunctionParam fpText(fsOuter, "wszText", wszText);
+        mu::CFunctionParam fpMask(fsOuter, "iMask", &iLength, FPT_BINARY);
         const std::string strOuter = "T::Out wszText:7 iMask:4;";
         EXPECT_EQ(fsOuter.GetEntry()->m_pFirstParam->m_pValue, &wszText);
         EXPECT_EQ(pthread_getspecific(g_pkFuncStateEntryThreadKey), Storage());
@@ -97,7 +98,7 @@ TEST(FunctionState, GoesWithoutWhatMemoryIsMissing)
             const CFailingHeap heap(iAllowed);
             int iValue = 0;
             CFunctionSwitch fsTraced("T::Tr");
-            CFunctionParam fpValue(fsTraced, "iValue", iValue);
+            mu::CFunctionParam fpValue(fsTraced, "iValue", iValue);
             EXPECT_EQ(Storage() != nullptr, iAllowed >= 1);
         }
         if (iAllowed >= 1) // its storage; then the map, and its place there

@@ -288,7 +288,7 @@ void TraceDeeply(int iDepth)
     std::string strText(static_cast<std::size_t>(iDepth * 37 % 100), 'x');
     const char* szText = strText.c_str();
     CFunctionSwitch fsDeep("T::Deep");
-    CFunctionParam fpText(fsDeep, "szText", szText);
+    mu::CFunctionParam fpText(fsDeep, "szText", szText);
     if (iDepth > 0)
     {
         TraceDeeply(iDepth - 1);
