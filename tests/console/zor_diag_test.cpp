@@ -279,7 +279,7 @@ TEST_F(ZorDiag, TellsWhyThereIsNoRecorder)
            [] { EXPECT_TRUE(::geteuid() != 0 || ::setuid(65534) == 0); });
     ::rename(g_aszPipePaths[0], "/tmp/zor_diag_test.pipe");
     Expect({"list", "--wait", "0.05"}, 3, "", "listening: /tmp/zor_app_in.pipe: No such file");
-    ::symlink("/tmp/zor_diag_test.pipe", g_aszPipePaths[0]);
+    EXPECT_EQ(::symlink("/tmp/zor_diag_test.pipe", g_aszPipePaths[0]), 0);
     Expect({"list", "--wait", "9"}, 3, "", "/tmp/zor_app_in.pipe is a symbolic link, no pipe\n");
     ::rename("/tmp/zor_diag_test.pipe", g_aszPipePaths[0]);
     ::chmod(g_aszPipePaths[0], 0600);
