@@ -46,7 +46,7 @@ public:
 
     /// A field that is the text of a child: text, bool or number. White space at the beginning of
     /// such a text does not survive in a document; an attribute keeps it.
-    template <class TValue>
+    template <typename TValue>
     void Child(const wchar_t* wszName, TValue& value)
     {
         CEasyXMLNode child = Element(wszName);
@@ -60,7 +60,7 @@ public:
         ullValue = static_cast<unsigned long long>(llValue);
     }
 
-    template <class TValue>
+    template <typename TValue>
     void Attribute(const wchar_t* wszName, TValue& value)
     {
         Note(m_bToXML ? m_node.SetAttributeValue(wszName, g_wszDocumentNamespace, value)
@@ -68,7 +68,7 @@ public:
     }
 
     /// A field that is a value of the vocabulary. One without a text is not written at all.
-    template <class TEnumeration>
+    template <typename TEnumeration>
     void Choice(const wchar_t* wszName, std::span<const SEnumerationEntry> table,
                 TEnumeration& eValue)
     {
@@ -85,7 +85,7 @@ public:
     }
 
     /// A record within this one.
-    template <class TRecord>
+    template <typename TRecord>
     void Record(const wchar_t* wszName, TRecord& record)
     {
         CEasyXMLNode node = Element(wszName);
@@ -93,7 +93,7 @@ public:
     }
 
     /// Fields of a child element; what is noted there counts here.
-    template <class TSyncFields>
+    template <typename TSyncFields>
     void Group(const wchar_t* wszName, TSyncFields syncFields)
     {
         CXMLFields group(Element(wszName), m_bToXML);

@@ -30,7 +30,7 @@ namespace
 struct SAnswer
 {
     std::string m_strText; // the payload
-    std::vector<std::string> m_vecNames;
+    std::vector<std::string> m_vNames;
     EDiagnosticNames m_eNames = EDiagnosticNames::NoParameters;
     std::size_t m_uIndex = 0; // of the diagnostic, in the names
 };
@@ -50,8 +50,8 @@ EDiagExit AskForParameters(CRecorderConnection& connection, const CDeadline& dea
     {
         return EndWith(DIAG_BAD_ANSWER, "the recorder sent malformed device parameters");
     }
-    answer.m_eNames = ReadDiagnosticNames(exmlParams, answer.m_vecNames);
-    for (std::string& strName : answer.m_vecNames)
+    answer.m_eNames = ReadDiagnosticNames(exmlParams, answer.m_vNames);
+    for (std::string& strName : answer.m_vNames)
     {
         strName.resize(std::strlen(strName.c_str())); // it ends at a NUL, as in the console's list
         mu::TrimSideWhiteSpaces(strName);
@@ -60,13 +60,13 @@ EDiagExit AskForParameters(CRecorderConnection& connection, const CDeadline& dea
 }
 
 // Puts the numbers, from 1, of the names that match into a text: "3, 5". Returns how many do.
-template <class TMatches>
+template <typename TMatches>
 int FindNames(SAnswer& answer, std::string& strNumbers, TMatches Matches)
 {
     int iFound = 0;
-    for (std::size_t i = 0; i < answer.m_vecNames.size(); ++i)
+    for (std::size_t i = 0; i < answer.m_vNames.size(); ++i)
     {
-        if (Matches(answer.m_vecNames[i].c_str()))
+        if (Matches(answer.m_vNames[i].c_str()))
         {
             answer.m_uIndex = i;
             strNumbers += (iFound > 0 ? ", " : "") + std::to_string(i + 1);
@@ -86,10 +86,10 @@ EDiagExit FindDiagnostic(const std::string& strWanted, SAnswer& answer)
     {
         const std::size_t uNumber = mu::ParseUInt32(szWanted, iLength);
         answer.m_uIndex = uNumber - 1;
-        return uNumber >= 1 && uNumber <= answer.m_vecNames.size()
+        return uNumber >= 1 && uNumber <= answer.m_vNames.size()
                    ? DIAG_ANSWERED
                    : EndWith(DIAG_NO_SUCH_DIAGNOSTIC, "no diagnostic %s; the recorder has %zu",
-                             szWanted, answer.m_vecNames.size());
+                             szWanted, answer.m_vNames.size());
     }
 
     std::string strNumbers;
@@ -104,7 +104,7 @@ EDiagExit FindDiagnostic(const std::string& strWanted, SAnswer& answer)
     if (iFound == 0)
     {
         return EndWith(DIAG_NO_SUCH_DIAGNOSTIC, "no diagnostic '%s'; the recorder has %zu others",
-                       szWanted, answer.m_vecNames.size());
+                       szWanted, answer.m_vNames.size());
     }
     return iFound == 1 ? DIAG_ANSWERED
                        : EndWith(DIAG_NO_SUCH_DIAGNOSTIC,
@@ -141,7 +141,7 @@ EDiagExit Ask(const SDiagArguments& arguments, SAnswer& answer)
 void PrintName(std::size_t uIndex, const SAnswer& answer)
 {
     std::printf("\"number\":%zu,\"name\":", uIndex + 1);
-    PrintJsonString(answer.m_vecNames[uIndex]);
+    PrintJsonString(answer.m_vNames[uIndex]);
 }
 
 void PrintList(const SDiagArguments& arguments, const SAnswer& answer)
@@ -150,7 +150,7 @@ void PrintList(const SDiagArguments& arguments, const SAnswer& answer)
     {
         EndWith(DIAG_ANSWERED, "%s", ReasonForNoNames(answer.m_eNames));
     }
-    for (std::size_t i = 0; i < answer.m_vecNames.size(); ++i)
+    for (std::size_t i = 0; i < answer.m_vNames.size(); ++i)
     {
         if (arguments.m_bJson)
         {
@@ -162,11 +162,11 @@ void PrintList(const SDiagArguments& arguments, const SAnswer& answer)
         std::printf("%02zu: ", i + 1);
         if (arguments.m_bRaw)
         {
-            std::fputs(answer.m_vecNames[i].c_str(), stdout);
+            std::fputs(answer.m_vNames[i].c_str(), stdout);
         }
         else
         {
-            PrintShownText(answer.m_vecNames[i], true);
+            PrintShownText(answer.m_vNames[i], true);
         }
         std::fputs("\n", stdout);
     }

@@ -11,15 +11,15 @@ namespace
 
 void PrintDiagnosticNames()
 {
-    std::vector<std::string> vecNames;
-    const EDiagnosticNames eNames = ReadDiagnosticNames(g_exmlParams, vecNames);
+    std::vector<std::string> vNames;
+    const EDiagnosticNames eNames = ReadDiagnosticNames(g_exmlParams, vNames);
     if (eNames != EDiagnosticNames::Read)
     {
         std::printf("%s\r\n", ReasonForNoNames(eNames));
         return;
     }
     int iNumber = 0;
-    for (const std::string& strName : vecNames)
+    for (const std::string& strName : vNames)
     {
         ++iNumber;
         // On purpose not all of a name that holds a NUL: it ends there.

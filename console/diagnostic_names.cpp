@@ -3,7 +3,7 @@
 #include "xml/document_namespace.h"
 #include "xml/easy_xml.h"
 
-EDiagnosticNames ReadDiagnosticNames(const CEasyXML& exmlParams, std::vector<std::string>& vecNames)
+EDiagnosticNames ReadDiagnosticNames(const CEasyXML& exmlParams, std::vector<std::string>& vNames)
 {
     CEasyXMLNode nodeRoot = exmlParams.GetRoot();
     if (!nodeRoot.IsValid())
@@ -29,10 +29,10 @@ EDiagnosticNames ReadDiagnosticNames(const CEasyXML& exmlParams, std::vector<std
         std::wstring wsName;
         if (node.GetName(wsName) && wsName == L"zor:DiagnosticType")
         {
-            node.GetTextValue(vecNames.emplace_back());
+            node.GetTextValue(vNames.emplace_back());
         }
     }
-    return vecNames.empty() ? EDiagnosticNames::NoNames : EDiagnosticNames::Read;
+    return vNames.empty() ? EDiagnosticNames::NoNames : EDiagnosticNames::Read;
 }
 
 const char* ReasonForNoNames(EDiagnosticNames eNames)

@@ -17,8 +17,7 @@ enum class EDiagnosticNames
 
 /// Reads from the device parameters the names of the diagnostics that the device offers, in UTF-8;
 /// their order is that of the indices in requests.
-EDiagnosticNames ReadDiagnosticNames(const CEasyXML& exmlParams,
-                                     std::vector<std::string>& vecNames);
+EDiagnosticNames ReadDiagnosticNames(const CEasyXML& exmlParams, std::vector<std::string>& vNames);
 
 /// Tells the operator why there are no names, in a line without its end.
 const char* ReasonForNoNames(EDiagnosticNames eNames);

@@ -93,19 +93,19 @@ bool CFileAccess::DetectTextFileEncoding(ETextFileEncoding& eEncoding, int& iHea
         return false;
     }
 
-    const auto begins = [&](unsigned char uFirst, unsigned char uSecond)
+    const auto Begins = [&](unsigned char uFirst, unsigned char uSecond)
     { return aBytes[0] == uFirst && aBytes[1] == uSecond; };
-    if (iBytes == 3 && begins(0xEF, 0xBB) && aBytes[2] == 0xBF)
+    if (iBytes == 3 && Begins(0xEF, 0xBB) && aBytes[2] == 0xBF)
     {
         eEncoding = TFE_UTF8;
         iHeaderLength = 3;
     }
-    else if (begins(0xFF, 0xFE) || begins(0xFE, 0xFF))
+    else if (Begins(0xFF, 0xFE) || Begins(0xFE, 0xFF))
     {
         eEncoding = aBytes[0] == 0xFF ? TFE_UTF16LE : TFE_UTF16BE;
         iHeaderLength = 2;
     }
-    else if (begins(0, 0))
+    else if (Begins(0, 0))
     {
         return false;
     }

@@ -128,7 +128,7 @@ bool CSafeStreamBuffer::NeedsToGrow(int iSize) const
     return iSize > m_ring.GetSize() && !bExternal && !IsMemoryInUse() && CanWrite();
 }
 
-template <class TCommit>
+template <typename TCommit>
 bool CSafeStreamBuffer::GiveWriteBlockBack(int iSize, TCommit commit)
 {
     const CMutexProtection mpState(m_mutex, mu::kInfinite);
@@ -216,7 +216,7 @@ void* CSafeStreamBuffer::PollBlockToRead(int& iSize)
     return m_bEnabled && !m_bFrozen && m_ring.HasData() ? HandOutReadBlock(iSize) : nullptr;
 }
 
-template <class TCommit>
+template <typename TCommit>
 bool CSafeStreamBuffer::GiveReadBlockBack(int iSize, TCommit commit)
 {
     m_pReadBlockHeld = nullptr;

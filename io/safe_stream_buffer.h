@@ -154,7 +154,7 @@ private:
     bool IsMemoryInUse() const;
     void* HandOutWriteBlock(int iOffset, int iSize);
     void* HandOutReadBlock(int& iSize);
-    template <class TCommit>
+    template <typename TCommit>
     bool GiveReadBlockBack(int iSize, TCommit commit);
     bool CommitReadLocked(void* pBlock, int iSize);
     bool ReplaceMemory(std::unique_ptr<char[]> pInternal, char* pMemory, int iSize);
@@ -166,7 +166,7 @@ private:
     void Thaw();
 
     // These take it.
-    template <class TCommit>
+    template <typename TCommit>
     bool GiveWriteBlockBack(int iSize, TCommit commit);
     bool NeedsToGrow(int iSize) const;
     bool TakesMore() const;

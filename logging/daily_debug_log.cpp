@@ -236,7 +236,7 @@ void CDailyDebugLog::CheckSeverity(Severity eSeverity)
 }
 
 // A buffer that a full disk has filled up may have room again: an Error tries before it is dropped.
-template <class TAdd>
+template <typename TAdd>
 void CDailyDebugLog::AddMessage(Severity eSeverity, TAdd add)
 {
     if (!add() && eSeverity == Error && m_llRetryTime != 0)

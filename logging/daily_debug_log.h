@@ -123,7 +123,7 @@ protected:
 private:
     struct SReleaser
     {
-        template <class T>
+        template <typename T>
         void operator()(T* pSticky) const
         {
             pSticky->Release();
@@ -144,7 +144,7 @@ private:
     static CTextBuffer* MakeTextBuffer();
     bool AddBlock(const char* pText, int iLength, int iRoom, bool bAddNewLine,
                   const char*& szState);
-    template <class TAdd>
+    template <typename TAdd>
     void AddMessage(Severity eSeverity, TAdd add);
     bool IsContentLarge();
     CSchedulerReference GetScheduler();

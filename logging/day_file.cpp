@@ -108,7 +108,7 @@ int CDayFile::Write(const void* pText, int iSize)
 }
 
 // Within limits: a signal that comes again and again must not hang the flush.
-template <class TCall>
+template <typename TCall>
 void CDayFile::RepeatIfInterrupted(TCall call)
 {
     constexpr int kMostTries = 100;

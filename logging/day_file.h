@@ -75,7 +75,7 @@ private:
     bool WaitForOwner();
     bool OpenForCrash();
     void Begin(int iDescriptor, unsigned long long llEnd);
-    template <class TCall>
+    template <typename TCall>
     void RepeatIfInterrupted(TCall call);
     int Put(const void* pBytes, int iSize);
 

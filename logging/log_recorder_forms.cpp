@@ -88,7 +88,7 @@ void CLogRecorder::CollectTextMessage(CEasyXMLNode& message, std::wstring& wsOut
     AppendTextLine(message, wsOut, wsLineEnd);
 
     // Documents may be nested deeper than a stack: where to go on, instead of recursion.
-    std::vector<CEasyXMLNode> vecNext;
+    std::vector<CEasyXMLNode> vNext;
     CEasyXMLNode node = SkipParameters(message.GetFirstChild());
     while (node.IsValid())
     {
@@ -96,13 +96,13 @@ void CLogRecorder::CollectTextMessage(CEasyXMLNode& message, std::wstring& wsOut
         const CEasyXMLNode nextSibling = SkipParameters(node.GetNextSibling());
         if (nextSibling.IsValid())
         {
-            vecNext.push_back(nextSibling);
+            vNext.push_back(nextSibling);
         }
         node = SkipParameters(node.GetFirstChild());
-        if (!node.IsValid() && !vecNext.empty())
+        if (!node.IsValid() && !vNext.empty())
         {
-            node = vecNext.back();
-            vecNext.pop_back();
+            node = vNext.back();
+            vNext.pop_back();
         }
     }
 }
@@ -129,24 +129,24 @@ void CLogRecorder::AppendHTMLTable(std::string& html, int iMaxLength)
 {
     html += kHTMLTableHead;
     const std::size_t uFirstRow = html.size();
-    std::vector<std::size_t> vecRows;
+    std::vector<std::size_t> vRows;
 
     const CMutexProtection lock(m_lock, mu::kInfinite);
     for (const SLogMessageRec& record : m_messages)
     {
-        vecRows.push_back(html.size());
+        vRows.push_back(html.size());
         AppendHTMLRow(record, html);
     }
     html += "</table>";
 
-    if (vecRows.empty() || static_cast<long long>(html.size()) <= iMaxLength)
+    if (vRows.empty() || static_cast<long long>(html.size()) <= iMaxLength)
     {
         return;
     }
     // Erasing up to a row that begins so far down leaves iMaxLength bytes or fewer.
     const long long llEnough = static_cast<long long>(html.size() + uFirstRow) - iMaxLength;
     const auto itKept =
-        std::find_if(vecRows.begin(), vecRows.end() - 1,
+        std::find_if(vRows.begin(), vRows.end() - 1,
                      [=](std::size_t uRow) { return static_cast<long long>(uRow) >= llEnough; });
     html.erase(uFirstRow, *itKept - uFirstRow);
 }

@@ -81,7 +81,7 @@ bool GetEntryType(int iDirectory, const char* szName, mode_t& uType)
 
 // Adds the entries of one type (S_IFDIR, S_IFREG) whose UTF-8 name is accepted. Throws without
 // memory.
-template <class TAccept>
+template <typename TAccept>
 bool ReadNames(DIR* pDirectory, mode_t uType, TAccept accept, std::vector<std::wstring>& vNames)
 {
     for (;;)
@@ -110,7 +110,7 @@ bool ReadNames(DIR* pDirectory, mode_t uType, TAccept accept, std::vector<std::w
     }
 }
 
-template <class TAccept>
+template <typename TAccept>
 bool ListDirectory(const wchar_t* wszDirectory, mode_t uType, TAccept accept,
                    std::vector<std::wstring>& vNames)
 {
@@ -155,12 +155,12 @@ bool FindSubDirectories(const wchar_t* wszDirectory, std::vector<std::wstring>& 
     CFunctionParam fpDirectory(fsFind, "wszDirectory", wszDirectory);
     CFunctionParam fpNumEntries(fsFind, "iNumEntries", iNumEntries);
 
-    const auto countAll = [&](const char*)
+    const auto CountAll = [&](const char*)
     {
         ++iNumEntries;
         return true;
     };
-    return ListDirectory(wszDirectory, S_IFDIR, countAll, vNames);
+    return ListDirectory(wszDirectory, S_IFDIR, CountAll, vNames);
 }
 
 bool FindFiles(const wchar_t* wszDirectory, const wchar_t* wszPattern,
@@ -177,7 +177,7 @@ bool FindFiles(const wchar_t* wszDirectory, const wchar_t* wszPattern,
         vNames.clear();
         return false; // no memory
     }
-    const auto matches = [&](const char* szName)
+    const auto Matches = [&](const char* szName)
     {
         const int iResult = ::fnmatch(strPattern.c_str(), szName, 0);
         if (iResult != 0 && iResult != FNM_NOMATCH)
@@ -186,7 +186,7 @@ bool FindFiles(const wchar_t* wszDirectory, const wchar_t* wszPattern,
         }
         return iResult == 0;
     };
-    return ListDirectory(wszDirectory, S_IFREG, matches, vNames);
+    return ListDirectory(wszDirectory, S_IFREG, Matches, vNames);
 }
 
 void SortFileNames(std::vector<std::wstring>& vNames)

@@ -87,7 +87,7 @@ template <typename TInteger>
 std::wstring IntegerToString(TInteger value)
 {
     char szText[24];
-    return Widen(szText, std::to_chars(szText, szText + sizeof szText, value).ptr);
+    return Widen(szText, std::to_chars(szText, szText + sizeof(szText), value).ptr);
 }
 
 } // namespace
@@ -152,7 +152,7 @@ std::wstring DoubleToString(double dValue)
     char szText[32];
     return Widen(
         szText,
-        std::to_chars(szText, szText + sizeof szText, dValue, std::chars_format::general, 6).ptr);
+        std::to_chars(szText, szText + sizeof(szText), dValue, std::chars_format::general, 6).ptr);
 }
 
 std::wstring BoolToString(bool bValue)

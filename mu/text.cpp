@@ -119,9 +119,9 @@ int ReplaceLineBreaksInString(const TString& in, TString& out, const TString& ne
 template <typename TString>
 void Trim(TString& text)
 {
-    const auto isText = [](auto ch) { return Unsigned(ch) > ' '; };
-    text.erase(std::find_if(text.rbegin(), text.rend(), isText).base(), text.end());
-    text.erase(text.begin(), std::find_if(text.begin(), text.end(), isText));
+    const auto IsText = [](auto ch) { return Unsigned(ch) > ' '; };
+    text.erase(std::find_if(text.rbegin(), text.rend(), IsText).base(), text.end());
+    text.erase(text.begin(), std::find_if(text.begin(), text.end(), IsText));
 }
 
 bool EndsInSeparator(std::wstring_view path)

@@ -67,7 +67,7 @@ void PrintHelp()
         "  --version       show the version\n");
 }
 
-bool ParseFaults(std::string_view svList, std::vector<EFault>& vecFaults)
+bool ParseFaults(std::string_view svList, std::vector<EFault>& vFaults)
 {
     for (;;)
     {
@@ -80,7 +80,7 @@ bool ParseFaults(std::string_view svList, std::vector<EFault>& vecFaults)
                          static_cast<int>(svName.size()), svName.data());
             return false;
         }
-        vecFaults.push_back(*eFault);
+        vFaults.push_back(*eFault);
         if (uEnd == std::string_view::npos)
         {
             return true;
@@ -140,7 +140,7 @@ std::optional<int> ParseArguments(int argc, char* argv[], SArguments& arguments)
             arguments.m_strRoot = optarg;
             break;
         case OPTION_FAULTS:
-            if (!ParseFaults(optarg, arguments.m_vecFaults))
+            if (!ParseFaults(optarg, arguments.m_vFaults))
             {
                 return Complain();
             }

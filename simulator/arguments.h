@@ -17,7 +17,7 @@ struct SArguments
     std::string m_strParamsPath; ///< empty: the built-in document
     std::string m_strConfigPath; ///< empty: nothing is kept
     std::string m_strRoot;       ///< of recordings; empty: as the configuration says
-    std::vector<EFault> m_vecFaults;
+    std::vector<EFault> m_vFaults;
     std::optional<SHttpAddress> m_http;    ///< of the live page; none: there is none
     std::optional<ECrashKind> m_eCrash;    ///< at the first diagnostic that is asked for
     std::chrono::milliseconds m_reload{0}; ///< how often parameters come unasked; 0: never

@@ -59,16 +59,16 @@ std::string FormatUptime(std::chrono::milliseconds uptime)
     return szTime;
 }
 
-std::string DiagnosticText(const std::vector<std::string>& vecNames, std::uint32_t dwIndex,
+std::string DiagnosticText(const std::vector<std::string>& vNames, std::uint32_t dwIndex,
                            std::chrono::milliseconds uptime)
 {
-    if (dwIndex >= vecNames.size())
+    if (dwIndex >= vNames.size())
     {
         return "There is no diagnostic " + std::to_string(dwIndex + 1ULL) + "; this recorder has " +
-               std::to_string(vecNames.size()) + ".\r\n";
+               std::to_string(vNames.size()) + ".\r\n";
     }
 
-    const std::string& strName = vecNames[dwIndex];
+    const std::string& strName = vNames[dwIndex];
     std::string strText = strName + ", up " + FormatUptime(uptime) + "\r\n";
     if (strName == "Threads")
     {

@@ -7,8 +7,8 @@
 #include <vector>
 
 /// What the recorder tells of one diagnostic after running for a while, or that it does not have
-/// that one. vecNames: the diagnostics that the device parameters declare, in UTF-8.
-std::string DiagnosticText(const std::vector<std::string>& vecNames, std::uint32_t dwIndex,
+/// that one. vNames: the diagnostics that the device parameters declare, in UTF-8.
+std::string DiagnosticText(const std::vector<std::string>& vNames, std::uint32_t dwIndex,
                            std::chrono::milliseconds uptime);
 
 /// "00:01:30.250"

@@ -80,9 +80,9 @@ std::string SpoilFrame(EFault eFault, std::string strFrame)
     return strFrame;
 }
 
-CFaultPlan::CFaultPlan(std::vector<EFault> vecFaults) : m_vecFaults(std::move(vecFaults))
+CFaultPlan::CFaultPlan(std::vector<EFault> vFaults) : m_vFaults(std::move(vFaults))
 {
-    m_bMalformedDocument = std::erase(m_vecFaults, EFault::MalformedDocument) > 0;
+    m_bMalformedDocument = std::erase(m_vFaults, EFault::MalformedDocument) > 0;
 }
 
 std::optional<EFault> CFaultPlan::ForParameters() const
@@ -92,5 +92,5 @@ std::optional<EFault> CFaultPlan::ForParameters() const
 
 std::optional<EFault> CFaultPlan::ForNextReply()
 {
-    return m_uNext < m_vecFaults.size() ? std::optional(m_vecFaults[m_uNext++]) : std::nullopt;
+    return m_uNext < m_vFaults.size() ? std::optional(m_vFaults[m_uNext++]) : std::nullopt;
 }

@@ -40,7 +40,7 @@ std::string SpoilFrame(EFault eFault, std::string strFrame);
 class CFaultPlan
 {
 public:
-    explicit CFaultPlan(std::vector<EFault> vecFaults);
+    explicit CFaultPlan(std::vector<EFault> vFaults);
 
     /// To be called for each console.
     void Restart() { m_uNext = 0; }
@@ -48,7 +48,7 @@ public:
     std::optional<EFault> ForNextReply();
 
 private:
-    std::vector<EFault> m_vecFaults; // without those for parameters
+    std::vector<EFault> m_vFaults; // without those for parameters
     bool m_bMalformedDocument = false;
     std::size_t m_uNext = 0;
 };

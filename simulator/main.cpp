@@ -56,12 +56,12 @@ int Run(int argc, char* argv[])
     }
     const int iStopDescriptor = OpenStopDescriptor();
     CRecorderConfiguration configuration;
-    std::vector<std::string> vecNotUnderstood;
+    std::vector<std::string> vNotUnderstood;
     const bool bConfigured = !arguments.m_strConfigPath.empty();
     const bool bRooted = !arguments.m_strRoot.empty();
     std::string strError =
-        bConfigured ? configuration.Load(arguments.m_strConfigPath, vecNotUnderstood) : "";
-    for (const std::string& strLine : vecNotUnderstood)
+        bConfigured ? configuration.Load(arguments.m_strConfigPath, vNotUnderstood) : "";
+    for (const std::string& strLine : vNotUnderstood)
     {
         Complain(arguments.m_strConfigPath + ": " + strLine);
     }

@@ -71,11 +71,11 @@ std::string MakeBuiltInDocument(const CRecorderConfiguration* pConfiguration)
 
     CEasyXML exmlParams;
     CEasyXMLNode root = exmlParams.LoadFromText(strText.data(), mu::IntCount(strText.size()));
-    const auto recordOf = [&](const wchar_t* wszName)
+    const auto RecordOf = [&](const wchar_t* wszName)
     { return root.SyncChild(wszName, mu::g_wszDocumentNamespace, true); };
-    CEasyXMLNode recorderNode = recordOf(L"zor:MediaRecorderConfig");
+    CEasyXMLNode recorderNode = RecordOf(L"zor:MediaRecorderConfig");
     recorder.SyncXML(recorderNode, true);
-    CEasyXMLNode loggingNode = recordOf(L"zor:LoggingParameters");
+    CEasyXMLNode loggingNode = RecordOf(L"zor:LoggingParameters");
     logging.SyncXML(loggingNode, true);
     exmlParams.GetXML(strText);
     return strText;
@@ -115,6 +115,6 @@ std::string LoadParametersDocument(const std::string& strPath, SParametersDocume
     {
         return strPath + ": not well-formed XML";
     }
-    ReadDiagnosticNames(exmlParams, document.m_vecDiagnostics);
+    ReadDiagnosticNames(exmlParams, document.m_vDiagnostics);
     return {};
 }

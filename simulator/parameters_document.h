@@ -9,8 +9,8 @@
 /// The device parameters that the recorder sends.
 struct SParametersDocument
 {
-    std::string m_strText;                     ///< XML in UTF-8, without a byte-order mark
-    std::vector<std::string> m_vecDiagnostics; ///< the names that it declares, in UTF-8
+    std::string m_strText;                   ///< XML in UTF-8, without a byte-order mark
+    std::vector<std::string> m_vDiagnostics; ///< the names that it declares, in UTF-8
 };
 
 /// Loads a file, as it is, or the built-in document if the path is empty. The latter shows the

@@ -49,7 +49,7 @@ CRecorderConfiguration::CRecorderConfiguration()
 }
 
 std::string CRecorderConfiguration::Load(const std::string& strPath,
-                                         std::vector<std::string>& vecNotUnderstood)
+                                         std::vector<std::string>& vNotUnderstood)
 {
     std::wstring wsPath;
     if (!Widen(strPath, wsPath))
@@ -104,7 +104,7 @@ std::string CRecorderConfiguration::Load(const std::string& strPath,
 
     CVariablesTree used;
     WriteInto(used);
-    ListValuesNotUnderstood(*m_document.GetRoot(), *used.GetRoot(), vecNotUnderstood);
+    ListValuesNotUnderstood(*m_document.GetRoot(), *used.GetRoot(), vNotUnderstood);
     return {};
 }
 

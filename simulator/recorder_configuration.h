@@ -19,7 +19,7 @@ public:
     /// Begins with the file's values. A file that is missing gives the defaults, to be saved. One
     /// that is not the recorder's is an error. Adds a line for each value that has no meaning, with
     /// what stands in for it.
-    std::string Load(const std::string& strPath, std::vector<std::string>& vecNotUnderstood);
+    std::string Load(const std::string& strPath, std::vector<std::string>& vNotUnderstood);
     std::string SetRootDirectory(const std::string& strRoot);
     /// Writes the file that was loaded, if there is one and something has changed. See
     /// ReplaceFile().

@@ -45,7 +45,7 @@ public:
 
 private:
     // Both live as long as this object.
-    template <class T>
+    template <typename T>
     class TMember final : public T
     {
     public:

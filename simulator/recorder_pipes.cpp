@@ -106,7 +106,7 @@ CRecorderPipes::~CRecorderPipes()
     CloseDescriptor(m_iOut);
     CloseDescriptor(m_iIn);
     CloseDescriptor(m_iNextIn);
-    for (const char* szPath : m_vecCreated)
+    for (const char* szPath : m_vCreated)
     {
         ::unlink(szPath);
     }
@@ -114,7 +114,7 @@ CRecorderPipes::~CRecorderPipes()
 
 std::string CRecorderPipes::Create()
 {
-    m_vecCreated.reserve(std::size(g_aszPipePaths)); // so that a pipe that is made is remembered
+    m_vCreated.reserve(std::size(g_aszPipePaths)); // so that a pipe that is made is remembered
     for (const char* szPath : g_aszPipePaths)
     {
         struct stat status
@@ -148,7 +148,7 @@ std::string CRecorderPipes::Create()
         {
             return Failure(szPath);
         }
-        m_vecCreated.push_back(szPath);
+        m_vCreated.push_back(szPath);
     }
     m_iIn = ::open(g_aszPipePaths[0], O_RDONLY | kOpenFlags);
     return m_iIn >= 0 ? "" : Failure(g_aszPipePaths[0]);

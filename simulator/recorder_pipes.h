@@ -42,7 +42,7 @@ public:
     bool IsOutputEmpty() const;
 
 private:
-    std::vector<const char*> m_vecCreated;
+    std::vector<const char*> m_vCreated;
     int m_iIn = -1;
     int m_iOut = -1;
     int m_iNextIn = -1; // of the pipes for the next console

@@ -144,8 +144,8 @@ std::string CReplyWorker::MakeDiagnostic(const SRequest& request) const
 {
     CFunctionSwitch fsDiagnostic("RSim::MakeDiagnostic");
     const std::size_t uIndex = request.m_dwArgument;
-    const char* const szName = uIndex < m_document.m_vecDiagnostics.size()
-                                   ? m_document.m_vecDiagnostics[uIndex].c_str()
+    const char* const szName = uIndex < m_document.m_vDiagnostics.size()
+                                   ? m_document.m_vDiagnostics[uIndex].c_str()
                                    : nullptr;
     mu::CFunctionParam fpName(fsDiagnostic, "szName", szName);
 
@@ -153,5 +153,5 @@ std::string CReplyWorker::MakeDiagnostic(const SRequest& request) const
     {
         Crash(*m_eCrash);
     }
-    return DiagnosticText(m_document.m_vecDiagnostics, request.m_dwArgument, request.m_uptime);
+    return DiagnosticText(m_document.m_vDiagnostics, request.m_dwArgument, request.m_uptime);
 }

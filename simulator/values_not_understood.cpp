@@ -20,9 +20,9 @@ constexpr const wchar_t* kWords[2][4] = {{L"False", L"No", L"F", L"N"},
 std::string Shown(std::wstring_view wsvValue)
 {
     std::wstring wsShown(wsvValue.substr(0, kLongestShown));
-    const auto isControl = [](wchar_t wch)
+    const auto IsControl = [](wchar_t wch)
     { return wch < L' ' || (wch >= L'\x7F' && wch <= L'\x9F'); };
-    std::ranges::replace_if(wsShown, isControl, L'?');
+    std::ranges::replace_if(wsShown, IsControl, L'?');
     std::string strShown = "'";
     strShown += mu::WideStringToNarrow(wsShown);
     return strShown += wsvValue.size() > kLongestShown ? "...'" : "'";
@@ -58,20 +58,20 @@ std::wstring AsWritten(std::wstring wsText)
 }
 
 void Compare(const std::string& strPath, std::wstring_view wsvRead, std::wstring_view wsvUsed,
-             std::vector<std::string>& vecLines)
+             std::vector<std::string>& vLines)
 {
     if (wsvRead != wsvUsed && AsWritten(std::wstring(wsvRead)) != wsvUsed)
     {
-        vecLines.push_back(strPath + ": " + Shown(wsvRead) + " is not understood, " +
-                           Shown(wsvUsed) + " is used");
+        vLines.push_back(strPath + ": " + Shown(wsvRead) + " is not understood, " + Shown(wsvUsed) +
+                         " is used");
     }
 }
 
 // Recurses over what the records write, which is no deeper than they are.
 void CompareElements(const std::string& strPath, const CVariablesSubTree& read,
-                     const CVariablesSubTree& used, std::vector<std::string>& vecLines)
+                     const CVariablesSubTree& used, std::vector<std::string>& vLines)
 {
-    const auto pathTo = [&](std::wstring_view wsvName) {
+    const auto PathTo = [&](std::wstring_view wsvName) {
         return strPath + (strPath.empty() ? "" : "/") +
                mu::WideStringToNarrow(std::wstring(wsvName));
     };
@@ -81,7 +81,7 @@ void CompareElements(const std::string& strPath, const CVariablesSubTree& read,
         const mu::SNodeAttribute* const pRead = read.GetAttributes().Find(wsvName);
         if (pRead != nullptr && !wsvName.starts_with(L"xmlns"))
         {
-            Compare(pathTo(wsvName), pRead->m_value.View(), attribute.m_value.View(), vecLines);
+            Compare(PathTo(wsvName), pRead->m_value.View(), attribute.m_value.View(), vLines);
         }
     }
     for (const CVariablesSubTree* const pUsed : used.GetChildren())
@@ -91,19 +91,19 @@ void CompareElements(const std::string& strPath, const CVariablesSubTree& read,
                                  { return pChild->GetName() == pUsed->GetName(); });
         if (itRead != read.GetChildren().end())
         {
-            CompareElements(pathTo(pUsed->GetName()), **itRead, *pUsed, vecLines);
+            CompareElements(PathTo(pUsed->GetName()), **itRead, *pUsed, vLines);
         }
     }
     if (used.GetChildren().empty() && !used.GetText().empty())
     {
-        Compare(strPath, read.GetText(), used.GetText(), vecLines);
+        Compare(strPath, read.GetText(), used.GetText(), vLines);
     }
 }
 
 } // namespace
 
 void ListValuesNotUnderstood(const CVariablesSubTree& read, const CVariablesSubTree& used,
-                             std::vector<std::string>& vecLines)
+                             std::vector<std::string>& vLines)
 {
-    CompareElements("", read, used, vecLines);
+    CompareElements("", read, used, vLines);
 }

@@ -12,6 +12,6 @@
 /// write the same number ("007") or bool ("yes") is the same value. What "used" does not have is
 /// not looked at.
 void ListValuesNotUnderstood(const CVariablesSubTree& read, const CVariablesSubTree& used,
-                             std::vector<std::string>& vecLines);
+                             std::vector<std::string>& vLines);
 
 #endif

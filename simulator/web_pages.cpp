@@ -115,7 +115,7 @@ std::string MakeTextPage(const std::string& strTitle, const std::string& strPath
 class CVocabularyPage
 {
 public:
-    template <class TAppendRows>
+    template <typename TAppendRows>
     void AddTable(const char* szTitle, TAppendRows appendRows)
     {
         const std::string strID = "table" + std::to_string(++m_iTables);
@@ -300,11 +300,11 @@ std::string CWebPages::MakeStatus()
               html);
     html += "</table></section>\n";
 
-    for (std::uint32_t i = 0; i < m_document.m_vecDiagnostics.size(); ++i)
+    for (std::uint32_t i = 0; i < m_document.m_vDiagnostics.size(); ++i)
     {
         // The first line says again which one it is, and when.
-        const std::string strText = DiagnosticText(m_document.m_vecDiagnostics, i, uptime);
-        html += "<section><h2>" + Escaped(m_document.m_vecDiagnostics[i]) + "</h2>";
+        const std::string strText = DiagnosticText(m_document.m_vDiagnostics, i, uptime);
+        html += "<section><h2>" + Escaped(m_document.m_vDiagnostics[i]) + "</h2>";
         AppendReadings(std::string_view(strText).substr(strText.find("\r\n") + 2), html);
         html += "</section>\n";
     }

@@ -13,7 +13,7 @@
 ///
 /// The count starts at 0: whoever makes the object calls AddRef() before he hands it on. Any thread
 /// may call AddRef() and Release(); both return the new count.
-template <class T>
+template <typename T>
 class AutoDeleteThreadObjectImpl final : public T
 {
 public:

@@ -137,7 +137,7 @@ public:
 
     /// Cancels the tasks that match, or only the first of them, in the order of their times. Tasks
     /// that a cancel callback queues meanwhile stay.
-    template <class TMatch>
+    template <typename TMatch>
     void CancelTasks(TMatch match, bool bAll)
     {
         AddRef(); // a cancel callback may drop the scheduler

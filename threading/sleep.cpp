@@ -22,18 +22,23 @@ void Sleep(int iAmount, int iPerSecond)
 
 } // namespace
 
-void mu::SleepMS(int iMilliseconds)
+namespace mu
+{
+
+void SleepMS(int iMilliseconds)
 {
     Sleep(iMilliseconds, 1'000);
 }
 
-void mu::SleepMicroSeconds(int iMicroSeconds)
+void SleepMicroSeconds(int iMicroSeconds)
 {
     Sleep(iMicroSeconds, 1'000'000);
 }
 
-bool mu::ThreadContextSwitch(const char*)
+bool ThreadContextSwitch(const char*)
 {
     ::sleep(0);
     return true;
 }
+
+} // namespace mu

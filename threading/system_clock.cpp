@@ -52,13 +52,16 @@ std::tm ToStandardTime(const mu::STimeComponents& time)
 
 } // namespace
 
-long long mu::GetTimestamp()
+namespace mu
+{
+
+long long GetTimestamp()
 {
     return CPreciseTimer::GetRawTimeInMicroseconds(
         static_cast<long long>(CPreciseTimer::GetCurrentRawTime()));
 }
 
-long long mu::GetTimestamp(unsigned long long ullSeconds)
+long long GetTimestamp(unsigned long long ullSeconds)
 {
     constexpr long long kMost = std::numeric_limits<long long>::max();
     return ullSeconds > kMost / kTimestampsPerSecond
@@ -66,27 +69,27 @@ long long mu::GetTimestamp(unsigned long long ullSeconds)
                : static_cast<long long>(ullSeconds) * kTimestampsPerSecond;
 }
 
-long long mu::GetTimeVarFromTimestamp(long long llTimestamp)
+long long GetTimeVarFromTimestamp(long long llTimestamp)
 {
     return llTimestamp / kTimestampsPerSecond;
 }
 
-long long mu::GetCurrentUTCTime()
+long long GetCurrentUTCTime()
 {
     return std::time(nullptr);
 }
 
-long long mu::GetCurrentTimestampInteger()
+long long GetCurrentTimestampInteger()
 {
     return GetCurrentUTCTime();
 }
 
-double mu::GetCurrentTimestampDouble()
+double GetCurrentTimestampDouble()
 {
     return static_cast<double>(GetCurrentUTCTime());
 }
 
-bool mu::GetLocalTimeComponents(long long llSeconds, STimeComponents& time)
+bool GetLocalTimeComponents(long long llSeconds, STimeComponents& time)
 {
     time = {};
     const auto tSeconds = static_cast<std::time_t>(llSeconds);
@@ -99,30 +102,30 @@ bool mu::GetLocalTimeComponents(long long llSeconds, STimeComponents& time)
     return true;
 }
 
-long long mu::SetLocalTimeComponents(long long& llSeconds, const STimeComponents& time)
+long long SetLocalTimeComponents(long long& llSeconds, const STimeComponents& time)
 {
     std::tm standard = ToStandardTime(time);
     llSeconds = std::mktime(&standard);
     return llSeconds;
 }
 
-void mu::GetTimeComponents(long long llSeconds, STimeComponents& time)
+void GetTimeComponents(long long llSeconds, STimeComponents& time)
 {
     time.FromStandardTimeValue(llSeconds);
 }
 
-long long mu::SetTimeComponents(long long& llSeconds, const STimeComponents& time)
+long long SetTimeComponents(long long& llSeconds, const STimeComponents& time)
 {
     llSeconds = time.GetStandardTimeValue();
     return llSeconds;
 }
 
-void mu::SetClockListener(IClockListener* pListener)
+void SetClockListener(IClockListener* pListener)
 {
     g_pClockListener.store(pListener, std::memory_order_release);
 }
 
-void mu::SetCurrentLocalTimeComponents(const STimeComponents& time)
+void SetCurrentLocalTimeComponents(const STimeComponents& time)
 {
     const CSettingClock settingClock;
     if (!settingClock.m_bOwn)
@@ -146,17 +149,17 @@ void mu::SetCurrentLocalTimeComponents(const STimeComponents& time)
     }
 }
 
-bool mu::IsClockBeingSet()
+bool IsClockBeingSet()
 {
     return g_bSettingClock.load(std::memory_order_relaxed);
 }
 
-int mu::GetNumClockChanges()
+int GetNumClockChanges()
 {
     return g_iNumClockChanges.load(std::memory_order_relaxed);
 }
 
-int mu::settime(const std::timespec* pTime)
+int settime(const std::timespec* pTime)
 {
     const int iResult = clock_calls::SetTime(CLOCK_REALTIME, pTime);
     if (iResult != 0)
@@ -166,7 +169,7 @@ int mu::settime(const std::timespec* pTime)
     return iResult;
 }
 
-int mu::hwclock(std::tm* pTime)
+int hwclock(std::tm* pTime)
 {
     const int iDescriptor = clock_calls::OpenHardwareClock(kHardwareClock);
     if (iDescriptor < 0)
@@ -182,3 +185,5 @@ int mu::hwclock(std::tm* pTime)
     ::close(iDescriptor);
     return iResult;
 }
+
+} // namespace mu

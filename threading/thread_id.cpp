@@ -2,10 +2,15 @@
 
 #include <pthread.h>
 
-constinit thread_local unsigned long mu::g_dwCurrentThreadID = 0;
+namespace mu
+{
 
-unsigned long mu::FindCurrentThreadID()
+constinit thread_local unsigned long g_dwCurrentThreadID = 0;
+
+unsigned long FindCurrentThreadID()
 {
     g_dwCurrentThreadID = static_cast<unsigned long>(pthread_self());
     return g_dwCurrentThreadID;
 }
+
+} // namespace mu

@@ -59,7 +59,10 @@ void CTimersSet::UpdateTimers()
     }
 }
 
-void mu::InitTimersSet()
+namespace mu
+{
+
+void InitTimersSet()
 {
     if (g_pTimersSet == nullptr)
     {
@@ -67,12 +70,14 @@ void mu::InitTimersSet()
     }
 }
 
-void mu::DeleteTimersSet()
+void DeleteTimersSet()
 {
     delete g_pTimersSet.exchange(nullptr);
 }
 
-CTimersSet* mu::GetTimersSet()
+CTimersSet* GetTimersSet()
 {
     return g_pTimersSet.load(std::memory_order_acquire);
 }
+
+} // namespace mu

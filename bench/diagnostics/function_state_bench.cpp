@@ -37,7 +37,7 @@ namespace
     return iLength;
 }
 
-template <class TCall>
+template <typename TCall>
 void Run(benchmark::State& state, TCall call)
 {
     // A caller that is traced itself, as nearly every one is.

@@ -12,7 +12,7 @@ namespace
 constexpr int kEntries = 20;
 
 // The same frames each time, innermost last.
-template <class TWork>
+template <typename TWork>
 void InEntries(int iEntries, const TWork& work)
 {
     const char* szName = "/storage/recordings/current.mpg";

@@ -72,7 +72,7 @@ void OneThreadBare(benchmark::State& state, int iSize)
 {
     const CSecondThread second;
     SBlock block(iSize);
-    std::vector<char> vecRing(kRingSize);
+    std::vector<char> vRing(kRingSize);
     pthread_mutex_t mutex = PTHREAD_MUTEX_INITIALIZER;
     const auto LockAndUnlock = [&]
     {
@@ -88,11 +88,11 @@ void OneThreadBare(benchmark::State& state, int iSize)
     for (auto _ : state)
     {
         LockAndUnlock();
-        block.CopyIn(&vecRing[uOffset]);
+        block.CopyIn(&vRing[uOffset]);
         LockAndUnlock();
         LockAndUnlock();
         LockAndUnlock();
-        block.CopyOut(&vecRing[uOffset], block.Size());
+        block.CopyOut(&vRing[uOffset], block.Size());
         LockAndUnlock();
         uOffset = (uOffset + block.Size()) % kRingSize;
     }

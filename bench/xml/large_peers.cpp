@@ -88,7 +88,7 @@ private:
     std::vector<SElement*> m_vecOpen;
 };
 
-template <class TDocument>
+template <typename TDocument>
 std::unique_ptr<IDocument> Make()
 {
     return std::make_unique<TDocument>();

@@ -66,7 +66,7 @@ private:
     tinyxml2::XMLDocument m_document;
 };
 
-template <class TDocument>
+template <typename TDocument>
 std::unique_ptr<IDocument> Make()
 {
     return std::make_unique<TDocument>();

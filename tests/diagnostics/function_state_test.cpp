@@ -12,7 +12,7 @@
 namespace
 {
 
-template <class T, EFuncParamType eType>
+template <typename T, EFuncParamType eType>
 constexpr bool
     kHasType = mu::FuncParamTypeOf<T>() == eType&& mu::FuncParamTypeOf<const T>() == eType;
 

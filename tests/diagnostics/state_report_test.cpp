@@ -38,7 +38,7 @@ std::string Hex(const void* p)
 }
 
 // In a block of exactly that size, for the sanitizer.
-template <class TWrite, class... TChain>
+template <typename TWrite, class... TChain>
 std::string Report(TWrite write, int iSize, TChain... chain)
 {
     const auto pBuffer = std::make_unique<char[]>(static_cast<std::size_t>(std::max(iSize, 0)));

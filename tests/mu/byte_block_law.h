@@ -10,7 +10,7 @@ inline constexpr std::ptrdiff_t kLargestByteBlock = 16;
 
 /// The rule of a block's form that such bytes and units break, told by a loop over them; null if
 /// they break none.
-template <class TBlock>
+template <typename TBlock>
 const char* BrokenByteBlockLaw(const char (&aBytes)[kLargestByteBlock],
                                const wchar_t (&aUnits)[kLargestByteBlock], char chSought,
                                unsigned char uLimit)

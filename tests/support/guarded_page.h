@@ -26,7 +26,7 @@ public:
     /// The first byte that cannot be read.
     char* End() const { return m_pMemory + m_uPage; }
     /// Copies an object so that it ends there.
-    template <class T>
+    template <typename T>
     T* PutAtEnd(const T& object) const
     {
         return static_cast<T*>(std::memcpy(End() - sizeof object, &object, sizeof object));

@@ -7,7 +7,7 @@
 #include "diagnostics/function_state.h"
 
 /// A thread that frees what its tracing holds before it ends.
-template <class TBody>
+template <typename TBody>
 std::thread StartTraced(TBody body)
 {
     return std::thread(
