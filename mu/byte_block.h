@@ -32,8 +32,7 @@ public:
     static constexpr bool kPacksUnits = false;
 
     explicit CPortableByteBlock(const char* p) { std::memcpy(&m_uBytes, p, kSize); }
-    /// From kSize wide units. A unit that is not ASCII becomes a byte that HighBits() or Equal(0)
-    /// matches.
+    /// From kSize wide units. A unit that is not ASCII becomes a byte that ZeroOrHigh() matches.
     explicit CPortableByteBlock(const wchar_t* p)
     {
         for (int i = 0; i < kSize; ++i)
@@ -44,6 +43,7 @@ public:
     }
 
     TMatches HighBits() const { return m_uBytes & kHighBits; }
+    TMatches ZeroOrHigh() const { return ((m_uBytes - kOnes) | m_uBytes) & kHighBits; }
     TMatches Below(unsigned char uLimit) const { return Below(m_uBytes, uLimit); }
     TMatches Equal(char ch) const
     {
@@ -74,29 +74,44 @@ private:
 };
 
 #if defined(__SSE2__)
+using TByteVector = __m128i;
+#elif defined(__ARM_NEON)
+using TByteVector = uint8x16_t;
+#endif
 
-/// 16 bytes on x86; every 64-bit one has these instructions.
-class CSse2ByteBlock
+#if defined(__SSE2__) || defined(__ARM_NEON)
+
+/// What the forms with a vector of 16 bytes share.
+class CVectorByteBlock
 {
 public:
-    using TMatches = __m128i; // in the highest bit of each byte
+    using TMatches = TByteVector; // in the highest bit of each byte
     static constexpr std::ptrdiff_t kSize = 16;
     static constexpr bool kPacksUnits = true;
 
-    explicit CSse2ByteBlock(const char* p)
-        : m_bytes(_mm_loadu_si128(reinterpret_cast<const __m128i*>(p)))
-    {
-    }
-
-    explicit CSse2ByteBlock(const wchar_t* p)
-    {
-        const auto Units = [p](int i)
-        { return _mm_loadu_si128(reinterpret_cast<const __m128i*>(p) + i); };
-        m_bytes = _mm_packus_epi16(_mm_packs_epi32(Units(0), Units(1)),
-                                   _mm_packs_epi32(Units(2), Units(3)));
-    }
-
     TMatches HighBits() const { return m_bytes; }
+
+protected:
+    explicit CVectorByteBlock(TByteVector bytes) : m_bytes(bytes) {}
+
+    TByteVector m_bytes;
+};
+
+#endif
+
+#if defined(__SSE2__)
+
+/// On x86; every 64-bit one has these instructions.
+class CSse2ByteBlock : public CVectorByteBlock
+{
+public:
+    explicit CSse2ByteBlock(const char* p)
+        : CVectorByteBlock(_mm_loadu_si128(reinterpret_cast<const __m128i*>(p)))
+    {
+    }
+    explicit CSse2ByteBlock(const wchar_t* p) : CVectorByteBlock(Packed(p)) {}
+
+    TMatches ZeroOrHigh() const { return _mm_cmpgt_epi8(_mm_set1_epi8(1), m_bytes); }
     TMatches Below(unsigned char uLimit) const
     {
         const __m128i last = _mm_set1_epi8(static_cast<char>(uLimit - 1));
@@ -123,33 +138,28 @@ public:
     }
 
 private:
-    __m128i m_bytes;
+    static __m128i Packed(const wchar_t* p)
+    {
+        const auto Units = [p](int i)
+        { return _mm_loadu_si128(reinterpret_cast<const __m128i*>(p) + i); };
+        return _mm_packus_epi16(_mm_packs_epi32(Units(0), Units(1)),
+                                _mm_packs_epi32(Units(2), Units(3)));
+    }
 };
 
 #elif defined(__ARM_NEON)
 
-/// 16 bytes on ARM processors that have NEON.
-class CNeonByteBlock
+/// On ARM processors that have NEON.
+class CNeonByteBlock : public CVectorByteBlock
 {
 public:
-    using TMatches = uint8x16_t; // in the highest bit of each byte
-    static constexpr std::ptrdiff_t kSize = 16;
-    static constexpr bool kPacksUnits = true;
-
     explicit CNeonByteBlock(const char* p)
-        : m_bytes(vld1q_u8(reinterpret_cast<const std::uint8_t*>(p)))
+        : CVectorByteBlock(vld1q_u8(reinterpret_cast<const std::uint8_t*>(p)))
     {
     }
+    explicit CNeonByteBlock(const wchar_t* p) : CVectorByteBlock(Packed(p)) {}
 
-    explicit CNeonByteBlock(const wchar_t* p)
-    {
-        const auto Units = [p](int i)
-        { return vqmovn_u32(vld1q_u32(reinterpret_cast<const std::uint32_t*>(p) + 4 * i)); };
-        m_bytes = vcombine_u8(vqmovn_u16(vcombine_u16(Units(0), Units(1))),
-                              vqmovn_u16(vcombine_u16(Units(2), Units(3))));
-    }
-
-    TMatches HighBits() const { return m_bytes; }
+    TMatches ZeroOrHigh() const { return vcleq_s8(vreinterpretq_s8_u8(m_bytes), vdupq_n_s8(0)); }
     TMatches Below(unsigned char uLimit) const { return vcltq_u8(m_bytes, vdupq_n_u8(uLimit)); }
     TMatches Equal(char ch) const
     {
@@ -179,7 +189,13 @@ public:
     }
 
 private:
-    uint8x16_t m_bytes;
+    static uint8x16_t Packed(const wchar_t* p)
+    {
+        const auto Units = [p](int i)
+        { return vqmovn_u32(vld1q_u32(reinterpret_cast<const std::uint32_t*>(p) + 4 * i)); };
+        return vcombine_u8(vqmovn_u16(vcombine_u16(Units(0), Units(1))),
+                           vqmovn_u16(vcombine_u16(Units(2), Units(3))));
+    }
 };
 
 #endif

@@ -103,10 +103,14 @@ inline const TChar* CopyPlain(const TChar* p, const TChar* pEnd, wchar_t*& pWrit
     while (iPlain == CByteBlock::kSize && pEnd - p >= CByteBlock::kSize && pNext < pLimit)
     {
         const CByteBlock block(p);
-        auto stops = end.Matches(block) | block.HighBits();
+        auto stops = end.Matches(block);
         if constexpr (sizeof(TChar) > 1)
         {
-            stops |= block.Equal('\0');
+            stops |= block.ZeroOrHigh();
+        }
+        else
+        {
+            stops |= block.HighBits();
         }
         block.Widen(pNext);
         iPlain = CByteBlock::First(stops);

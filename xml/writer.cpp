@@ -139,7 +139,7 @@ private:
     template <bool bEscape>
     static std::ptrdiff_t FirstStop(const mu::CByteBlock& block)
     {
-        auto stops = block.HighBits() | block.Equal('\0');
+        auto stops = block.ZeroOrHigh();
         if constexpr (bEscape)
         {
             stops |= block.Equal('<') | block.Equal('>') | block.Equal('&') | block.Equal('"') |
@@ -171,27 +171,28 @@ private:
             {
                 break;
             }
-            std::ptrdiff_t iStep;
-            std::ptrdiff_t iPlain = 0;
+            const wchar_t* pStop;
             if (mu::CByteBlock::kPacksUnits && pEnd - p >= iLeastForBlock)
             {
                 const mu::CByteBlock block(p);
                 block.Store(m_pWrite);
-                iStep = std::min(pEnd - p, mu::CByteBlock::kSize);
-                iPlain = std::min(FirstStop<bEscape>(block), iStep);
+                const std::ptrdiff_t iStep = std::min(pEnd - p, mu::CByteBlock::kSize);
+                const std::ptrdiff_t iPlain = std::min(FirstStop<bEscape>(block), iStep);
+                pStop = p + iStep;
+                p += iPlain;
+                m_pWrite += iPlain;
             }
             else
             {
-                iStep = std::min(pEnd - p, Room(m_chunk, m_pWrite) - kMarkupRoom);
-                while (iPlain != iStep && IsPlain<bEscape>(static_cast<std::uint32_t>(p[iPlain])))
+                pStop = p + std::min(pEnd - p, Room(m_chunk, m_pWrite) - kMarkupRoom);
+                while (p != pStop && IsPlain<bEscape>(static_cast<std::uint32_t>(*p)))
                 {
-                    m_pWrite[iPlain] = static_cast<char>(p[iPlain]);
-                    ++iPlain;
+                    *m_pWrite = static_cast<char>(*p);
+                    ++m_pWrite;
+                    ++p;
                 }
             }
-            p += iPlain;
-            m_pWrite += iPlain;
-            if (iPlain != iStep)
+            if (p != pStop)
             {
                 const SPlaces behind =
                     WriteSpecial<bEscape>({p, m_pWrite}, pEnd, m_strOut, m_chunk);

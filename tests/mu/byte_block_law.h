@@ -30,6 +30,7 @@ const char* BrokenByteBlockLaw(const char (&aBytes)[kLargestByteBlock],
     char aStored[std::size_t{kSize}];
     block.Store(aStored);
     if (!IsFirst(block.HighBits(), IsHigh) || !IsFirst(block.Below(uLimit), IsBelow) ||
+        !IsFirst(block.ZeroOrHigh(), [&](char ch) { return IsHigh(ch) || ch == 0; }) ||
         !IsFirst(block.Equal(chSought), IsEqual) ||
         !IsFirst(joined, [&](char ch) { return IsHigh(ch) || IsBelow(ch) || IsEqual(ch); }))
     {
@@ -45,7 +46,7 @@ const char* BrokenByteBlockLaw(const char (&aBytes)[kLargestByteBlock],
 
     const TBlock narrowed(aUnits);
     narrowed.Store(aStored);
-    const std::ptrdiff_t iPlain = TBlock::First(narrowed.HighBits() | narrowed.Equal('\0'));
+    const std::ptrdiff_t iPlain = TBlock::First(narrowed.ZeroOrHigh());
     const auto IsSpecial = [](wchar_t wc)
     { return wc == 0 || static_cast<std::uint32_t>(wc) >= 0x80; };
     if (iPlain != std::find_if(aUnits, aUnits + kSize, IsSpecial) - aUnits ||
