@@ -102,10 +102,12 @@ class Crashes(unittest.TestCase):
         self.assertEqual(*records)
 
     def test_of_all_threads_and_of_a_full_stack_have_no_backtrace(self):
-        record, = report(crash("state", self.folder))
-        self.assertEqual(record["thread_count"], len(record["threads"]))
-        self.assertIn("RSim::Serve", [thread["chain"][-1]["function"]
-                                      for thread in record["threads"]])
+        outermost = []
+        for _ in range(3):  # other threads run on while their chains are read, which may cut one
+            record, = report(crash("state", self.folder))
+            self.assertEqual(record["thread_count"], len(record["threads"]))
+            outermost += [thread["chain"][-1]["function"] for thread in record["threads"]]
+        self.assertIn("RSim::Serve", outermost)
         record, = report(crash("stack", self.folder))
         self.assertEqual(record["chain"][0]["function"], "RSim::Recurse")
         self.assertGreater(len(record["chain"]), 200)
