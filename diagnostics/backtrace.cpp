@@ -12,7 +12,7 @@ namespace mu
 namespace
 {
 
-template <class TOrigin>
+template <typename TOrigin>
 int WriteBacktrace(TOrigin& origin, char* szBuffer, int iBufferSize)
 {
     CFixedText text(szBuffer, iBufferSize);
@@ -48,7 +48,7 @@ int BacktraceOfSignal(ucontext_t& context, char* szBuffer, int iBufferSize)
 void PrepareBacktrace()
 {
     char szText[1024];
-    Backtrace(szText, static_cast<int>(sizeof szText)); // the first call binds what it calls
+    Backtrace(szText, static_cast<int>(sizeof(szText))); // the first call binds what it calls
 }
 
 } // namespace mu

@@ -23,10 +23,10 @@ std::string_view FindBuildID(std::string_view svNotes, std::size_t uAlignment)
     constexpr std::string_view kOwner = "GNU\0"sv;
     const auto pad = [=](std::size_t u) { return (u + uAlignment - 1) / uAlignment * uAlignment; };
     ElfW(Nhdr) head;
-    while (svNotes.size() >= sizeof head)
+    while (svNotes.size() >= sizeof(head))
     {
-        std::memcpy(&head, svNotes.data(), sizeof head);
-        svNotes.remove_prefix(sizeof head);
+        std::memcpy(&head, svNotes.data(), sizeof(head));
+        svNotes.remove_prefix(sizeof(head));
         if (head.n_namesz > svNotes.size() || head.n_descsz > svNotes.size())
         {
             break;
@@ -71,7 +71,7 @@ const char* mu::GetVersionWithBuildID(const char* szVersion)
     static char s_szVersion[kMostCharacters + 1 + 2 * kMostBytes + 1];
     std::string_view svBuildID;
     ::dl_iterate_phdr(TakeBuildID, &svBuildID);
-    int iLength = std::snprintf(s_szVersion, sizeof s_szVersion, "%.*s%s", kMostCharacters,
+    int iLength = std::snprintf(s_szVersion, sizeof(s_szVersion), "%.*s%s", kMostCharacters,
                                 szVersion, svBuildID.empty() ? "" : "+");
     for (const char ch : svBuildID.substr(0, kMostBytes))
     {

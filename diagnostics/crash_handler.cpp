@@ -89,12 +89,12 @@ void ComposeHead(const char* szText, const void* pStack)
 {
     g_timeOfReport = GetLocalTime();
     char szTime[20];
-    mu::GetTimeComponentsAsChars(g_timeOfReport, szTime, static_cast<int>(sizeof szTime));
+    mu::GetTimeComponentsAsChars(g_timeOfReport, szTime, static_cast<int>(sizeof(szTime)));
     const int iLength =
         pStack != nullptr
-            ? std::snprintf(g_szReport, sizeof g_szReport, "%s %s %s\r\n%s\r\nStack=%p\r\n",
+            ? std::snprintf(g_szReport, sizeof(g_szReport), "%s %s %s\r\n%s\r\nStack=%p\r\n",
                             g_szApplicationName, g_szVersion, szTime, szText, pStack)
-            : std::snprintf(g_szReport, sizeof g_szReport, "%s %s %s\r\n%s\r\n",
+            : std::snprintf(g_szReport, sizeof(g_szReport), "%s %s %s\r\n%s\r\n",
                             g_szApplicationName, g_szVersion, szTime, szText);
     g_iReportLength = std::clamp(iLength, 0, kReportSize - 1);
 }

@@ -62,7 +62,7 @@ void WriteDatedFile(const char* szReport, int iLength, const mu::STimeComponents
     char szMonth[20];
     NarrowMonthName(time.m_iMonth, szMonth);
     char szPath[kMostBytes + 100];
-    const int iFolder = std::snprintf(szPath, sizeof szPath, "%s/%04d/%02d %s/%02d", g_szFolder,
+    const int iFolder = std::snprintf(szPath, sizeof(szPath), "%s/%04d/%02d %s/%02d", g_szFolder,
                                       time.m_iYear, time.m_iMonth, szMonth, time.m_iDay);
     // All that follows the root is ASCII.
     const int iAdded = iFolder - static_cast<int>(std::strlen(g_szFolder));
@@ -70,7 +70,7 @@ void WriteDatedFile(const char* szReport, int iLength, const mu::STimeComponents
     {
         return;
     }
-    std::snprintf(szPath + iFolder, sizeof szPath - static_cast<std::size_t>(iFolder),
+    std::snprintf(szPath + iFolder, sizeof(szPath) - static_cast<std::size_t>(iFolder),
                   "/Exception_%02d_%02d_%02d.txt", time.m_iHour, time.m_iMinute, time.m_iSecond);
     MakeDirectoriesInCrash(szPath);
     WriteToFile(szPath, O_TRUNC, szReport, iLength);

@@ -4,8 +4,8 @@
 #include <new>
 
 #include "diagnostics/alternate_stack.h"
-#include "logging/logger.h"
 #include "threading/sleep.h"
+#include "threading/thread_id.h"
 
 pthread_key_t g_pkFuncStateEntryThreadKey;
 int g_bAllocatedFuncStateEntryThreadKey = 0;
@@ -34,11 +34,6 @@ public:
 private:
     pthread_mutex_t& m_mutex;
 };
-
-unsigned long GetThreadID()
-{
-    return static_cast<unsigned long>(pthread_self());
-}
 
 bool MakeKey()
 {
@@ -70,7 +65,7 @@ void RegisterThread(SPosixThreadExceptionVars* pVars)
         const CPosixLock lockMap(pMap->m_mutex);
         try
         {
-            pMap->m_mapThreads.try_emplace(GetThreadID(), pVars);
+            pMap->m_mapThreads.try_emplace(GetCurrentThreadID(), pVars);
         }
         catch (const std::bad_alloc&)
         {
@@ -88,7 +83,7 @@ void UnregisterThread()
     bool bEmpty = false;
     {
         const CPosixLock lockMap(g_pThreadStatesMap->m_mutex);
-        g_pThreadStatesMap->m_mapThreads.erase(GetThreadID());
+        g_pThreadStatesMap->m_mapThreads.erase(GetCurrentThreadID());
         bEmpty = g_pThreadStatesMap->m_mapThreads.empty();
     }
     if (bEmpty)
@@ -225,19 +220,3 @@ void InitThreadExceptionVars(SPosixThreadExceptionVars* pVars)
 }
 
 void ReleaseThreadExceptionVars(SPosixThreadExceptionVars*) {}
-
-CStickyScope::CStickyScope(ISticky* pSticky) : m_pSticky(pSticky)
-{
-    if (m_pSticky != nullptr)
-    {
-        m_pSticky->AddRef();
-    }
-}
-
-CStickyScope::~CStickyScope()
-{
-    if (m_pSticky != nullptr)
-    {
-        m_pSticky->Release();
-    }
-}

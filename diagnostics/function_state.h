@@ -2,122 +2,14 @@
 #define ZOR_DIAGNOSTICS_FUNCTION_STATE_H
 
 #include <atomic>
-#include <csetjmp>
 #include <cstddef>
-#include <cstdint>
-#include <map>
 #include <type_traits>
 
 #include <pthread.h>
 
-class ISticky;
-
-/// How a report reads and prints the variable that a state parameter points at.
-enum EFuncParamType : std::int32_t
-{
-    FPT_POINTER = 1, ///< a pointer
-    FPT_INT = 2,     ///< signed, 32 bits
-    FPT_DWORD = 3,   ///< unsigned, 32 bits, hexadecimal
-    FPT_BINARY = 4,  ///< unsigned, 32 bits, binary
-    FPT_STRING = 5,  ///< char*
-    FPT_BOOL = 6,
-    FPT_WSTRING = 7, ///< wchar_t*
-    FPT_INT64 = 8,
-    FPT_BYTE = 9,
-    FPT_SHORT = 10,
-    FPT_WORD = 11,
-};
-
-/// A named pointer at an argument or local of an active function. It lives in that function's
-/// frame; the value is read only when a report is written.
-struct SFuncStateParam
-{
-    const char* m_szName;
-    void* m_pValue;
-    std::int32_t m_iType; ///< EFuncParamType
-    SFuncStateParam* m_pNext;
-};
-
-/// An active function of a thread. It lives in that function's frame; the chain leads outward
-/// through m_pPrevious and inward through m_pNext.
-struct SFuncStateEntry
-{
-    const char* m_szTag; ///< a string constant
-    SFuncStateParam* m_pFirstParam;
-    SFuncStateParam* m_pLastParam;
-    SFuncStateEntry* m_pPrevious;
-    SFuncStateEntry* m_pNext;
-};
-
-/// One thread's storage, on the heap. Only its thread writes it; reports on other threads read the
-/// current entry without a lock.
-struct SPosixThreadExceptionVars
-{
-    std::atomic<SFuncStateEntry*> m_pCurrentEntry; ///< the innermost open entry, null when none is
-    std::jmp_buf* m_pMemoryTestJump; ///< of the innermost running memory test, null when none runs
-};
-
-// The layouts that a crash report's reader on the device relies on.
-static_assert(sizeof(void*) != 4 ||
-              (sizeof(SFuncStateParam) == 16 && sizeof(SFuncStateEntry) == 20 &&
-               sizeof(SPosixThreadExceptionVars) == 8));
-static_assert(offsetof(SFuncStateEntry, m_szTag) == 0 &&
-              offsetof(SFuncStateEntry, m_pFirstParam) == sizeof(void*) &&
-              offsetof(SFuncStateEntry, m_pLastParam) == 2 * sizeof(void*) &&
-              offsetof(SFuncStateEntry, m_pPrevious) == 3 * sizeof(void*) &&
-              offsetof(SFuncStateEntry, m_pNext) == 4 * sizeof(void*));
-static_assert(offsetof(SFuncStateParam, m_szName) == 0 &&
-              offsetof(SFuncStateParam, m_pValue) == sizeof(void*) &&
-              offsetof(SFuncStateParam, m_iType) == 2 * sizeof(void*) &&
-              offsetof(SFuncStateParam, m_pNext) == 3 * sizeof(void*));
-
-/// The storage of every thread that traces. Its mutex guards insertion, erasure and reports. The
-/// process has one while any thread has storage; mu::CThreadStatesMapScope gives access to it.
-class CThreadStatesMap
-{
-public:
-    CThreadStatesMap();
-    ~CThreadStatesMap();
-
-    CThreadStatesMap(const CThreadStatesMap&) = delete;
-    CThreadStatesMap& operator=(const CThreadStatesMap&) = delete;
-
-    /// All threads' chains as text (diagnostics/state_report.h). Returns the bytes written, 0 if
-    /// the lock fails or the head does not fit.
-    int PrintAllStateReports(char* szBuffer, int iBufferSize);
-
-    std::map<unsigned long, SPosixThreadExceptionVars*> m_mapThreads; ///< by pthread_t
-    pthread_mutex_t m_mutex;
-};
-
-namespace mu
-{
-
-/// From now on reports wait for the map only for a moment and do without it then: whoever holds a
-/// lock when the process crashes may never let go.
-void SetCrashMode();
-/// Locks what a report needs: at once or not at all, soon, once the process crashes.
-bool LockForReport(pthread_mutex_t& mutex);
-
-/// Keeps the process's map from being made or freed for a scope, so that a report can walk it
-/// (under the map's own mutex). Threads that register or leave wait meanwhile; do not nest.
-class CThreadStatesMapScope
-{
-public:
-    CThreadStatesMapScope();
-    ~CThreadStatesMapScope();
-
-    CThreadStatesMapScope(const CThreadStatesMapScope&) = delete;
-    CThreadStatesMapScope& operator=(const CThreadStatesMapScope&) = delete;
-
-    /// Null when the process has no map, or when it cannot be had in a crash.
-    CThreadStatesMap* GetMap() const;
-
-private:
-    const bool m_bLocked;
-};
-
-} // namespace mu
+#include "diagnostics/state_records.h"
+#include "diagnostics/sticky_scope.h"
+#include "diagnostics/thread_states_map.h"
 
 /// The key of the threads' storage. It is made once, without a destructor, and never deleted.
 extern pthread_key_t g_pkFuncStateEntryThreadKey;
@@ -296,7 +188,7 @@ namespace mu
 
 /// The type code of a variable, the same on every machine. Numbers print in decimal when signed and
 /// in hexadecimal when not; where another form is wanted, the caller names it.
-template <class T>
+template <typename T>
 constexpr EFuncParamType FuncParamTypeOf()
 {
     using TValue = std::remove_cv_t<T>;
@@ -344,7 +236,7 @@ constexpr EFuncParamType FuncParamTypeOf()
 class CFunctionParam
 {
 public:
-    template <class T>
+    template <typename T>
     CFunctionParam(CFunctionSwitch& fsFunction, CConstantText name, T& value)
         : CFunctionParam(fsFunction, name, &value, FuncParamTypeOf<T>())
     {
@@ -364,21 +256,5 @@ private:
 };
 
 } // namespace mu
-
-/// Holds a reference on an object for a scope: of anything that has ISticky as a base, virtual or
-/// not. Null is allowed.
-class CStickyScope
-{
-public:
-    explicit CStickyScope(ISticky* pSticky);
-    explicit CStickyScope(ISticky& sticky) : CStickyScope(&sticky) {}
-    ~CStickyScope();
-
-    CStickyScope(const CStickyScope&) = delete;
-    CStickyScope& operator=(const CStickyScope&) = delete;
-
-private:
-    ISticky* m_pSticky;
-};
 
 #endif

@@ -9,12 +9,12 @@ namespace
 {
 
 /// The code before an address.
-template <class T>
+template <typename T>
 bool ReadBefore(CMemoryProbe& probe, std::uintptr_t uAddress, T& code)
 {
-    return uAddress > sizeof code &&
+    return uAddress > sizeof(code) &&
            // NOLINTNEXTLINE(performance-no-int-to-ptr)
-           probe.Copy(code, reinterpret_cast<const void*>(uAddress - sizeof code));
+           probe.Copy(code, reinterpret_cast<const void*>(uAddress - sizeof(code)));
 }
 
 } // namespace
@@ -87,7 +87,7 @@ bool FollowsCall(CMemoryProbe& probe, std::uintptr_t uCodeAddress, std::uintptr_
         }
     }
     std::int32_t iDistance = 0;
-    std::memcpy(&iDistance, pEnd - sizeof iDistance, sizeof iDistance);
+    std::memcpy(&iDistance, pEnd - sizeof(iDistance), sizeof(iDistance));
     uTarget = uCodeAddress + static_cast<std::uintptr_t>(std::intptr_t{iDistance});
     // NOLINTNEXTLINE(performance-no-int-to-ptr)
     return pEnd[-5] == 0xE8 && probe.IsReadable(reinterpret_cast<const void*>(uTarget), 1);

@@ -37,12 +37,12 @@ void CloseListedOnExec()
     char vRecords[4096];
     long iBytes = 0;
     while (iDirectory >= 0 &&
-           (iBytes = ::syscall(SYS_getdents64, iDirectory, vRecords, sizeof vRecords)) > 0)
+           (iBytes = ::syscall(SYS_getdents64, iDirectory, vRecords, sizeof(vRecords))) > 0)
     {
         std::uint16_t uLength = 0;
         for (long i = 0; i < iBytes; i += uLength)
         {
-            std::memcpy(&uLength, vRecords + i + kRecordLengthAt, sizeof uLength);
+            std::memcpy(&uLength, vRecords + i + kRecordLengthAt, sizeof(uLength));
             const int iDescriptor = std::atoi(vRecords + i + kNameAt); // "." and ".." are 0
             if (iDescriptor >= kFirstInherited)
             {

@@ -191,8 +191,8 @@ __attribute__((no_sanitize("address", "thread", "undefined"))) void CopyBytes(vo
         for (; uDone + sizeof(std::uintptr_t) <= read.m_uSize; uDone += sizeof(std::uintptr_t))
         {
             const std::uintptr_t uWord = pSource[uDone / sizeof(std::uintptr_t)];
-            __builtin_memcpy(read.m_pTarget + uDone, &uWord, sizeof uWord);
-            read.m_uDone = uDone + sizeof uWord;
+            __builtin_memcpy(read.m_pTarget + uDone, &uWord, sizeof(uWord));
+            read.m_uDone = uDone + sizeof(uWord);
         }
     }
     const auto* const pSource = static_cast<const volatile unsigned char*>(read.m_pSource);

@@ -30,10 +30,10 @@ public:
     /// copied whole, and the caller uses the copy alone.
     std::size_t CopySome(void* pTarget, const void* pSource, std::size_t uSize);
     /// Whether a whole object could be copied; what it holds is undefined if not.
-    template <class T>
+    template <typename T>
     bool Copy(T& target, const void* pSource)
     {
-        return CopySome(&target, pSource, sizeof target) == sizeof target;
+        return CopySome(&target, pSource, sizeof(target)) == sizeof(target);
     }
     bool IsReadable(const void* pMemory, std::size_t uSize);
 

@@ -53,12 +53,12 @@ bool AppendSymbol(CMemoryProbe& probe, CFixedText& text, std::uintptr_t uAddress
 {
     const SLookUp lookUp = LookUp(probe, uInside);
     const Dl_info& info = lookUp.m_info;
-    char szNumbers[2 * (sizeof "+0x []" + 2 * sizeof uAddress)];
+    char szNumbers[2 * (sizeof "+0x []" + 2 * sizeof(uAddress))];
     // NOLINTNEXTLINE(performance-no-int-to-ptr)
     const void* const pAddress = reinterpret_cast<const void*>(uAddress);
     if (!lookUp.m_bFound)
     {
-        std::snprintf(szNumbers, sizeof szNumbers, "[%p]", pAddress);
+        std::snprintf(szNumbers, sizeof(szNumbers), "[%p]", pAddress);
         return text.Append(szNumbers);
     }
     const std::uintptr_t uFrom = info.dli_sname != nullptr
@@ -66,12 +66,12 @@ bool AppendSymbol(CMemoryProbe& probe, CFixedText& text, std::uintptr_t uAddress
                                      : lookUp.m_uObject;
     if (uFrom == 0)
     {
-        std::snprintf(szNumbers, sizeof szNumbers, ") [%p]", pAddress);
+        std::snprintf(szNumbers, sizeof(szNumbers), ") [%p]", pAddress);
     }
     else
     {
         const bool bBefore = uAddress < uFrom;
-        std::snprintf(szNumbers, sizeof szNumbers, "%c%#zx) [%p]", bBefore ? '-' : '+',
+        std::snprintf(szNumbers, sizeof(szNumbers), "%c%#zx) [%p]", bBefore ? '-' : '+',
                       static_cast<std::size_t>(bBefore ? uFrom - uAddress : uAddress - uFrom),
                       pAddress);
     }

@@ -17,7 +17,7 @@ struct SNodeAttribute
     STreeText m_value;
 };
 
-template <class TChar>
+template <typename TChar>
 class CDocumentParser;
 
 } // namespace mu
@@ -47,7 +47,7 @@ public:
     /// this one's if bReplace. Linear in both.
     void Add(const CNodeAttributesMap& other, bool bReplace);
     /// Drops the attributes whose names the predicate accepts.
-    template <class TPredicate>
+    template <typename TPredicate>
     void EraseIf(TPredicate isDropped)
     {
         std::uint32_t uKept = 0;
@@ -82,7 +82,7 @@ public:
     void MergeWith(const CNodeAttributesMap& other);
 
 private:
-    template <class TChar>
+    template <typename TChar>
     friend class mu::CDocumentParser;
 
     mu::SNodeAttribute* LowerBound(std::wstring_view wsName) const;

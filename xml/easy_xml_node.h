@@ -14,7 +14,7 @@ namespace mu
 /// An object that stands for a bool, such as an element of std::vector<bool> or a
 /// std::atomic<bool>: it becomes one by itself and without narrowing, as none does that stands for
 /// a number.
-template <class T>
+template <typename T>
 concept StandsForBool = std::is_class_v<std::remove_reference_t<T>> &&
     requires(T& value, void (&take)(bool))
 {
@@ -135,9 +135,9 @@ private:
     bool SetTextBool(bool bValue);
     bool SetAttribute(const wchar_t* wszName, std::wstring_view wsValue);
     bool SetAttributeBool(const wchar_t* wszName, bool bValue);
-    template <class TValue>
+    template <typename TValue>
     bool GetText(TValue& value) const;
-    template <class TValue>
+    template <typename TValue>
     bool GetAttribute(const wchar_t* wszName, TValue& value) const;
 
     CVariablesSubTree* m_pElement = nullptr;

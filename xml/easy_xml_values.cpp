@@ -63,7 +63,7 @@ std::wstring_view ToText(const wchar_t* wszValue)
 
 } // namespace
 
-template <class TValue>
+template <typename TValue>
 bool CEasyXMLNode::GetText(TValue& value) const
 {
     if (IsValid())
@@ -73,7 +73,7 @@ bool CEasyXMLNode::GetText(TValue& value) const
     return IsValid();
 }
 
-template <class TValue>
+template <typename TValue>
 bool CEasyXMLNode::GetAttribute(const wchar_t* wszName, TValue& value) const
 {
     const mu::SNodeAttribute* const pAttribute =

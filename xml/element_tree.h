@@ -34,7 +34,7 @@ using CNamespacesPrefixesMap = std::map<std::wstring, std::wstring, mu::STextLes
 void NSPrefixFromName(const wchar_t* wszName, std::wstring& wsPrefix, int& iLocalStart);
 
 /// Deletes the object in a slot at the end of its scope, and nulls the slot.
-template <class T>
+template <typename T>
 class SnglObjPtrPtr
 {
 public:
@@ -87,7 +87,7 @@ public:
 private:
     friend class CVariablesSubTree;
     friend class CVariablesTree;
-    template <class TChar>
+    template <typename TChar>
     friend class mu::CDocumentParser;
 
     void Reserve(std::size_t uCount);
@@ -161,7 +161,7 @@ public:
 
 private:
     friend class CVariablesTree;
-    template <class TChar>
+    template <typename TChar>
     friend class mu::CDocumentParser;
 
     struct SInArena
@@ -260,10 +260,10 @@ public:
 
 private:
     friend class CVariablesSubTree;
-    template <class TChar>
+    template <typename TChar>
     friend class mu::CDocumentParser;
 
-    template <class TChar>
+    template <typename TChar>
     bool Parse(const TChar* pText, std::size_t uLength);
     CVariablesTree* TreeUnder(const CVariablesSubTree* pParent);
     void Place(CVariablesSubTree* pParent, CVariablesSubTree* pNode);

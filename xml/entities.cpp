@@ -20,7 +20,7 @@ constexpr SNamedEntity kNamedEntities[] = {
     {"gt;", '>'}, {"lt;", '<'}, {"amp;", '&'}, {"quot;", '"'}, {"apos;", '\''}, {"null;", '\0'},
 };
 
-template <class TChar>
+template <typename TChar>
 int BoundedLength(const TChar* pStart, const TChar* pEnd)
 {
     return static_cast<int>(std::min<std::ptrdiff_t>(pEnd - pStart, INT_MAX));
@@ -35,13 +35,13 @@ void AppendCode(std::string& strText, std::uint32_t uCode)
 {
     const auto chCode = static_cast<wchar_t>(uCode);
     char szCode[5];
-    const int iLength = mu::ConvertString(&chCode, 1, szCode, static_cast<int>(sizeof szCode));
+    const int iLength = mu::ConvertString(&chCode, 1, szCode, static_cast<int>(sizeof(szCode)));
     strText.append(szCode, static_cast<std::size_t>(iLength));
 }
 
 } // namespace
 
-template <class TChar>
+template <typename TChar>
 std::size_t SUnEscapeXMLText::Decode(const TChar* pText, const TChar* pEnd, std::uint32_t& uCode)
 {
     const TChar* const pName = pText + 1;
@@ -84,7 +84,7 @@ std::size_t SUnEscapeXMLText::Decode(const TChar* pText, const TChar* pEnd, std:
 template std::size_t SUnEscapeXMLText::Decode(const char*, const char*, std::uint32_t&);
 template std::size_t SUnEscapeXMLText::Decode(const wchar_t*, const wchar_t*, std::uint32_t&);
 
-template <class TString, class TRule>
+template <typename TString, typename TRule>
 void ReplaceAllSubstringsWithChar(TString& text, TRule& rule)
 {
     using TChar = typename TString::value_type;

@@ -16,7 +16,7 @@ struct SUnEscapeXMLText
 {
     /// The reference that begins at pText, where a '&' stands: the units it takes and its
     /// character, or 0 units if it is none.
-    template <class TChar>
+    template <typename TChar>
     std::size_t Decode(const TChar* pText, const TChar* pEnd, std::uint32_t& uCode);
 
 private:
@@ -49,7 +49,7 @@ struct SEscapeXMLText
 };
 
 /// Whether any character has a replacement in the rule.
-template <class TRule>
+template <typename TRule>
 bool HasSpecialCharsToReplace(const std::wstring& wsText, TRule& rule)
 {
     for (const wchar_t ch : wsText)
@@ -63,7 +63,7 @@ bool HasSpecialCharsToReplace(const std::wstring& wsText, TRule& rule)
 }
 
 /// Puts the replacements in place, in one pass. For std::string and std::wstring.
-template <class TString, class TRule>
+template <typename TString, typename TRule>
 void ReplaceCharsWithStrings(TString& text, TRule& rule)
 {
     TString replaced;
@@ -85,7 +85,7 @@ void ReplaceCharsWithStrings(TString& text, TRule& rule)
 /// Replaces each reference that the rule decodes by its character, in one pass; what comes out is
 /// not decoded again. In narrow text the character stands as UTF-8, or vanishes where the text
 /// conversion lets it vanish.
-template <class TString, class TRule>
+template <typename TString, typename TRule>
 void ReplaceAllSubstringsWithChar(TString& text, TRule& rule);
 
 namespace mu

@@ -23,7 +23,7 @@ namespace mu
 
 /// Builds the elements of one text in an arena. Nothing is attached to the document before the
 /// whole text is read, so that a failure only drops the arena.
-template <class TChar>
+template <typename TChar>
 class CDocumentParser
 {
 public:
@@ -263,7 +263,7 @@ private:
 
 } // namespace mu
 
-template <class TChar>
+template <typename TChar>
 bool CVariablesTree::Parse(const TChar* pText, std::size_t uLength)
 {
     if (uLength > std::numeric_limits<std::uint32_t>::max())

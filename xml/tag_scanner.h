@@ -15,7 +15,7 @@ namespace mu
 /// The steps that tags are made of. Each takes the place in the text where it begins and returns
 /// the place where it ended, or null where the text does not go on as it must. The place is passed
 /// and never kept in a member: the compiler could not hold that in a register.
-template <class TChar>
+template <typename TChar>
 class CTagScanner
 {
 public:
@@ -40,7 +40,7 @@ public:
         return nullptr;
     }
 
-    template <class TEnd>
+    template <typename TEnd>
     const TChar* Read(const TChar* p, TEnd end, STreeText& piece)
     {
         return xml_scan::ReadPiece(p, m_pEnd, m_arena, end, piece);

@@ -40,7 +40,7 @@ inline constexpr auto kCharClasses = []
     return classes;
 }();
 
-template <class TChar>
+template <typename TChar>
 bool IsIn(TChar ch, ECharClass eClass)
 {
     const auto uUnit = static_cast<std::make_unsigned_t<TChar>>(ch);
@@ -56,7 +56,7 @@ struct STagNameEnd
     {
         return block.Below(' ' + 1) | block.Equal('/') | block.Equal('>');
     }
-    template <class TChar>
+    template <typename TChar>
     static bool IsEnd(TChar ch)
     {
         return IsIn(ch, kTagNameEnd);
@@ -68,7 +68,7 @@ struct SAttributeNameEnd
     static constexpr bool kEntities = false;
     static constexpr char m_chEnd = '\0';
     static auto Matches(const auto& block) { return block.Below(' ' + 1) | block.Equal('='); }
-    template <class TChar>
+    template <typename TChar>
     static bool IsEnd(TChar ch)
     {
         return IsIn(ch, kAttributeNameEnd);
@@ -82,7 +82,7 @@ struct SCharEnd
     char m_chEnd;
 
     auto Matches(const auto& block) const { return block.Equal(m_chEnd) | block.Equal('&'); }
-    template <class TChar>
+    template <typename TChar>
     bool IsEnd(TChar ch) const
     {
         return ch == TChar(m_chEnd);
@@ -93,7 +93,7 @@ struct SCharEnd
 /// may need some, or too little input for a block, or no room before pLimit. Writes, but advances
 /// neither pointer, up to a block beyond that. Returns the place where it ended; pWrite moves
 /// along.
-template <class TChar, class TEnd>
+template <typename TChar, typename TEnd>
 inline const TChar* CopyPlain(const TChar* p, const TChar* pEnd, wchar_t*& pWrite,
                               const wchar_t* pLimit, TEnd end)
 {
@@ -127,7 +127,7 @@ class CArenaText
 public:
     CArenaText(CTreeArena& arena, wchar_t* pWrite) : m_arena(arena), m_pWrite(pWrite) {}
 
-    template <class TChar, class TEnd>
+    template <typename TChar, typename TEnd>
     const TChar* CopyPlain(const TChar* p, const TChar* pEnd, TEnd end)
     {
         return xml_scan::CopyPlain(p, pEnd, m_pWrite, m_arena.End(), end);
@@ -224,7 +224,7 @@ inline bool IsWellFormedUTF8(const wchar_t*, const wchar_t*)
 }
 
 /// Takes the references of one piece, and each "&" that begins none.
-template <class TChar>
+template <typename TChar>
 class CReferences
 {
 public:
@@ -256,7 +256,7 @@ private:
 };
 
 /// Goes on where ReadPiece() met something that is not copied as it is.
-template <class TChar, class TEnd>
+template <typename TChar, typename TEnd>
 [[gnu::noinline]] const TChar* ReadPieceSlowly(const TChar* p, const TChar* pEnd, CTreeArena& arena,
                                                wchar_t* pWrite, TEnd end, STreeText& piece)
 {
@@ -307,7 +307,7 @@ template <class TChar, class TEnd>
 
 /// Reads a piece of text from p to its end and returns that. Null when the input ends first, and
 /// where narrow input would have to be converted before it is scanned.
-template <class TChar, class TEnd>
+template <typename TChar, typename TEnd>
 inline const TChar* ReadPiece(const TChar* p, const TChar* pEnd, CTreeArena& arena, TEnd end,
                               STreeText& piece)
 {

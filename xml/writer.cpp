@@ -235,7 +235,7 @@ private:
     char* m_pWrite = m_chunk;
 };
 
-template <class TSink>
+template <typename TSink>
 void WriteAttributes(const CNodeAttributesMap& attributes, TSink& sink)
 {
     for (const mu::SNodeAttribute& attribute : attributes)
@@ -253,7 +253,7 @@ bool IsSelfClosed(const CVariablesSubTree& element)
     return element.GetChildren().empty() && element.GetText().empty();
 }
 
-template <class TSink>
+template <typename TSink>
 void WriteStart(const CVariablesSubTree& element, TSink& sink)
 {
     sink.Markup("<");
@@ -262,7 +262,7 @@ void WriteStart(const CVariablesSubTree& element, TSink& sink)
     sink.Markup(IsSelfClosed(element) ? "/>" : ">");
 }
 
-template <class TSink>
+template <typename TSink>
 void WriteEnd(const CVariablesSubTree& element, TSink& sink)
 {
     if (!IsSelfClosed(element))
@@ -275,7 +275,7 @@ void WriteEnd(const CVariablesSubTree& element, TSink& sink)
 }
 
 // Depth first by the parent links and positions, which serve as the stack.
-template <class TSink>
+template <typename TSink>
 void WriteTree(const CVariablesSubTree& root, bool bDeclaration, TSink& sink, int& iLoopIndex)
 {
     if (bDeclaration)

@@ -1,0 +1,36 @@
+#ifndef ZOR_DIAGNOSTICS_CIRCLE_CHECK_H
+#define ZOR_DIAGNOSTICS_CIRCLE_CHECK_H
+
+namespace mu
+{
+
+/// Finds out that a walk along links runs in a circle, soon after its first round.
+class CCircleCheck
+{
+public:
+    bool IsCircle(const void* pLink)
+    {
+        if (pLink == m_pMark || m_uSteps == kMostSteps)
+        {
+            return true;
+        }
+        if (++m_uSteps == m_uNextMark)
+        {
+            m_pMark = pLink;
+            m_uNextMark *= 2;
+        }
+        return false;
+    }
+
+private:
+    // A chain that changes while it is read may evade the mark.
+    static constexpr unsigned int kMostSteps = 1U << 16;
+
+    const void* m_pMark = nullptr;
+    unsigned int m_uSteps = 0;
+    unsigned int m_uNextMark = 1;
+};
+
+} // namespace mu
+
+#endif

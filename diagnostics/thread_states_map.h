@@ -1,0 +1,58 @@
+#ifndef ZOR_DIAGNOSTICS_THREAD_STATES_MAP_H
+#define ZOR_DIAGNOSTICS_THREAD_STATES_MAP_H
+
+#include <map>
+
+#include <pthread.h>
+
+#include "diagnostics/state_records.h"
+
+/// The storage of every thread that traces. Its mutex guards insertion, erasure and reports. The
+/// process has one while any thread has storage; mu::CThreadStatesMapScope gives access to it.
+class CThreadStatesMap
+{
+public:
+    CThreadStatesMap();
+    ~CThreadStatesMap();
+
+    CThreadStatesMap(const CThreadStatesMap&) = delete;
+    CThreadStatesMap& operator=(const CThreadStatesMap&) = delete;
+
+    /// All threads' chains as text (diagnostics/state_report.h). Returns the bytes written, 0 if
+    /// the lock fails or the head does not fit.
+    int PrintAllStateReports(char* szBuffer, int iBufferSize);
+
+    std::map<unsigned long, SPosixThreadExceptionVars*> m_mapThreads; ///< by pthread_t
+    pthread_mutex_t m_mutex;
+};
+
+namespace mu
+{
+
+/// From now on reports wait for the map only for a moment and do without it then: whoever holds a
+/// lock when the process crashes may never let go.
+void SetCrashMode();
+/// Locks what a report needs: at once or not at all, soon, once the process crashes.
+bool LockForReport(pthread_mutex_t& mutex);
+
+/// Keeps the process's map from being made or freed for a scope, so that a report can walk it
+/// (under the map's own mutex). Threads that register or leave wait meanwhile; do not nest.
+class CThreadStatesMapScope
+{
+public:
+    CThreadStatesMapScope();
+    ~CThreadStatesMapScope();
+
+    CThreadStatesMapScope(const CThreadStatesMapScope&) = delete;
+    CThreadStatesMapScope& operator=(const CThreadStatesMapScope&) = delete;
+
+    /// Null when the process has no map, or when it cannot be had in a crash.
+    CThreadStatesMap* GetMap() const;
+
+private:
+    const bool m_bLocked;
+};
+
+} // namespace mu
+
+#endif
