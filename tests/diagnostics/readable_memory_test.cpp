@@ -106,6 +106,10 @@ TEST(ReadableMemory, ThreadsProbeAtOnceAndOnesRealFaultGoesToTheHandlerBefore)
 
 TEST(ReadableMemory, AnswersInAChildThatWasForkedWhileOtherThreadsProbed)
 {
+#ifdef __SANITIZE_ADDRESS__
+    GTEST_SKIP()
+        << "its runtime allocates where a handler jumps, and a fork may keep its lock taken";
+#endif
     std::atomic<bool> bEnd{false};
     const auto probe = [&]
     {
