@@ -27,6 +27,7 @@ void ProbeEverything()
     static const void* const s_pNoFile =
         ::mmap(nullptr, 1, PROT_READ, MAP_SHARED, ::fileno(std::tmpfile()), 0);
     char* const pEnd = s_page.End();
+    static const void* const s_pText = std::memcpy(pEnd - 5, "12345", 5);
     const std::tuple<const void*, unsigned int, bool> kCases[] = {
         {pEnd - 1, 1, true},       {pEnd - 1, 2, false},
         {pEnd, 1, false},          {pEnd, 0, true},
@@ -39,7 +40,7 @@ void ProbeEverything()
         EXPECT_EQ(IsReadableMemory(pMemory, uSize), bReadable) << pMemory << " " << uSize;
     }
     char szCopy[9] = "--------";
-    EXPECT_EQ(mu::CMemoryProbe().CopySome(szCopy, std::memcpy(pEnd - 5, "12345", 5), 8), 5U);
+    EXPECT_EQ(mu::CMemoryProbe().CopySome(szCopy, s_pText, 8), 5U);
     EXPECT_STREQ(szCopy, "12345---");
 }
 
