@@ -195,7 +195,7 @@ void CheckCookies(const std::string& strHeader)
         Law(!strName.empty() && strName.find_first_of("=;") == std::string::npos &&
                 strValue.find(';') == std::string::npos,
             "names and values of cookies");
-        strAgain += strName + '=' + strValue + ';';
+        strAgain.append(strName).append("=").append(strValue).append(";");
     }
     CBasicStringsMap again;
     again.FromCookieHeader(strAgain.data(), Length(strAgain));

@@ -122,6 +122,7 @@ void CheckEncoding(const std::vector<std::uint32_t>& vUnits)
 void CheckEncodingOf16Bits(const std::vector<std::uint32_t>& vUnits)
 {
     std::vector<unsigned short> vHalves;
+    vHalves.reserve(vUnits.size());
     for (const std::uint32_t u : vUnits)
     {
         vHalves.push_back(static_cast<unsigned short>(u));

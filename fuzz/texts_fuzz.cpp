@@ -32,7 +32,7 @@ int Length(const auto& text)
 /// Only the C library's own reading, in the "C" locale that fuzzing runs in.
 void CheckNumbers(const std::string& strText)
 {
-    const std::string strUpToNul = strText.c_str();
+    const std::string strUpToNul = strText.substr(0, strText.find('\0'));
     const std::wstring wsText(strUpToNul.begin(), strUpToNul.end());
     bool bAscii = true;
     for (const char ch : strUpToNul)

@@ -136,7 +136,7 @@ std::string CRecorderPipes::Create()
 
     for (const char* szPath : g_aszPipePaths)
     {
-        const std::string strError = RemoveForeignPipe(szPath);
+        std::string strError = RemoveForeignPipe(szPath);
         if (!strError.empty())
         {
             return strError;

@@ -23,7 +23,8 @@ namespace
 {
 
 constexpr int kRefreshSeconds = 5;
-constexpr std::size_t kLongestText = 256 * 1024; // of a page, so that it fits into a reply escaped
+constexpr std::size_t kLongestText =
+    std::size_t{256} * 1024; // of a page, so that it fits into a reply escaped
 
 constexpr char kHTML[] = "text/html; charset=utf-8";
 constexpr char kPlainText[] = "text/plain; charset=utf-8";
