@@ -1,4 +1,4 @@
-#include "tests/mu/byte_block_law.h"
+#include "fuzz/support/byte_block_law.h"
 
 #include <cstdint>
 #include <cstring>

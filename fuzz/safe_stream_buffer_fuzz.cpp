@@ -1,7 +1,7 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "tests/io/stream_buffer_model.h"
+#include "fuzz/support/stream_buffer_model.h"
 
 // Two bytes of the input are a step; a law that is broken leaves as an exception, which ends the
 // run.

@@ -289,14 +289,6 @@ void CDailyDebugLog::LogMessage(Severity eSeverity, const char* szText)
     }
 }
 
-void CDailyDebugLog::LogMessageF(Severity eSeverity, const char* szFormat, ...)
-{
-    va_list args;
-    va_start(args, szFormat);
-    LogMessageV(eSeverity, szFormat, args);
-    va_end(args);
-}
-
 void CDailyDebugLog::LogMessageV(Severity eSeverity, const char* szFormat, va_list args)
 {
     if (eSeverity >= m_eLowestSeverity)

@@ -82,8 +82,6 @@ public:
     /// Adds the time of day and the message's text form.
     void LogMessage(Severity eSeverity, CEasyXML& exmlMessage) override;
     void LogMessage(Severity eSeverity, const char* szText) override;
-    void LogMessageF(Severity eSeverity, const char* szFormat, ...) override
-        __attribute__((format(printf, 3, 4)));
     void LogMessageV(Severity eSeverity, const char* szFormat, va_list args) override
         __attribute__((format(printf, 3, 0)));
 

@@ -44,14 +44,6 @@ void CLogRecorder::LogMessage(Severity eSeverity, const char* szText)
     }
 }
 
-void CLogRecorder::LogMessageF(Severity eSeverity, const char* szFormat, ...)
-{
-    va_list args;
-    va_start(args, szFormat);
-    LogMessageV(eSeverity, szFormat, args);
-    va_end(args);
-}
-
 void CLogRecorder::LogMessageV(Severity eSeverity, const char* szFormat, va_list args)
 {
     if (eSeverity >= GetLowestLoggerServerity())

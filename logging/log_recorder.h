@@ -39,8 +39,6 @@ public:
     void LogMessage(Severity eSeverity, CEasyXML& exmlMessage) override;
     void LogMessage(Severity eSeverity, const char* szText) override;
     /// Texts longer than 499 bytes are cut.
-    void LogMessageF(Severity eSeverity, const char* szFormat, ...) override
-        __attribute__((format(printf, 3, 4)));
     void LogMessageV(Severity eSeverity, const char* szFormat, va_list args) override
         __attribute__((format(printf, 3, 0)));
     /// Whatever its severity.

@@ -5,6 +5,14 @@
 #include <cstdlib>
 #include <cstring>
 
+void ITextLogger::LogMessageF(Severity eSeverity, const char* szFormat, ...)
+{
+    va_list args;
+    va_start(args, szFormat);
+    LogMessageV(eSeverity, szFormat, args);
+    va_end(args);
+}
+
 namespace mu
 {
 

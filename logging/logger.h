@@ -51,8 +51,9 @@ class ITextLogger : public IBaseLogger
 {
 public:
     virtual void LogMessage(IBaseLogger::Severity eSeverity, const char* szText) = 0;
+    /// Calls LogMessageV().
     virtual void LogMessageF(IBaseLogger::Severity eSeverity, const char* szFormat, ...)
-        __attribute__((format(printf, 3, 4))) = 0;
+        __attribute__((format(printf, 3, 4)));
     virtual void LogMessageV(IBaseLogger::Severity eSeverity, const char* szFormat, va_list args)
         __attribute__((format(printf, 3, 0))) = 0;
 

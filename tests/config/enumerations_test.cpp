@@ -1,8 +1,6 @@
 #include "config/enumerations.h"
 
-#include <string>
-
-#include <gtest/gtest.h>
+#include "tests/support/testing.h"
 
 namespace
 {

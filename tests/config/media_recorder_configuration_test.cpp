@@ -1,12 +1,8 @@
 #include "config/media_recorder_configuration.h"
 
-#include <filesystem>
-#include <string>
-
-#include <gtest/gtest.h>
-
 #include "tests/support/failing_heap.h"
 #include "tests/support/temporary_folder.h"
+#include "tests/support/testing.h"
 #include "xml/easy_xml.h"
 
 namespace

@@ -1,20 +1,13 @@
 // The console as a process; the test is its operator and its recorder.
 
-#include <memory>
-#include <string>
-#include <thread>
-#include <utility>
-#include <vector>
-
 #include <sys/ioctl.h>
 #include <sys/stat.h>
-
-#include <gtest/gtest.h>
 
 #include "console/pipe_protocol.h"
 #include "tests/console/messages.h"
 #include "tests/support/child_process.h"
 #include "tests/support/pipes.h"
+#include "tests/support/testing.h"
 
 namespace
 {

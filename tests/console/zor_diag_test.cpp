@@ -1,22 +1,14 @@
 // zor-diag as a process; the test, or the simulator, is its recorder.
 
-#include <cctype>
-#include <iterator>
-#include <sstream>
-#include <string>
-#include <thread>
-#include <utility>
-#include <vector>
-
 #include <sys/stat.h>
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include "console/pipe_protocol.h"
 #include "tests/console/messages.h"
 #include "tests/support/child_process.h"
 #include "tests/support/pipes.h"
+#include "tests/support/testing.h"
 
 namespace
 {

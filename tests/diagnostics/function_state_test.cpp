@@ -1,13 +1,8 @@
 #include "diagnostics/function_state.h"
 
-#include <cstdlib>
-#include <string>
-#include <utility>
-
-#include <gtest/gtest.h>
-
 #include "tests/support/failing_heap.h"
 #include "tests/support/function_chain.h"
+#include "tests/support/testing.h"
 
 namespace
 {

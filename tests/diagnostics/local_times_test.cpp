@@ -1,8 +1,6 @@
 #include "diagnostics/local_times.h"
 
-#include <cstdlib>
-
-#include <gtest/gtest.h>
+#include "tests/support/testing.h"
 
 namespace
 {

@@ -1,19 +1,11 @@
 #include "diagnostics/readable_memory.h"
 
-#include <atomic>
-#include <csignal>
-#include <cstdio>
-#include <cstring>
-#include <thread>
-#include <tuple>
-
 #include <sys/mman.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <gtest/gtest.h>
-
 #include "tests/support/guarded_page.h"
+#include "tests/support/testing.h"
 
 namespace
 {

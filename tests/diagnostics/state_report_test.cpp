@@ -1,29 +1,13 @@
 #include "diagnostics/state_report.h"
 
-#include <algorithm>
-#include <array>
-#include <atomic>
-#include <climits>
-#include <cstdint>
-#include <cstdio>
-#include <cstring>
-#include <deque>
-#include <functional>
-#include <memory>
-#include <string>
-#include <thread>
-#include <utility>
-#include <vector>
-
 #include <pthread.h>
 #include <sys/mman.h>
-
-#include <gtest/gtest.h>
 
 #include "diagnostics/readable_memory.h"
 #include "mu/unicode.h"
 #include "tests/support/guarded_page.h"
 #include "tests/support/line_logger.h"
+#include "tests/support/testing.h"
 #include "tests/threading/threads.h"
 
 namespace

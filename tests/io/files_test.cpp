@@ -2,15 +2,6 @@
 
 #include "io/file_access.h"
 
-#include <algorithm>
-#include <cerrno>
-#include <climits>
-#include <filesystem>
-#include <functional>
-#include <string>
-#include <tuple>
-#include <vector>
-
 #include <dirent.h>
 #include <dlfcn.h>
 #include <fcntl.h>
@@ -27,6 +18,7 @@
 #include "tests/support/function_chain.h"
 #include "tests/support/line_logger.h"
 #include "tests/support/temporary_folder.h"
+#include "tests/support/testing.h"
 
 static int g_iReadableEntries = -1; // no limit
 

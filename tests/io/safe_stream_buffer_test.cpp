@@ -1,16 +1,9 @@
 #include "io/safe_stream_buffer.h"
 
-#include <atomic>
-#include <cstdlib>
-#include <numeric>
-#include <random>
-#include <string>
-
-#include <gtest/gtest.h>
-
-#include "stream_buffer_model.h"
+#include "fuzz/support/stream_buffer_model.h"
 #include "tests/support/failing_heap.h"
 #include "tests/support/function_chain.h"
+#include "tests/support/testing.h"
 #include "tests/threading/threads.h"
 #include "threading/sleep.h"
 

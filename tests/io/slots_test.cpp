@@ -1,8 +1,5 @@
 // The order of virtual operations, on which programs built apart from this library rely.
 
-#include <cstdint>
-#include <cstring>
-
 #include <gmock/gmock.h>
 
 #include "config/xml_record.h"
@@ -10,6 +7,7 @@
 #include "logging/logger.h"
 #include "mu/http_reply.h"
 #include "mu/memory_block.h"
+#include "tests/support/testing.h"
 
 namespace
 {

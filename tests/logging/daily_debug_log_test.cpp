@@ -1,21 +1,8 @@
 #include "logging/daily_debug_log.h"
 
-#include <cctype>
-#include <cerrno>
-#include <climits>
-#include <csignal>
-#include <cstdio>
-#include <filesystem>
-#include <functional>
-#include <sstream>
-#include <thread>
-#include <tuple>
-
 #include <fcntl.h>
 #include <sys/wait.h>
 #include <unistd.h>
-
-#include <gtest/gtest.h>
 
 #include "config/media_recorder_configuration.h"
 #include "diagnostics/crash_handler.h"
@@ -28,6 +15,7 @@
 #include "tests/support/function_chain.h"
 #include "tests/support/line_logger.h"
 #include "tests/support/temporary_folder.h"
+#include "tests/support/testing.h"
 #include "tests/threading/threads.h"
 #include "threading/event.h"
 #include "threading/scheduler.h"

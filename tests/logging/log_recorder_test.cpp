@@ -1,14 +1,10 @@
 #include "logging/log_recorder.h"
 
-#include <climits>
-#include <thread>
-
-#include <gtest/gtest.h>
-
 #include "tests/support/failing_heap.h"
 #include "tests/support/fake_time.h"
 #include "tests/support/files.h"
 #include "tests/support/temporary_folder.h"
+#include "tests/support/testing.h"
 #include "tests/threading/threads.h"
 
 namespace

@@ -1,13 +1,7 @@
 #include "mu/base64.h"
 
-#include <algorithm>
-#include <functional>
-#include <random>
-#include <string>
-
-#include <gtest/gtest.h>
-
 #include "tests/mu/wide.h"
+#include "tests/support/testing.h"
 
 namespace
 {

@@ -1,17 +1,8 @@
 #include "mu/binary.h"
 
-#include <algorithm>
-#include <climits>
-#include <cmath>
-#include <functional>
-#include <random>
-#include <string>
-#include <utility>
-
-#include <gtest/gtest.h>
-
 #include "mu/crc7.h"
 #include "mu/wave_header.h"
+#include "tests/support/testing.h"
 
 namespace
 {

@@ -1,8 +1,6 @@
-#include "tests/mu/byte_block_law.h"
+#include "fuzz/support/byte_block_law.h"
 
-#include <random>
-
-#include <gtest/gtest.h>
+#include "tests/support/testing.h"
 
 namespace
 {

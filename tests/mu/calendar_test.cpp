@@ -1,16 +1,8 @@
 #include "mu/calendar.h"
 
-#include <chrono>
-#include <climits>
-#include <ctime>
-#include <string>
-#include <tuple>
-#include <utility>
-
-#include <gtest/gtest.h>
-
 #include "mu/unicode.h"
 #include "tests/support/comma_locale.h"
+#include "tests/support/testing.h"
 
 namespace
 {

@@ -1,12 +1,7 @@
 #include "mu/hex.h"
 
-#include <climits>
-#include <string>
-#include <tuple>
-
-#include <gtest/gtest.h>
-
 #include "tests/mu/wide.h"
+#include "tests/support/testing.h"
 
 namespace
 {

@@ -1,12 +1,7 @@
 #include "mu/memory_block.h"
 
-#include <climits>
-#include <string>
-#include <utility>
-
-#include <gtest/gtest.h>
-
 #include "tests/support/failing_heap.h"
+#include "tests/support/testing.h"
 
 namespace
 {

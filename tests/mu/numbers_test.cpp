@@ -1,15 +1,7 @@
 #include "mu/numbers.h"
 
-#include <climits>
-#include <cmath>
-#include <limits>
-#include <string>
-#include <tuple>
-#include <utility>
-
-#include <gtest/gtest.h>
-
 #include "tests/support/comma_locale.h"
+#include "tests/support/testing.h"
 
 namespace
 {

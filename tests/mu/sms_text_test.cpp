@@ -1,9 +1,6 @@
 #include "mu/sms_text.h"
 
-#include <string>
-#include <vector>
-
-#include <gtest/gtest.h>
+#include "tests/support/testing.h"
 
 namespace
 {

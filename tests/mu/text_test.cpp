@@ -1,15 +1,9 @@
 #include "mu/text.h"
 
-#include <algorithm>
-#include <string>
-#include <tuple>
-#include <vector>
-
-#include <gtest/gtest.h>
-
 #include "mu/search.h"
 #include "mu/words.h"
 #include "tests/mu/wide.h"
+#include "tests/support/testing.h"
 
 namespace
 {

@@ -1,15 +1,7 @@
 #include "mu/unicode.h"
 
-#include <algorithm>
-#include <cstdint>
-#include <string>
-#include <tuple>
-#include <utility>
-#include <vector>
-
-#include <gtest/gtest.h>
-
 #include "tests/support/failing_heap.h"
+#include "tests/support/testing.h"
 
 namespace
 {

@@ -1,9 +1,6 @@
 #include "mu/version.h"
 
-#include <iterator>
-#include <string>
-
-#include <gtest/gtest.h>
+#include "tests/support/testing.h"
 
 namespace
 {

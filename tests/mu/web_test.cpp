@@ -1,14 +1,6 @@
 #include "mu/web.h"
 
-#include <algorithm>
-#include <climits>
-#include <random>
-#include <string>
-#include <tuple>
-#include <vector>
-
-#include <gtest/gtest.h>
-
+#include "tests/support/testing.h"
 #include "xml/easy_xml.h"
 
 namespace

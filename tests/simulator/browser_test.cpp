@@ -1,18 +1,13 @@
 // The live page in a real browser: headless Chromium.
 
-#include <algorithm>
-#include <mutex>
-#include <set>
-#include <string>
-
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include "simulator/web_pages.h"
 #include "tests/simulator/live_page.h"
 #include "tests/support/child_process.h"
 #include "tests/support/files.h"
 #include "tests/support/temporary_folder.h"
+#include "tests/support/testing.h"
 
 namespace
 {

@@ -2,20 +2,15 @@
 
 #include "simulator/recorder_configuration.h"
 
-#include <csignal>
-#include <filesystem>
-#include <string>
-#include <vector>
-
 #include <sys/resource.h>
 #include <sys/stat.h>
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include "simulator/file_replacement.h"
 #include "tests/support/files.h"
 #include "tests/support/temporary_folder.h"
+#include "tests/support/testing.h"
 
 namespace
 {

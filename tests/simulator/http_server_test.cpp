@@ -2,22 +2,16 @@
 
 #include "simulator/http_server.h"
 
-#include <map>
-#include <memory>
-#include <stdexcept>
-#include <string>
-#include <vector>
-
 #include <arpa/inet.h>
 #include <sys/socket.h>
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include "mu/lengths.h"
 #include "simulator/http_connection.h"
 #include "tests/simulator/live_page.h"
 #include "tests/support/child_process.h"
+#include "tests/support/testing.h"
 
 namespace
 {

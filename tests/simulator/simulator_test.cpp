@@ -1,15 +1,5 @@
 // The simulator as a process, with the test for its console, and with the console itself.
 
-#include <csignal>
-#include <cstring>
-#include <filesystem>
-#include <fstream>
-#include <memory>
-#include <string>
-#include <thread>
-#include <tuple>
-#include <utility>
-
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/timerfd.h>
@@ -17,7 +7,6 @@
 #include <linux/capability.h>
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include "console/pipe_protocol.h"
 #include "simulator/diagnostics.h"
@@ -28,6 +17,7 @@
 #include "tests/support/files.h"
 #include "tests/support/pipes.h"
 #include "tests/support/temporary_folder.h"
+#include "tests/support/testing.h"
 
 namespace
 {

@@ -1,14 +1,11 @@
 #include "simulator/web_pages.h"
 
-#include <string>
-#include <tuple>
-
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include "diagnostics/function_state.h"
 #include "simulator/http_connection.h"
 #include "tests/simulator/live_page.h"
+#include "tests/support/testing.h"
 
 namespace
 {

@@ -2,8 +2,8 @@
 #define ZOR_TESTS_SUPPORT_LINE_LOGGER_H
 
 #include <atomic>
-#include <cstdarg>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <functional>
 #include <mutex>
@@ -55,24 +55,12 @@ public:
             m_onMessage();
         }
     }
-    void LogMessageF(Severity eSeverity, const char* szFormat, ...) override
-        __attribute__((format(printf, 3, 4)))
-    {
-        va_list args;
-        va_start(args, szFormat);
-        LogMessageV(eSeverity, szFormat, args);
-        va_end(args);
-    }
     void LogMessageV(Severity eSeverity, const char* szFormat, va_list args) override
         __attribute__((format(printf, 3, 0)))
     {
-        va_list argsForLength;
-        va_copy(argsForLength, args);
-        const int iLength = std::vsnprintf(nullptr, 0, szFormat, argsForLength);
-        va_end(argsForLength);
-        std::string strText(static_cast<std::size_t>(iLength) + 1, '\0');
-        std::vsnprintf(strText.data(), strText.size(), szFormat, args);
-        LogMessage(eSeverity, strText.c_str());
+        char* szText = nullptr;
+        LogMessage(eSeverity, ::vasprintf(&szText, szFormat, args) >= 0 ? szText : "no memory");
+        std::free(szText);
     }
 
     const Severity m_eLowest;

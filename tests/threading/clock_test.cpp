@@ -1,14 +1,10 @@
 #include "threading/system_clock.h"
 
-#include <cerrno>
-#include <climits>
-#include <cstdlib>
-
 #include <fcntl.h>
-#include <gtest/gtest.h>
 
 #include "mu/calendar.h"
 #include "tests/support/line_logger.h"
+#include "tests/support/testing.h"
 #include "threading/clock_calls.h"
 #include "threading/precise_timer.h"
 #include "threading/timers_set.h"

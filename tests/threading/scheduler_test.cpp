@@ -1,15 +1,10 @@
 #include "threading/scheduler.h"
 
-#include <cerrno>
-#include <string>
-#include <utility>
-
 #include <dlfcn.h>
 #include <pthread.h>
 
-#include <gtest/gtest.h>
-
 #include "tests/support/failing_heap.h"
+#include "tests/support/testing.h"
 #include "threading/auto_delete.h"
 #include "threading/event.h"
 #include "threading/sleep.h"

@@ -1,13 +1,11 @@
 #include "threading/simple_thread.h"
 
-#include <stdexcept>
-
-#include <gtest/gtest.h>
 #include <pthread.h>
 
 #include "diagnostics/function_state.h"
 #include "tests/support/failing_heap.h"
 #include "tests/support/line_logger.h"
+#include "tests/support/testing.h"
 #include "threading/event.h"
 #include "threading/sleep.h"
 #include "threading/wait_time.h"

@@ -2,14 +2,8 @@
 
 #include "threading/event.h"
 
-#include <atomic>
-#include <chrono>
-#include <climits>
-#include <thread>
-
-#include <gtest/gtest.h>
-
 #include "tests/support/failing_heap.h"
+#include "tests/support/testing.h"
 #include "tests/threading/threads.h"
 #include "threading/mutex.h"
 #include "threading/sleep.h"

@@ -1,13 +1,8 @@
 // Every allocation that an operation makes fails once: the operation throws, the document is as it
 // was or as far as the operation's header says, and nothing leaks.
 
-#include <functional>
-#include <new>
-#include <string>
-
-#include <gtest/gtest.h>
-
 #include "tests/support/failing_heap.h"
+#include "tests/support/testing.h"
 #include "xml/easy_xml.h"
 
 namespace

@@ -1,14 +1,7 @@
 #include "xml/easy_xml.h"
 
-#include <atomic>
-#include <climits>
-#include <iterator>
-#include <string>
-#include <vector>
-
-#include <gtest/gtest.h>
-
 #include "tests/support/comma_locale.h"
+#include "tests/support/testing.h"
 
 namespace
 {

@@ -1,10 +1,6 @@
 #include "xml/element_tree.h"
 
-#include <stdexcept>
-#include <string>
-#include <tuple>
-
-#include <gtest/gtest.h>
+#include "tests/support/testing.h"
 
 namespace
 {

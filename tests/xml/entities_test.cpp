@@ -1,9 +1,6 @@
 #include "xml/entities.h"
 
-#include <string>
-#include <tuple>
-
-#include <gtest/gtest.h>
+#include "tests/support/testing.h"
 
 namespace
 {

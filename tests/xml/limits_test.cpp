@@ -1,12 +1,11 @@
 // Sizes and depths at which recursion, quadratic time or growing memory show: each test ends in a
 // moment, or not before its time-out.
 
-#include <string>
-
-#include <gtest/gtest.h>
 #include <malloc.h>
 
 #include "xml/easy_xml.h"
+
+#include "tests/support/testing.h"
 
 namespace
 {

@@ -1,12 +1,10 @@
-#include <string>
-#include <vector>
 
-#include <gtest/gtest.h>
 
 #include "mu/unicode.h"
 #include "tests/support/files.h"
 #include "tests/support/line_logger.h"
 #include "tests/support/temporary_folder.h"
+#include "tests/support/testing.h"
 #include "xml/element_tree.h"
 
 namespace

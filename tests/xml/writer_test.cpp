@@ -1,11 +1,9 @@
-#include <random>
-#include <string>
 
-#include <gtest/gtest.h>
 
 #include "mu/unicode.h"
 #include "tests/support/files.h"
 #include "tests/support/temporary_folder.h"
+#include "tests/support/testing.h"
 #include "xml/element_tree.h"
 
 namespace

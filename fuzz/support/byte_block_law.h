@@ -1,5 +1,5 @@
-#ifndef ZOR_TESTS_MU_BYTE_BLOCK_LAW_H
-#define ZOR_TESTS_MU_BYTE_BLOCK_LAW_H
+#ifndef ZOR_FUZZ_SUPPORT_BYTE_BLOCK_LAW_H
+#define ZOR_FUZZ_SUPPORT_BYTE_BLOCK_LAW_H
 
 #include "mu/byte_block.h"
 
