@@ -241,7 +241,7 @@ void CheckSms(const std::string& strText)
     {
         Law(Length(vParts) == mu::CountSmsParts(wsText), "counts the parts that it makes");
         Law(std::all_of(vParts.begin(), vParts.end(),
-                        [](const mu::SSmsPart& part) { return part.strUserData.size() <= 140; }),
+                        [](const mu::SSmsPart& part) { return part.m_strUserData.size() <= 140; }),
             "a message has at most 140 octets");
     }
 }

@@ -42,14 +42,14 @@ std::string PlainEncode(const std::vector<std::uint32_t>& vUnits)
 
 struct SPlainText
 {
-    std::wstring wsText;
-    std::size_t uError = std::string_view::npos;
+    std::wstring m_wsText;
+    std::size_t m_uError = std::string_view::npos;
 };
 
 SPlainText PlainDecode(std::string_view svText, std::size_t uCapacity)
 {
     SPlainText plain;
-    for (std::size_t i = 0; i < svText.size() && plain.wsText.size() < uCapacity;)
+    for (std::size_t i = 0; i < svText.size() && plain.m_wsText.size() < uCapacity;)
     {
         const auto uLead = static_cast<unsigned char>(svText[i]);
         const std::size_t uMore = uLead < 0x80 ? 0 : uLead < 0xE0 ? 1 : uLead < 0xF0 ? 2 : 3;
@@ -64,12 +64,12 @@ SPlainText PlainDecode(std::string_view svText, std::size_t uCapacity)
             const auto uByte = static_cast<unsigned char>(svText[i + k]);
             if ((uByte & 0xC0) != 0x80)
             {
-                plain.uError = i + 1;
+                plain.m_uError = i + 1;
                 return plain;
             }
             u = u << 6 | (uByte & 0x3F);
         }
-        plain.wsText += static_cast<wchar_t>(u);
+        plain.m_wsText += static_cast<wchar_t>(u);
         i += uMore + 1;
     }
     return plain;
@@ -81,15 +81,15 @@ void CheckDecoding(const std::string& strText, int iCapacity)
     std::wstring wsOut = L"before";
     const char* szError = nullptr;
     const int iUnits = mu::ConvertString(strText.data(), Length(strText), wsOut, &szError);
-    Law(wsOut == plain.wsText && iUnits == Length(wsOut), "decodes into a string");
+    Law(wsOut == plain.m_wsText && iUnits == Length(wsOut), "decodes into a string");
     Law(szError ==
-            (plain.uError == std::string_view::npos ? nullptr : strText.data() + plain.uError),
+            (plain.m_uError == std::string_view::npos ? nullptr : strText.data() + plain.m_uError),
         "tells the place of the error");
 
     // Exactly the memory that the header asks for: the sanitizer sees what is beyond.
     const auto uCapacity = static_cast<std::size_t>(iCapacity);
     std::vector<wchar_t> vOut(uCapacity + 1, L'Z');
-    const std::wstring wsCut = PlainDecode(strText, uCapacity).wsText;
+    const std::wstring wsCut = PlainDecode(strText, uCapacity).m_wsText;
     const int iWritten = mu::ConvertString(strText.data(), Length(strText), vOut.data(), iCapacity);
     Law(iWritten == Length(wsCut) && std::wstring_view(vOut.data(), wsCut.size()) == wsCut &&
             vOut[wsCut.size()] == L'\0',

@@ -81,14 +81,14 @@ bool GetNetworkInterfaces(std::vector<SNetworkInterface>& vInterfaces)
         // getifaddrs() lists an interface once for each address and once for its link.
         auto place = std::find_if(vInterfaces.begin(), vInterfaces.end(),
                                   [pEntry](const SNetworkInterface& known)
-                                  { return known.strName == pEntry->ifa_name; });
+                                  { return known.m_strName == pEntry->ifa_name; });
         if (place == vInterfaces.end())
         {
             SNetworkInterface added;
-            added.strName = pEntry->ifa_name;
-            added.uIndex = ::if_nametoindex(pEntry->ifa_name);
-            added.bUp = (pEntry->ifa_flags & IFF_UP) != 0;
-            added.bLoopback = (pEntry->ifa_flags & IFF_LOOPBACK) != 0;
+            added.m_strName = pEntry->ifa_name;
+            added.m_uIndex = ::if_nametoindex(pEntry->ifa_name);
+            added.m_bUp = (pEntry->ifa_flags & IFF_UP) != 0;
+            added.m_bLoopback = (pEntry->ifa_flags & IFF_LOOPBACK) != 0;
             place = vInterfaces.insert(place, added);
         }
         const void* const pAddress = AddressBytes(pEntry->ifa_addr);
@@ -97,7 +97,7 @@ bool GetNetworkInterfaces(std::vector<SNetworkInterface>& vInterfaces)
             const int iFamily = pEntry->ifa_addr->sa_family;
             const void* const pMask = AddressBytes(pEntry->ifa_netmask);
             const int iBytes = iFamily == AF_INET ? sizeof(in_addr) : sizeof(in6_addr);
-            place->vAddresses.push_back(
+            place->m_vAddresses.push_back(
                 {AddressText(iFamily, pAddress),
                  pMask == nullptr ? -1 : MaskToPrefixLength(pMask, iBytes)});
         }
@@ -108,7 +108,7 @@ bool GetNetworkInterfaces(std::vector<SNetworkInterface>& vInterfaces)
 bool FindNetworkInterfaceByName(const std::string& strName, SNetworkInterface& found)
 {
     return FindInterface(
-        [&strName](const SNetworkInterface& known) { return known.strName == strName; }, found);
+        [&strName](const SNetworkInterface& known) { return known.m_strName == strName; }, found);
 }
 
 bool FindNetworkInterfaceByAddress(const std::string& strAddress, SNetworkInterface& found)
@@ -117,9 +117,9 @@ bool FindNetworkInterfaceByAddress(const std::string& strAddress, SNetworkInterf
     return FindInterface(
         [&strWanted](const SNetworkInterface& known)
         {
-            return std::any_of(known.vAddresses.begin(), known.vAddresses.end(),
+            return std::any_of(known.m_vAddresses.begin(), known.m_vAddresses.end(),
                                [&strWanted](const SInterfaceAddress& address)
-                               { return address.strAddress == strWanted; });
+                               { return address.m_strAddress == strWanted; });
         },
         found);
 }

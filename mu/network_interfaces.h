@@ -12,17 +12,17 @@ namespace mu
 
 struct SInterfaceAddress
 {
-    std::string strAddress; ///< "192.168.1.20" (IPv4), or as in RFC 5952 (IPv6), without a zone
-    int iPrefixLength = -1; ///< -1 if unknown
+    std::string m_strAddress; ///< "192.168.1.20" (IPv4), or as in RFC 5952 (IPv6), without a zone
+    int m_iPrefixLength = -1; ///< -1 if unknown
 };
 
 struct SNetworkInterface
 {
-    std::string strName;     ///< "eth0"
-    unsigned int uIndex = 0; ///< if_nametoindex(3), RFC 3493; 0 if it has gone
-    bool bUp = false;
-    bool bLoopback = false;
-    std::vector<SInterfaceAddress> vAddresses; ///< IPv4 and IPv6
+    std::string m_strName;     ///< "eth0"
+    unsigned int m_uIndex = 0; ///< if_nametoindex(3), RFC 3493; 0 if it has gone
+    bool m_bUp = false;
+    bool m_bLoopback = false;
+    std::vector<SInterfaceAddress> m_vAddresses; ///< IPv4 and IPv6
 };
 
 /// In the system's order, those without addresses too. False, with none, if the system fails.

@@ -21,8 +21,8 @@ static_assert(kAlphabet.size() == 128 && kAlphabet[kEscape] == kEscape);
 
 constexpr struct
 {
-    char cSeptet;
-    wchar_t wc;
+    char m_cSeptet;
+    wchar_t m_wc;
 } kExtensions[] = {
     {0x0A, L'\f'}, {0x14, L'^'}, {0x28, L'{'}, {0x29, L'}'}, {0x2F, L'\\'},
     {0x3C, L'['},  {0x3D, L'~'}, {0x3E, L']'}, {0x40, L'|'}, {0x65, L'€'},
@@ -48,8 +48,8 @@ constexpr bool IsLowSurrogate(std::uint32_t uUnit)
 /// In bytes of the unpacked text; a 7-bit text has one byte a septet.
 struct SLimits
 {
-    std::size_t uAlone;
-    std::size_t uPart;
+    std::size_t m_uAlone;
+    std::size_t m_uPart;
 };
 
 constexpr SLimits kSeptetLimits = {160, 153};
@@ -57,27 +57,27 @@ constexpr SLimits kUcs2Limits = {140, 134};
 
 struct SEncodedText
 {
-    mu::ESmsCoding eCoding;
-    std::string strBytes;
-    std::vector<std::size_t> vEnds; ///< of the parts
+    mu::ESmsCoding m_eCoding;
+    std::string m_strBytes;
+    std::vector<std::size_t> m_vEnds; ///< of the parts
 };
 
 SEncodedText EncodeParts(const std::wstring& wsText)
 {
     SEncodedText text;
-    const bool bSeptets = mu::TextToSeptets(wsText, text.strBytes);
-    text.eCoding = bSeptets ? mu::ESmsCoding::Gsm7Bit : mu::ESmsCoding::Ucs2;
+    const bool bSeptets = mu::TextToSeptets(wsText, text.m_strBytes);
+    text.m_eCoding = bSeptets ? mu::ESmsCoding::Gsm7Bit : mu::ESmsCoding::Ucs2;
     if (!bSeptets)
     {
-        text.strBytes = mu::TextToUcs2(wsText);
+        text.m_strBytes = mu::TextToUcs2(wsText);
     }
 
-    const std::string& strBytes = text.strBytes;
+    const std::string& strBytes = text.m_strBytes;
     const SLimits& limits = bSeptets ? kSeptetLimits : kUcs2Limits;
     std::size_t uEnd = 0;
-    while (strBytes.size() > limits.uAlone && strBytes.size() - uEnd > limits.uPart)
+    while (strBytes.size() > limits.m_uAlone && strBytes.size() - uEnd > limits.m_uPart)
     {
-        uEnd += limits.uPart;
+        uEnd += limits.m_uPart;
         // Not between an escape and its septet, nor between the surrogates of a pair.
         if (bSeptets && strBytes[uEnd - 1] == kEscape)
         {
@@ -87,9 +87,9 @@ SEncodedText EncodeParts(const std::wstring& wsText)
         {
             uEnd -= 2;
         }
-        text.vEnds.push_back(uEnd);
+        text.m_vEnds.push_back(uEnd);
     }
-    text.vEnds.push_back(strBytes.size());
+    text.m_vEnds.push_back(strBytes.size());
     return text;
 }
 
@@ -106,14 +106,14 @@ bool TextToSeptets(const std::wstring& wsText, std::string& strSeptets)
         const std::size_t uSeptet = kAlphabet.find(wc);
         const auto* const pExtension =
             std::find_if(std::begin(kExtensions), std::end(kExtensions),
-                         [wc](const auto& extension) { return extension.wc == wc; });
+                         [wc](const auto& extension) { return extension.m_wc == wc; });
         if (uSeptet != std::wstring_view::npos && wc != kEscape)
         {
             strSeptets += static_cast<char>(uSeptet);
         }
         else if (pExtension != std::end(kExtensions))
         {
-            strSeptets += {kEscape, pExtension->cSeptet};
+            strSeptets += {kEscape, pExtension->m_cSeptet};
         }
         else
         {
@@ -131,9 +131,9 @@ std::wstring SeptetsToText(const std::string& strSeptets)
     for (const char ch : strSeptets)
     {
         const auto cSeptet = static_cast<char>(ch & 0x7F);
-        const auto* const pExtension =
-            std::find_if(std::begin(kExtensions), std::end(kExtensions),
-                         [cSeptet](const auto& extension) { return extension.cSeptet == cSeptet; });
+        const auto* const pExtension = std::find_if(std::begin(kExtensions), std::end(kExtensions),
+                                                    [cSeptet](const auto& extension)
+                                                    { return extension.m_cSeptet == cSeptet; });
         if (cSeptet == kEscape)
         {
             wsText += std::wstring(bEscaped ? 1 : 0, L' ');
@@ -141,7 +141,7 @@ std::wstring SeptetsToText(const std::string& strSeptets)
             continue;
         }
         wsText += bEscaped && pExtension != std::end(kExtensions)
-                      ? pExtension->wc
+                      ? pExtension->m_wc
                       : kAlphabet[static_cast<std::size_t>(cSeptet)];
         bEscaped = false;
     }
@@ -256,7 +256,7 @@ ESmsCoding ChooseSmsCoding(const std::wstring& wsText)
 
 int CountSmsParts(const std::wstring& wsText)
 {
-    return IntCount(EncodeParts(wsText).vEnds.size());
+    return IntCount(EncodeParts(wsText).m_vEnds.size());
 }
 
 bool SplitSmsText(const std::wstring& wsText, unsigned char uReference,
@@ -264,36 +264,36 @@ bool SplitSmsText(const std::wstring& wsText, unsigned char uReference,
 {
     vParts.clear();
     const SEncodedText text = EncodeParts(wsText);
-    const std::size_t uParts = text.vEnds.size();
+    const std::size_t uParts = text.m_vEnds.size();
     if (uParts > 255)
     {
         return false;
     }
     std::size_t uStart = 0;
-    for (const std::size_t uEnd : text.vEnds)
+    for (const std::size_t uEnd : text.m_vEnds)
     {
-        const std::string strPiece = text.strBytes.substr(uStart, uEnd - uStart);
+        const std::string strPiece = text.m_strBytes.substr(uStart, uEnd - uStart);
         SSmsPart part;
         if (uParts > 1)
         {
             // Five octets follow: element 0 (concatenated messages) of three octets.
-            part.strUserData = {5,
-                                0,
-                                3,
-                                static_cast<char>(uReference),
-                                static_cast<char>(uParts),
-                                static_cast<char>(vParts.size() + 1)};
+            part.m_strUserData = {5,
+                                  0,
+                                  3,
+                                  static_cast<char>(uReference),
+                                  static_cast<char>(uParts),
+                                  static_cast<char>(vParts.size() + 1)};
         }
-        if (text.eCoding == ESmsCoding::Gsm7Bit)
+        if (text.m_eCoding == ESmsCoding::Gsm7Bit)
         {
             // Septets begin at a multiple of seven bits: behind a header of 48, at 49.
-            part.iUserDataLength = IntCount(strPiece.size()) + (uParts > 1 ? 7 : 0);
-            part.strUserData += PackSeptets(strPiece, uParts > 1 ? 1 : 0);
+            part.m_iUserDataLength = IntCount(strPiece.size()) + (uParts > 1 ? 7 : 0);
+            part.m_strUserData += PackSeptets(strPiece, uParts > 1 ? 1 : 0);
         }
         else
         {
-            part.strUserData += strPiece;
-            part.iUserDataLength = IntCount(part.strUserData.size());
+            part.m_strUserData += strPiece;
+            part.m_iUserDataLength = IntCount(part.m_strUserData.size());
         }
         vParts.push_back(part);
         uStart = uEnd;

@@ -20,10 +20,10 @@ enum class ESmsCoding
 struct SSmsPart
 {
     /// The octets, of which the first six tell reference, count and number of a part.
-    std::string strUserData;
+    std::string m_strUserData;
     /// The user data length: in septets for 7-bit text, the header counted as seven, else in
     /// octets.
-    int iUserDataLength = 0;
+    int m_iUserDataLength = 0;
 };
 
 /// False, with no septets, if a character is in neither table. One of the extension table takes

@@ -238,8 +238,8 @@ std::ptrdiff_t SequenceLength(unsigned char uLead)
 /// How far a conversion came.
 struct SProgress
 {
-    const unsigned char* pText;
-    wchar_t* wszOut;
+    const unsigned char* m_pText;
+    wchar_t* m_wszOut;
 };
 
 /// Copies a run of well-formed sequences of kBytes each. One comparison checks all bytes of a
@@ -300,8 +300,8 @@ SProgress Decode(const unsigned char* p, const unsigned char* pEnd, wchar_t* wsz
             }
             *wszOut++ = static_cast<wchar_t>((uLead & 0x1F) << 6 | (p[1] & 0x3FU));
             const SProgress run = DecodeRun<2>(p + 2, pEnd, wszOut, wszOutEnd);
-            p = run.pText;
-            wszOut = run.wszOut;
+            p = run.m_pText;
+            wszOut = run.m_wszOut;
         }
         else if (uLead <= 0xEF)
         {
@@ -312,8 +312,8 @@ SProgress Decode(const unsigned char* p, const unsigned char* pEnd, wchar_t* wsz
             *wszOut++ =
                 static_cast<wchar_t>((uLead & 0x0F) << 12 | (p[1] & 0x3FU) << 6 | (p[2] & 0x3FU));
             const SProgress run = DecodeRun<3>(p + 3, pEnd, wszOut, wszOutEnd);
-            p = run.pText;
-            wszOut = run.wszOut;
+            p = run.m_pText;
+            wszOut = run.m_wszOut;
         }
         else
         {
@@ -348,9 +348,9 @@ try
     const std::size_t uCapacity = wsOut.capacity();
     wsOut.resize(static_cast<std::size_t>(pEnd - pText)); // no unit takes less than a byte
     const SProgress progress = Decode(pText, pEnd, wsOut.data(), wsOut.data() + wsOut.size());
-    wsOut.resize(static_cast<std::size_t>(progress.wszOut - wsOut.data()));
+    wsOut.resize(static_cast<std::size_t>(progress.m_wszOut - wsOut.data()));
     ReturnSpareMemory(wsOut, uCapacity);
-    return progress.pText;
+    return progress.m_pText;
 }
 catch (const std::exception&) // no memory
 {
@@ -414,7 +414,7 @@ int ConvertString(const char* szText, int iLength, wchar_t* wszOut, int iCapacit
     }
     const auto* const pText = reinterpret_cast<const unsigned char*>(szText);
     wchar_t* const wszEnd =
-        Decode(pText, pText + UnitCount(iLength), wszOut, wszOut + iCapacity).wszOut;
+        Decode(pText, pText + UnitCount(iLength), wszOut, wszOut + iCapacity).m_wszOut;
     *wszEnd = L'\0';
     return static_cast<int>(wszEnd - wszOut);
 }

@@ -99,7 +99,7 @@ bool ParseVersion(const std::string& strText, SVersion& version)
         {
             return false;
         }
-        parsed.vNumbers.push_back(uNumber);
+        parsed.m_vNumbers.push_back(uNumber);
         if (result.ptr == pEnd)
         {
             break;
@@ -114,16 +114,16 @@ bool ParseVersion(const std::string& strText, SVersion& version)
     const std::size_t uPlus = std::min(strText.find('+', uNumbersEnd), strText.size());
     if (uPlus < strText.size())
     {
-        parsed.strBuild = strText.substr(uPlus + 1);
-        if (!AreIdentifiers(parsed.strBuild))
+        parsed.m_strBuild = strText.substr(uPlus + 1);
+        if (!AreIdentifiers(parsed.m_strBuild))
         {
             return false;
         }
     }
     if (uNumbersEnd < uPlus)
     {
-        parsed.strPreRelease = strText.substr(uNumbersEnd + 1, uPlus - uNumbersEnd - 1);
-        if (!AreIdentifiers(parsed.strPreRelease))
+        parsed.m_strPreRelease = strText.substr(uNumbersEnd + 1, uPlus - uNumbersEnd - 1);
+        if (!AreIdentifiers(parsed.m_strPreRelease))
         {
             return false;
         }
@@ -135,8 +135,8 @@ bool ParseVersion(const std::string& strText, SVersion& version)
 int CompareVersions(const SVersion& first, const SVersion& second)
 {
     const auto Number = [](const SVersion& version, std::size_t i)
-    { return i < version.vNumbers.size() ? version.vNumbers[i] : 0; };
-    const std::size_t uNumbers = std::max(first.vNumbers.size(), second.vNumbers.size());
+    { return i < version.m_vNumbers.size() ? version.m_vNumbers[i] : 0; };
+    const std::size_t uNumbers = std::max(first.m_vNumbers.size(), second.m_vNumbers.size());
     for (std::size_t i = 0; i < uNumbers; ++i)
     {
         if (Number(first, i) != Number(second, i))
@@ -144,18 +144,18 @@ int CompareVersions(const SVersion& first, const SVersion& second)
             return Number(first, i) < Number(second, i) ? -1 : 1;
         }
     }
-    return ComparePreReleases(first.strPreRelease, second.strPreRelease);
+    return ComparePreReleases(first.m_strPreRelease, second.m_strPreRelease);
 }
 
 std::string FormatVersion(const SVersion& version)
 {
     std::string strText;
-    for (const unsigned int uNumber : version.vNumbers)
+    for (const unsigned int uNumber : version.m_vNumbers)
     {
         strText.append(strText.empty() ? "" : ".").append(std::to_string(uNumber));
     }
-    strText.append(version.strPreRelease.empty() ? "" : "-").append(version.strPreRelease);
-    strText.append(version.strBuild.empty() ? "" : "+").append(version.strBuild);
+    strText.append(version.m_strPreRelease.empty() ? "" : "-").append(version.m_strPreRelease);
+    strText.append(version.m_strBuild.empty() ? "" : "+").append(version.m_strBuild);
     return strText;
 }
 

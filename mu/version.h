@@ -11,9 +11,9 @@ namespace mu
 /// are missing are 0, and with leading zeros, which do not count. A failed allocation throws.
 struct SVersion
 {
-    std::vector<unsigned int> vNumbers; ///< at least one
-    std::string strPreRelease;          ///< what follows "-", or empty
-    std::string strBuild;               ///< what follows "+", or empty
+    std::vector<unsigned int> m_vNumbers; ///< at least one
+    std::string m_strPreRelease;          ///< what follows "-", or empty
+    std::string m_strBuild;               ///< what follows "+", or empty
 };
 
 /// False, with the version untouched, if the text is none or a number does not fit 32 bits.

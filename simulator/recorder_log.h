@@ -46,7 +46,7 @@ public:
 private:
     // Both live as long as this object.
     template <typename T>
-    class TMember final : public T
+    class CMember final : public T
     {
     public:
         int AddRef() override { return 1; }
@@ -59,8 +59,8 @@ private:
     };
 
     CMediaRecorderConfiguration& m_configuration;
-    TMember<CLogRecorder> m_recorder;
-    TMember<CDailyLog> m_dailyLog;
+    CMember<CLogRecorder> m_recorder;
+    CMember<CDailyLog> m_dailyLog;
     AutoDeleteThreadObjectImpl<mu::CScheduler>* m_pScheduler = nullptr; // null: no file
 };
 

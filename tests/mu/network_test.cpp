@@ -28,12 +28,12 @@ TEST(NetworkInterfaces, TheLoopbackIsFoundByNameAndAddress)
     mu::SNetworkInterface byName, byAddress;
     if (!mu::FindNetworkInterfaceByName("lo", byName))
         GTEST_SKIP() << "no loopback interface here";
-    EXPECT_TRUE(byName.bLoopback && byName.uIndex != 0);
-    for (const mu::SInterfaceAddress& address : byName.vAddresses)
+    EXPECT_TRUE(byName.m_bLoopback && byName.m_uIndex != 0);
+    for (const mu::SInterfaceAddress& address : byName.m_vAddresses)
     {
-        ASSERT_TRUE(mu::FindNetworkInterfaceByAddress(address.strAddress, byAddress));
-        EXPECT_EQ(byAddress.strName, "lo");
-        EXPECT_GE(address.iPrefixLength, 8);
+        ASSERT_TRUE(mu::FindNetworkInterfaceByAddress(address.m_strAddress, byAddress));
+        EXPECT_EQ(byAddress.m_strName, "lo");
+        EXPECT_GE(address.m_iPrefixLength, 8);
     }
     EXPECT_FALSE(mu::FindNetworkInterfaceByName("lo?", byName) ||
                  mu::FindNetworkInterfaceByAddress("nowhere", byName));

@@ -56,12 +56,12 @@ void ExpectParts(const std::wstring& wsText, const std::vector<int>& lengths)
     std::wstring wsBack;
     for (const mu::SSmsPart& part : vParts)
     {
-        found.push_back(part.iUserDataLength);
-        EXPECT_LE(part.strUserData.size(), 140U);
+        found.push_back(part.m_iUserDataLength);
+        EXPECT_LE(part.m_strUserData.size(), 140U);
         const std::string strHeader = "\5\0\3\xA7\2"s + static_cast<char>(found.size());
-        EXPECT_EQ(part.strUserData.substr(0, bAlone ? 0 : 6), bAlone ? "" : strHeader);
-        const std::string strBody = part.strUserData.substr(bAlone ? 0 : 6);
-        const int iSeptets = part.iUserDataLength - (bAlone ? 0 : 7);
+        EXPECT_EQ(part.m_strUserData.substr(0, bAlone ? 0 : 6), bAlone ? "" : strHeader);
+        const std::string strBody = part.m_strUserData.substr(bAlone ? 0 : 6);
+        const int iSeptets = part.m_iUserDataLength - (bAlone ? 0 : 7);
         wsBack += mu::ChooseSmsCoding(wsText) == mu::ESmsCoding::Ucs2
                       ? mu::Ucs2ToText(strBody)
                       : mu::SeptetsToText(mu::UnpackSeptets(strBody, iSeptets, bAlone ? 0 : 1));
