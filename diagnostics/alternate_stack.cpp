@@ -11,10 +11,11 @@ namespace mu
 namespace
 {
 
-// Room for a crash report with what loggers and exit handlers need. Pages that are never touched
-// cost nothing. Below lies one that cannot be touched.
+// Room for a crash report, the loggers and the exit handlers. The system gives memory only to pages
+// that are touched. Below the stack lies a guard that nobody may touch: an overflow of this stack
+// faults there instead of overwriting other memory.
 constexpr std::size_t kStackSize = 128UL * 1024;
-constexpr std::size_t kGuardSize = 64UL * 1024; // a page, of whatever size
+constexpr std::size_t kGuardSize = 64UL * 1024; // at least a page of any machine
 
 constinit thread_local char* g_pMapping = nullptr;
 constinit thread_local stack_t g_stackBefore = {};
@@ -52,7 +53,7 @@ void RemoveAlternateStack()
     {
         return;
     }
-    // A thread that stands on it keeps it.
+    // sigaltstack() refuses while the thread runs on this stack; the stack then stays.
     if (current.ss_sp == g_pMapping + kGuardSize && ::sigaltstack(&g_stackBefore, nullptr) != 0)
     {
         return;

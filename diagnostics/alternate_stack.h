@@ -4,11 +4,12 @@
 namespace mu
 {
 
-/// Gives the calling thread a stack of its own for signal handlers (sigaltstack(2)), so that the
-/// overflow of its stack can be reported. Without memory it goes without. A second call does
-/// nothing.
+/// Gives the calling thread a separate stack for signal handlers (sigaltstack(2)), so that an
+/// overflow of its own stack can be reported. Without memory the thread gets none. A second call
+/// does nothing.
 void InstallAlternateStack();
-/// Puts back the one that stood before, unless another came meanwhile.
+/// Frees that stack and puts back the one that the thread had before. If somebody else has
+/// installed another one meanwhile, that one stays.
 void RemoveAlternateStack();
 
 } // namespace mu

@@ -48,7 +48,8 @@ int BacktraceOfSignal(ucontext_t& context, char* szBuffer, int iBufferSize)
 void PrepareBacktrace()
 {
     char szText[1024];
-    Backtrace(szText, static_cast<int>(sizeof(szText))); // the first call binds what it calls
+    // The dynamic linker binds a function at its first call, which a crash must not have to do.
+    Backtrace(szText, static_cast<int>(sizeof(szText)));
 }
 
 } // namespace mu

@@ -15,8 +15,8 @@ namespace
 constexpr int kMostCharacters = 60;    // of the version
 constexpr std::size_t kMostBytes = 32; // of the build id; SHA-1 has 20
 
-/// Finds the build id among the notes of a segment: each a head, its owner's name and its
-/// contents, all padded to the segment's alignment.
+/// Finds the build id among the notes of a segment, empty if there is none. A note is a head, its
+/// owner's name and its contents; the name and the contents are padded to the segment's alignment.
 std::string_view FindBuildID(std::string_view svNotes, std::size_t uAlignment)
 {
     using namespace std::string_view_literals;
@@ -46,7 +46,8 @@ std::string_view FindBuildID(std::string_view svNotes, std::size_t uAlignment)
     return {};
 }
 
-/// Called for each object of the process; the program is the first, and ends the walk.
+/// dl_iterate_phdr() calls this for the program and then for each library, until it returns 1: here
+/// after the program.
 int TakeBuildID(dl_phdr_info* pObject, std::size_t, void* pResult)
 {
     auto& svBuildID = *static_cast<std::string_view*>(pResult);

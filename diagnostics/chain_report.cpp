@@ -17,14 +17,14 @@ namespace mu
 namespace
 {
 
-/// What must be left of the room for a text that is copied: line end and a short value.
+/// A string is cut so that this many bytes of room are left: for a line end and a short value.
 constexpr int kSpareRoom = 15;
 
-/// Text is copied in pieces. Those of narrow text end at a multiple of it, and so never reach into
-/// a page that the text does not.
+/// Strings are copied in pieces of at most this many bytes. A piece of a narrow string ends where
+/// the address is a multiple of it, so no piece reads from a page in which the string has no byte.
 constexpr std::size_t kPiece = 64;
 
-/// Takes texts that may not be there.
+/// The report's text. Appends also strings whose memory may not be readable.
 class CReportText : public CFixedText
 {
 public:
@@ -33,8 +33,8 @@ public:
     {
     }
 
-    /// Appends at most iMost bytes of a text, which ends also where it cannot be read. Whether that
-    /// was all of it.
+    /// Appends at most iMost bytes of a string, which ends at its zero or where it cannot be read.
+    /// Returns whether that was the whole string.
     bool AppendString(const char* szText, int iMost)
     {
         for (;;)
@@ -55,7 +55,7 @@ public:
         }
     }
 
-    /// The same of a wide text, in UTF-8; nothing of the piece that is too long.
+    /// The same for a wide string, in UTF-8. A piece that exceeds iMost is left out whole.
     bool AppendString(const wchar_t* wszText, int iMost)
     {
         for (;;)
@@ -85,7 +85,6 @@ private:
     CMemoryProbe& m_probe;
 };
 
-/// The report on one chain.
 class CChainReport
 {
 public:
@@ -108,7 +107,7 @@ public:
     }
 
 private:
-    // Each of these tells whether the report goes on.
+    // WriteEntry() and WriteParameter() return whether the report goes on.
 
     bool WriteEntry(const SFuncStateEntry& entry)
     {
@@ -178,7 +177,7 @@ private:
             return WriteDecimal<std::int16_t>(param.m_pValue);
         case FPT_WORD:
             return WriteDigits<std::uint16_t>(param.m_pValue, 4);
-        default: // FPT_DWORD, and what is not known
+        default: // FPT_DWORD and unknown codes
             return WriteDigits<std::uint32_t>(param.m_pValue, 4);
         }
     }
@@ -224,44 +223,45 @@ private:
         }
     }
 
-    // Cut at its end, so that more can follow.
+    // A string that is too long is cut.
     void WriteNarrowString(const void* pValue)
     {
         const char* szText = nullptr;
-        if (IsString(pValue, szText, 1) && m_text.Append("\""))
+        if (IsString(pValue, szText) && m_text.Append("\""))
         {
             m_text.AppendString(szText, m_text.Room() - kSpareRoom);
             m_text.Append("\"");
         }
     }
 
-    // Whole or not at all.
+    // A string that is too long is left out.
     void WriteWideString(const void* pValue)
     {
         const wchar_t* wszText = nullptr;
         const int iStart = m_text.Length();
         const int iMost = m_text.Room() - kSpareRoom - 1;
-        if (IsString(pValue, wszText, sizeof(wchar_t)) && m_text.Append("\"") &&
+        if (IsString(pValue, wszText) && m_text.Append("\"") &&
             !(m_text.AppendString(wszText, iMost) && m_text.Append("\"")))
         {
             m_text.CutBackTo(iStart);
         }
     }
 
-    /// Whether the variable holds a text that can be read; says so in the report if not.
+    /// Whether the variable holds a string that can be read. If not, the report says why.
     template <typename TChar>
-    bool IsString(const void* pValue, const TChar*& szText, std::size_t uUnit)
+    bool IsString(const void* pValue, const TChar*& szText)
     {
         if (!m_probe.Copy(szText, pValue))
         {
             return false;
         }
-        if (szText == nullptr || (uUnit > 1 && reinterpret_cast<std::uintptr_t>(szText) % 2 != 0))
+        const bool bOdd = reinterpret_cast<std::uintptr_t>(szText) % 2 != 0;
+        if (szText == nullptr || (sizeof(TChar) > 1 && bOdd))
         {
             m_text.Append("NULL");
             return false;
         }
-        if (!m_probe.IsReadable(szText, uUnit))
+        if (!m_probe.IsReadable(szText, sizeof(TChar)))
         {
             m_text.Append("INVALID");
             return false;

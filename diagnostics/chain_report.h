@@ -7,8 +7,8 @@
 namespace mu
 {
 
-/// Writes the chain from pEntry outward, as WriteStateReport() does, on the calling thread's own
-/// chain whatever that is. Returns the bytes written.
+/// Writes the chain from pEntry outward in the form of WriteStateReport(), which does this with the
+/// calling thread's own chain set aside. Returns the bytes written.
 int WriteChainReport(CMemoryProbe& probe, const SFuncStateEntry* pEntry, char* szBuffer,
                      int iBufferSize);
 

@@ -4,7 +4,8 @@
 namespace mu
 {
 
-/// Finds out that a walk along links runs in a circle, soon after its first round.
+/// Ends a walk along links that runs in a circle, soon after its first round (Brent's algorithm):
+/// remembers a link of the walk, and a later one after each doubling of the steps.
 class CCircleCheck
 {
 public:
@@ -23,7 +24,7 @@ public:
     }
 
 private:
-    // A chain that changes while it is read may evade the mark.
+    // Ends every walk: a chain that changes while it is read may never come back to the mark.
     static constexpr unsigned int kMostSteps = 1U << 16;
 
     const void* m_pMark = nullptr;

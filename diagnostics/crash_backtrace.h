@@ -3,18 +3,19 @@
 
 #include <ucontext.h>
 
-// Backtrace() (diagnostics/backtrace.h) for a crash report, which begins it further out: none of
-// the report's own functions takes one of the 16 places.
+// Backtrace() (diagnostics/backtrace.h) for a crash report. It begins at the function that crashed,
+// so that the report's own functions take none of the 16 places.
 
 namespace mu
 {
 
-/// From that caller on to which this address returns.
+/// Begins at the caller to which pReturnAddress leads back.
 int BacktraceFrom(const void* pReturnAddress, char* szBuffer, int iBufferSize);
-/// From where a signal came: in its handler, which must not return afterwards.
+/// Begins where a signal interrupted the thread. For the signal's handler, which must not return
+/// afterwards: the context is changed.
 int BacktraceOfSignal(ucontext_t& context, char* szBuffer, int iBufferSize);
 
-/// Loads what a backtrace needs. To be called once, before anything goes wrong.
+/// Takes a first backtrace, so that one in a crash need not load anything. Called before a crash.
 void PrepareBacktrace();
 
 } // namespace mu

@@ -6,20 +6,21 @@
 namespace mu
 {
 
-// Files as a crash writes them: by system calls alone. CFileAccess and the functions of
-// mu/file_system.h allocate, and log their failures, in a process whose heap or logger may be what
-// broke. Paths are UTF-8.
+// How a crash writes files: with system calls alone. CFileAccess and mu/file_system.h allocate
+// memory and log their failures, and the crash may have damaged the heap or the logger. Paths are
+// UTF-8.
 
-/// Makes what is missing of the directories that lead to a file. The text is as before at the end.
-/// A failure shows when the file is opened.
+/// Makes the missing directories on the way to a file. Changes the path meanwhile, and leaves it as
+/// it was. A failure shows when the file is opened.
 void MakeDirectoriesInCrash(char* szPath);
-/// Keeps a descriptor back, so that a process that has none left still writes its files. Called
-/// before the crash.
+/// Keeps a descriptor open that OpenFileInCrash() closes when the process has none left for the
+/// file. Called before a crash.
 void ReserveDescriptorForCrash();
-/// To read and write, made if it is missing; further flags as for open(2). -1 on failure.
+/// Opens a file for reading and writing, and makes it if it is missing. iFlags are further flags of
+/// open(2). Returns the descriptor, -1 on failure.
 int OpenFileInCrash(const char* szPath, int iFlags);
-/// Writes all, whatever interrupts it and however long the other side of a pipe takes. False if the
-/// system refuses.
+/// Writes all bytes: goes on after signals and short writes, and waits without a limit while a pipe
+/// is full. False after any other error.
 bool WriteAllInCrash(int iDescriptor, const char* pBytes, std::size_t uSize);
 
 } // namespace mu

@@ -42,14 +42,16 @@ constexpr SCrashSignal kCrashSignals[] = {
 bool g_bRestart = false;
 char** g_ppRestartArgs = nullptr;
 
-// Instead of the error of a write that must not end the report: whoever read standard output has
-// gone, or a file is longer than the process may make it.
+// The signals that a write may raise: the reader of standard output has gone, or the file reaches
+// the process's limit of file sizes. They are ignored from the crash on, so that the write fails
+// with an error and the report goes on. A restarted program gets the settings from before.
 constexpr int kSignalsOfWriting[] = {SIGPIPE, SIGXFSZ};
 struct sigaction g_vWritingBefore[std::size(kSignalsOfWriting)];
 
 CLocalTimes g_localTimes;
 
-/// The report under way: what is composed of it can be delivered at any moment.
+/// The report of the crash under way. The watchdog may deliver it at any moment, as far as it has
+/// been composed until then.
 constexpr int kReportSize = 32768;
 char g_szReport[kReportSize];
 std::atomic<int> g_iReportLength{0};
@@ -62,7 +64,7 @@ std::atomic<pid_t> g_iReportingProcess{0};
 
 mu::STimeComponents GetLocalTime()
 {
-    if (!g_localTimes.IsLoaded()) // nobody installed the handler, so this is none
+    if (!g_localTimes.IsLoaded()) // no handler was installed, so this is not in one
     {
         g_localTimes.Load();
     }
@@ -99,7 +101,7 @@ void ComposeHead(const char* szText, const void* pStack)
     g_iReportLength = std::clamp(iLength, 0, kReportSize - 1);
 }
 
-/// Returns if nobody asked, or if the system refuses.
+/// Returns if no restart is asked for, or if the system refuses it.
 void RestartIfAsked()
 {
     if (g_bRestart && g_ppRestartArgs != nullptr)
@@ -112,7 +114,9 @@ void RestartIfAsked()
     }
 }
 
-/// Returns to one thread of the process once.
+/// Makes the calling thread the one that reports. Returns only for the first thread that crashes.
+/// If that thread crashes again, the process ends here; any other thread that crashes waits here
+/// for the end.
 void BecomeReportingThread()
 {
     const auto dwThread = static_cast<unsigned long>(pthread_self());
@@ -123,10 +127,12 @@ void BecomeReportingThread()
     {
         if (dwReporting == dwThread)
         {
-            g_delivery.SkipToLogWriter(); // a fault in there comes back here, and ends
+            // If the log writer faults, the thread comes back here, and it is skipped.
+            g_delivery.SkipToLogWriter();
             EndProcessAtOnce();
         }
-        // A child that was forked off while its parent reported has no such thread.
+        // A child that was forked while its parent reported inherits this id, but not that thread:
+        // the first thread of the child that crashes takes its place.
         if (!bInherited || !g_dwReportingThread.compare_exchange_strong(dwReporting, dwThread))
         {
             for (;;)
@@ -139,7 +145,8 @@ void BecomeReportingThread()
     }
     ArmCrashWatchdog(DeliverReport, RestartIfAsked);
 
-    // A blocked signal could not report a second crash, nor the time limit.
+    // While a signal is blocked, a second crash cannot come back here, nor can the alarm of the
+    // time limit interrupt the report.
     sigset_t signals;
     sigemptyset(&signals);
     sigaddset(&signals, SIGALRM);
@@ -168,8 +175,8 @@ void BecomeReportingThread()
     std::exit(g_iProcessExitCode);
 }
 
-/// pContext is a signal's; without one, the report is on whoever called the function that returns
-/// to pCaller.
+/// pContext is where a signal interrupted the thread. It is null when the program itself reports an
+/// error; the backtrace then begins at the function to which the return address pCaller leads back.
 [[noreturn]] void ReportThread(const char* szText, const void* pStack, ucontext_t* pContext,
                                const void* pCaller)
 {
@@ -206,7 +213,8 @@ void InstallHandler()
     struct sigaction action = {};
     action.sa_sigaction = HandleCrashSignal;
     sigemptyset(&action.sa_mask);
-    // A second fault finds its way into the handler, and the overflow of a stack finds room.
+    // SA_NODEFER: a fault inside the handler calls it again. SA_ONSTACK: it has room to run when
+    // the thread's stack has overflowed.
     action.sa_flags = SA_SIGINFO | SA_ONSTACK | SA_NODEFER;
     for (const SCrashSignal& crash : kCrashSignals)
     {
@@ -214,7 +222,7 @@ void InstallHandler()
     }
 }
 
-/// All that a crash needs and could not get any more.
+/// Gets beforehand what cannot be had in a crash.
 void PrepareOnce()
 {
     g_localTimes.Load();

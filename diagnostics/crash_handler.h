@@ -10,26 +10,30 @@ class CWinEvent;
 // text logger, a log file and a dated file, an event is signalled, and the process exits or starts
 // again.
 //
-// A crash always ends the process, with the exit code that is set: a second one of the same thread
-// during the report at once, a report that hangs when the time limit is over. Another thread that
-// crashes meanwhile waits for that end. Nothing is allocated after a crash but by loggers and exit
-// handlers.
+// A crash always ends the process, with the exit code that is set. If the reporting thread crashes
+// again, the process ends at once; if the report hangs, it ends when the time limit is over.
+// Another thread that crashes meanwhile waits for the end. After a crash only loggers and exit
+// handlers allocate memory.
 //
 // The settings are made before threads start. Texts and the argument vector are kept as pointers,
 // paths as copies.
 
-/// Installs the handler; further calls only change settings. Null arguments change nothing, nor
-/// does an iArgCount of 0. The log file (at most 256 characters) is made if missing and appended
-/// to. The argument vector, which a null ends, restarts the program: normally main()'s own. Reports
-/// tell the time in the time zone that is set now. Starts a thread, which sleeps until the crash.
+/// Installs the handler and starts a thread, which sleeps until a crash; further calls only change
+/// settings. A null argument leaves its setting as it is, and so does an iArgCount of 0. Reports
+/// are appended to the log file (a path of at most 256 characters), which is made if it is missing.
+/// The argument vector, normally main()'s own, restarts the program; a null ends it. Reports tell
+/// the time in the time zone that is set now.
 void SetPosixExceptionHandler(const char* szApplication, const char* szVersion,
                               const wchar_t* wszExceptionLogFile, int iArgCount, char** ppArgs);
-/// The folder (at most 255 characters) of the files
-/// "2024/03 March/07/Exception_18_30_59.txt", which are made or replaced. Null or empty for none.
+/// The folder (a path of at most 255 characters) in which each report gets its own file, such as
+/// "2024/03 March/07/Exception_18_30_59.txt". A file of that name is replaced. Null or empty for
+/// none.
 void SetRootExceptionFilesFolder(const wchar_t* wszFolder);
-/// Off at first. With an argument vector, the program restarts instead of exiting.
+/// Whether the program restarts after a crash instead of exiting, if it has an argument vector; off
+/// at first.
 void EnableProgramRestart(bool bEnable);
-/// Signalled when the report is out, one second before the end. Null for none.
+/// The event is signalled when the report has been delivered; the process ends one second later. It
+/// is not owned. Null for none.
 void SetCrashEvent(CWinEvent* pEvent);
 /// 1 at first.
 void SetPosixExceptionProcessExitCode(int iExitCode);
@@ -37,14 +41,14 @@ void SetPosixExceptionProcessExitCode(int iExitCode);
 namespace mu
 {
 
-/// Called once as the last step of a crash's delivery, before the end or the restart: for a log
-/// that has lines in memory. It runs in a signal handler, on any thread, under the time limit, also
-/// when the logger's step hung or crashed, or when the crash interrupted the log itself: system
-/// calls only, no lock without a limit, no allocation. A forked child that crashes calls it too. A
-/// report that ends nothing (ReportException()) does not. Null for none; may be set at any time.
+/// For a log that keeps lines in memory: pfnWrite is called once, as the last step of a crash's
+/// delivery, also when the logger hung or crashed before, and also in a forked child that crashes.
+/// ReportException() does not call it. It runs in a signal handler, on any thread, under the time
+/// limit, and the crash may have interrupted the log itself: so it makes system calls only, waits
+/// for no lock without a limit and allocates nothing. Null for none; may be set at any time.
 void SetCrashLogWriter(void (*pfnWrite)());
-/// From the crash to the end or the restart, at most; 10000 at first. At half of it, a report that
-/// hangs in one place is delivered to the remaining ones.
+/// The longest time from a crash to the end or the restart; 10000 at first. If the delivery still
+/// hangs at one place at half of it, the report is delivered to the remaining places.
 void SetCrashTimeLimit(int iMilliseconds);
 
 } // namespace mu
@@ -60,8 +64,8 @@ void ReportException(char* szReport, int iLength);
 namespace mu
 {
 
-/// Whether a text is the report of the crash under way, which stays in place until the process
-/// ends: a logger need not copy it.
+/// Whether szText points at the report of the crash under way. That text stays where it is until
+/// the process ends, so a logger may keep the pointer instead of a copy.
 bool IsCrashReport(const char* szText);
 
 } // namespace mu

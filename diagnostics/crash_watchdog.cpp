@@ -31,8 +31,8 @@ void (*g_pRestart)() = nullptr;
     EndProcessAtOnce();
 }
 
-// Not a signal: the thread that crashed may sit in a system call that only the end of the process
-// interrupts, and a signal may be blocked in all the others.
+// The time limit has a thread, because a signal might reach nobody: the thread that crashed may be
+// in a system call that no signal interrupts, and all other threads may block the signal.
 void* Watch(void*)
 {
     while (sem_wait(&g_semArmed) != 0)
@@ -57,7 +57,8 @@ void HandleAlarm(int)
         EndAtTimeLimit();
     }
     StartAlarm(g_iTimeLimit / 2);
-    // Loggers trace, in a thread that may be anywhere, also between the steps of opening an entry.
+    // The loggers trace, and the alarm may have interrupted this thread anywhere, also between the
+    // steps of opening an entry.
     const CSetAsideChain chain;
     g_pDeliverRest();
 }
@@ -88,7 +89,7 @@ void StartCrashWatchdog()
     sigfillset(&signals);
     pthread_sigmask(SIG_SETMASK, &signals, &maskBefore);
     pthread_t thread;
-    pthread_create(&thread, &attributes, Watch, nullptr); // without it SIGALRM has to do
+    pthread_create(&thread, &attributes, Watch, nullptr); // if it fails, SIGALRM has to do
     pthread_sigmask(SIG_SETMASK, &maskBefore, nullptr);
     pthread_attr_destroy(&attributes);
 }

@@ -4,9 +4,10 @@
 namespace mu
 {
 
-// What ends a crashing process that does not end by itself. At half of the time limit SIGALRM comes
-// to whichever thread takes it and delivers what is left of the report; at the limit a thread
-// restarts or ends the process, or where there is none (in a forked child) a second SIGALRM.
+// Ends a crashing process that does not end by itself. At half of the time limit SIGALRM interrupts
+// some thread, and its handler takes the steps of the delivery that are left. At the limit the
+// watchdog's thread restarts or ends the process; in a forked child, which has no such thread, a
+// second SIGALRM does.
 
 /// 1
 extern int g_iProcessExitCode;
@@ -15,10 +16,10 @@ extern int g_iProcessExitCode;
 /// From the crash to the end of the process, 10000 ms.
 void SetCrashTimeLimit(int iMilliseconds);
 
-/// Starts the thread. Before anything goes wrong; once.
+/// Starts the watchdog's thread. Called once, before a crash.
 void StartCrashWatchdog();
-/// Starts the time. Both run in a signal handler or on the watchdog's thread; pRestart returns if
-/// the program is not to be restarted.
+/// Starts the time limit. Both functions are called in a signal handler or on the watchdog's
+/// thread; pRestart returns if the program is not to be restarted.
 void ArmCrashWatchdog(void (*pDeliverRest)(), void (*pRestart)());
 
 } // namespace mu

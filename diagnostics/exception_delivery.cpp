@@ -78,7 +78,7 @@ void WriteDatedFile(const char* szReport, int iLength, const mu::STimeComponents
 
 void ToStandardOutput(const char* szReport, int iLength, const mu::STimeComponents&)
 {
-    // Not by stdio, whose lock a thread may hold for ever.
+    // Not by stdio: the thread that holds its lock may never give it back.
     WriteAllInCrash(STDOUT_FILENO, szReport, static_cast<std::size_t>(iLength)) &&
         WriteAllInCrash(STDOUT_FILENO, "\r\n", 2);
 }
@@ -125,7 +125,7 @@ void WriteLog(const char*, int, const mu::STimeComponents&)
 
 using Step = void (*)(const char*, int, const mu::STimeComponents&);
 constexpr Step kSteps[] = {ToStandardOutput, ToLogger, ToLogFile, ToDatedFile, ToEvent, WriteLog};
-constexpr std::size_t kStepsOfAnyReport = 4; // the others are a crash's
+constexpr std::size_t kStepsOfAnyReport = 4; // the others are for a crash alone
 
 } // namespace
 

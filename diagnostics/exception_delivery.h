@@ -19,20 +19,21 @@ void SetExceptionEvent(CWinEvent* pEvent);
 bool HasExceptionEvent();
 void SetExceptionLogWriter(void (*pfnWrite)());
 
-/// The delivery of one report: standard output, logger, log file, dated file; of a crash's also
-/// the event and, last, the log writer. Each step fails for itself alone, and is taken by the first
-/// thread or handler that comes to it: when one hangs in a step, another one's Run() does the rest.
-/// Allocates nothing.
+/// Delivers one report in steps: to standard output, the logger, the log file and the dated file,
+/// and in a crash also to the event and, last, the log writer. A step that fails does not keep the
+/// others from being taken. Each step is taken once, by the first thread or handler that comes to
+/// it: when one of them hangs in a step, Run() of another takes the rest. Allocates nothing.
 class CExceptionDelivery
 {
 public:
     explicit constexpr CExceptionDelivery(bool bOfCrash) : m_bOfCrash(bOfCrash) {}
 
-    /// The report ends with a zero. The time, local, names the dated file.
+    /// iLength does not count the zero that ends the report. The dated file is named after time, a
+    /// local time.
     void Run(const char* szReport, int iLength, const mu::STimeComponents& time);
-    /// Nothing of it is done any more: for a forked child, which inherits a delivery of its parent.
+    /// Begins anew: for a forked child, which inherits the steps that its parent has taken.
     void Restart() { m_uNextStep = 0; }
-    /// The log writer at once, unless it was called: no other step begins any more.
+    /// Calls the log writer at once, unless it was called before; no other step begins any more.
     void SkipToLogWriter();
 
 private:

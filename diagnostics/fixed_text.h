@@ -6,7 +6,7 @@
 namespace mu
 {
 
-/// Text in a caller's buffer, made of whole pieces, without a terminating zero.
+/// Text in a caller's buffer, to which pieces are appended. No terminating zero is written.
 class CFixedText
 {
 public:
@@ -15,11 +15,11 @@ public:
     int Length() const { return m_iLength; }
     int Room() const { return m_iSize - m_iLength; }
     char* Rest() const { return m_szBuffer + m_iLength; }
-    /// Takes what was written at Rest().
+    /// Adds the bytes that the caller has written at Rest().
     void Extend(int iLength) { m_iLength += iLength; }
     void CutBackTo(int iLength) { m_iLength = iLength; }
 
-    /// The whole piece or nothing.
+    /// False, with nothing appended, if the piece does not fit.
     bool Append(std::string_view text)
     {
         if (Room() < static_cast<int>(text.size()))

@@ -16,8 +16,8 @@ using namespace mu;
 namespace
 {
 
-// Guards the key's creation and the pointer to the map, for the life of the process; the map's
-// own mutex goes with the map. Where both are held, this one was taken first.
+// Guards the creation of the key and the pointer to the map. The map's own mutex cannot: it is
+// freed with the map. A thread that takes both takes this one first.
 pthread_mutex_t g_mutexOfMap = PTHREAD_MUTEX_INITIALIZER;
 CThreadStatesMap* g_pThreadStatesMap = nullptr;
 std::atomic<bool> g_bCrashMode{false};
@@ -56,7 +56,7 @@ CThreadStatesMap* GetOrMakeMap()
     return g_pThreadStatesMap;
 }
 
-// A thread that finds no memory for its place in the map still traces, but no report lists it.
+// Without memory for its place in the map the thread still traces, but no report lists it.
 void RegisterThread(SPosixThreadExceptionVars* pVars)
 {
     const CPosixLock lock(g_mutexOfMap);
@@ -119,7 +119,8 @@ bool LockForReport(pthread_mutex_t& mutex)
     {
         return pthread_mutex_lock(&mutex) == 0;
     }
-    // Not by a deadline, which a clock that is set meanwhile would move.
+    // Tries again and again instead of waiting until a deadline: the deadline would be a time of
+    // the wall clock, which may be set meanwhile.
     constexpr int kTries = 100;
     for (int i = 0; i < kTries; ++i)
     {
@@ -132,7 +133,8 @@ bool LockForReport(pthread_mutex_t& mutex)
     return false;
 }
 
-// A thread that traced for the first time inside the scope would wait for itself.
+// The thread gets its storage before it locks: getting it inside the scope would lock the same
+// mutex again, and the thread would wait for itself.
 CThreadStatesMapScope::CThreadStatesMapScope()
     : m_bLocked(GetAllocExVarsStorage() != nullptr && LockForReport(g_mutexOfMap))
 {
@@ -162,9 +164,7 @@ CTemporaryThreadStorage::CTemporaryThreadStorage()
 
 CTemporaryThreadStorage::~CTemporaryThreadStorage()
 {
-    // By value: gcc takes the address of a thread-local for one that cannot be null.
-    const SPosixThreadExceptionVars* const pVars = g_pThreadExceptionVars;
-    if (pVars == &m_vars)
+    if (g_pThreadExceptionVars == &m_vars)
     {
         g_pThreadExceptionVars = nullptr;
     }
@@ -204,7 +204,7 @@ void FreeThreadExVarsStorage()
     {
         return;
     }
-    // Out of the map first: a report must not meet freed storage.
+    // The thread leaves the map first, so that no report finds freed storage there.
     UnregisterThread();
     g_pThreadExceptionVars = nullptr;
     pthread_setspecific(g_pkFuncStateEntryThreadKey, nullptr);

@@ -18,8 +18,8 @@ extern int g_bAllocatedFuncStateEntryThreadKey;
 namespace mu
 {
 
-/// The calling thread's value of the key, kept beside it because a thread-specific look-up is a
-/// call and this is a load, with this model in a shared object too.
+/// The calling thread's storage, the same as the key's value. pthread_getspecific() is a call, and
+/// reading this is a load; the model keeps it one in a shared library too.
 [[gnu::tls_model("initial-exec")]] extern constinit thread_local SPosixThreadExceptionVars*
     g_pThreadExceptionVars;
 
@@ -37,15 +37,15 @@ inline SPosixThreadExceptionVars* GetAllocExVarsStorage()
 }
 
 /// Frees the calling thread's storage and takes the thread out of the map. Every thread that used
-/// the library calls it before it ends. Entries still open then do nothing when they close. Does
-/// nothing while the thread traces elsewhere, as in a crash or a report.
+/// the library calls it before it ends. An entry that is still open does nothing when it closes
+/// later. Does nothing while the thread's chain is set aside, as in a crash or a report.
 void FreeThreadExVarsStorage();
 
 namespace mu
 {
 
-/// Gives the calling thread, if it has no storage, one that lies in this object: nothing is
-/// allocated, and no report lists the thread. For where a crash or a probe of memory needs it.
+/// While it lives, this object is the storage of a calling thread that has none, so that a crash or
+/// a memory probe has one on any thread. Nothing is allocated, and no report lists the thread.
 class CTemporaryThreadStorage
 {
 public:
@@ -62,7 +62,7 @@ private:
 } // namespace mu
 
 void InitThreadExceptionVars(SPosixThreadExceptionVars* pVars);
-/// What must happen before a thread's storage is freed: nothing so far.
+/// Called before a thread's storage is freed. Does nothing.
 void ReleaseThreadExceptionVars(SPosixThreadExceptionVars* pVars);
 
 /// Makes the key and the map and installs the crash handler for its five signals
@@ -121,8 +121,8 @@ inline char HexChar(unsigned int uValue)
 namespace mu
 {
 
-/// A string constant; anything else does not compile. Tags and names are read long after the call
-/// that gave them, so they must never be freed.
+/// A string constant; anything else does not compile. Reports read tags and names long after they
+/// were passed, so these must never be freed.
 class CConstantText
 {
 public:
@@ -152,8 +152,8 @@ public:
         SetNewFuncStateEntry(&m_entry, tag.m_szText,
                              pVars->m_pCurrentEntry.load(std::memory_order_relaxed));
         pVars->m_pCurrentEntry.store(&m_entry, std::memory_order_relaxed);
-        // Costs nothing at run time: the compiler must not move the function's own work, which
-        // may fault, out of the scope.
+        // Keeps the compiler from moving the function's own work, which may fault, out of the
+        // scope. Generates no instruction.
         std::atomic_signal_fence(std::memory_order_seq_cst);
     }
     ~CFunctionSwitch() { Leave(); }
@@ -206,8 +206,8 @@ constexpr EFuncParamType FuncParamTypeOf()
     else
     {
         static_assert(std::is_integral_v<TValue>, "a state parameter is a number, bool or pointer");
-        // As on the device: long has 32 bits (a wider host shows the low ones), and a wide
-        // character is unsigned.
+        // Printed as on the device, where long has 32 bits (a 64-bit host shows the low ones) and a
+        // wide character is unsigned.
         if constexpr (std::is_same_v<TValue, unsigned long> || std::is_same_v<TValue, wchar_t>)
         {
             return FPT_DWORD;
@@ -232,7 +232,7 @@ constexpr EFuncParamType FuncParamTypeOf()
 /// A state parameter for the rest of its scope:
 ///     CFunctionSwitch fsOpen("FA::Op");
 ///     mu::CFunctionParam fpFileName(fsOpen, "wszFileName", wszFileName);
-/// The variable and the parameter must live as long as the switch is not left.
+/// The variable and the parameter must live until the switch is left.
 class CFunctionParam
 {
 public:

@@ -10,7 +10,7 @@ namespace
 {
 
 constexpr std::time_t kDay = 86400;
-// No zone changes its offset and changes it back within so short a time.
+// No zone changes its offset and changes it back within a step, so no change is missed.
 constexpr std::time_t kStep = 14 * kDay;
 constexpr long long kEndOf2100 = 4'133'980'800;
 

@@ -8,16 +8,18 @@
 namespace mu
 {
 
-/// The local time for where localtime_r(3) may not be called: it locks, and whoever crashed may
-/// hold that lock. All changes of the zone's offset are asked for beforehand.
+/// The local time in a crash. localtime_r(3) takes a lock, which the crashed thread may hold, so
+/// all changes of the zone's offset are asked for beforehand.
 class CLocalTimes
 {
 public:
-    /// Takes the zone as it is now (tzset(3)). Some milliseconds; not for signal handlers.
+    /// Takes the time zone that is set now (tzset(3)). Needs some milliseconds; not for signal
+    /// handlers.
     void Load();
     bool IsLoaded() const { return m_iChanges > 0; }
 
-    /// Of a moment from 1970 to 2100; UTC if nothing is loaded. Any thread, any handler.
+    /// The local time of a moment from 1970 to 2100; UTC if nothing is loaded. Any thread and any
+    /// signal handler may call it.
     mu::STimeComponents At(std::time_t tMoment) const;
 
 private:
@@ -28,7 +30,7 @@ private:
     };
     void FindChanges(std::time_t tFrom, std::time_t tTo);
 
-    // Four a year, which some zones have for decades; later ones would be missed.
+    // Four a year, as some zones have for decades. Further changes would be missed.
     static constexpr int kMostChanges = 600;
     SChange m_vChanges[kMostChanges] = {};
     int m_iChanges = 0;

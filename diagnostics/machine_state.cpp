@@ -8,7 +8,7 @@ namespace mu
 namespace
 {
 
-/// The code before an address.
+/// Copies the code that ends before uAddress. False if it cannot be read.
 template <typename T>
 bool ReadBefore(CMemoryProbe& probe, std::uintptr_t uAddress, T& code)
 {
@@ -52,7 +52,7 @@ std::uintptr_t InstructionAt(std::uintptr_t uCodeAddress)
 namespace
 {
 
-/// Of "call *operand", by the operand's first byte.
+/// The length of a "call *operand", by the operand's first byte.
 int IndirectCallLength(unsigned int uOperand)
 {
     const unsigned int uMode = uOperand >> 6;
@@ -104,8 +104,8 @@ SMachineState GetInterruptedState(const ucontext_t& context)
 std::uintptr_t SetInterruptedState(ucontext_t& context, std::uintptr_t uInstruction,
                                    std::uintptr_t uStackPointer)
 {
-    // The unwinder takes each address for a return address, and looks for the function that it
-    // belongs to two bytes before.
+    // The unwinder takes each address for a return address, and looks two bytes before it for the
+    // function that it belongs to.
     context.uc_mcontext.arm_pc = InstructionAt(uInstruction + 2);
     context.uc_mcontext.arm_sp = uStackPointer;
     return context.uc_mcontext.arm_pc;
@@ -127,7 +127,7 @@ std::uintptr_t InstructionAt(std::uintptr_t uCodeAddress)
 namespace
 {
 
-/// The distance that the low bits of a word hold.
+/// The low iBits bits of a word as a signed distance.
 std::uintptr_t SignExtended(std::uint32_t uWord, int iBits)
 {
     return static_cast<std::uintptr_t>(static_cast<std::int32_t>(uWord << (32 - iBits)) >>

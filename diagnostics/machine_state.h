@@ -8,13 +8,13 @@
 
 #include "diagnostics/readable_memory.h"
 
-// What differs from machine to machine when a stack is walked. Known are x86-64 and ARM; on others
-// a walk shows the report's own frames too, and ends where the unwinder does.
+// What differs from machine to machine when a stack is walked. x86-64 and ARM are known; on other
+// machines a walk shows the report's own frames too, and ends where the unwinder ends.
 
 namespace mu
 {
 
-/// Where a thread stood.
+/// Where a thread executes.
 struct SMachineState
 {
     std::uintptr_t m_uProgramCounter;
@@ -24,8 +24,8 @@ struct SMachineState
 
 /// Where a signal interrupted its thread.
 SMachineState GetInterruptedState(const ucontext_t& context);
-/// Makes an unwinder that comes through the signal's frame go on at another instruction and stack
-/// pointer. Returns the address by which the unwinder tells that frame.
+/// Changes the context of a signal, so that an unwinder goes on from the signal's frame at this
+/// instruction and stack pointer. Returns the address that the unwinder then gives for the frame.
 std::uintptr_t SetInterruptedState(ucontext_t& context, std::uintptr_t uInstruction,
                                    std::uintptr_t uStackPointer);
 
@@ -33,16 +33,17 @@ struct SUnwoundFrame
 {
     std::uintptr_t m_uAddress;
     std::uintptr_t m_uStackPointer;
-    std::uintptr_t m_uFunction; ///< where the function begins, or one before it
-    bool m_bInterrupted; ///< a signal came before the instruction at this address; no call returns
+    std::uintptr_t m_uFunction; ///< the start of the function, or of one before it
+    bool m_bInterrupted;        ///< a signal came at this address, which is then no return address
 };
 SUnwoundFrame GetUnwoundFrame(_Unwind_Context* pContext);
 
-/// A code address without the bit by which ARM tells its instruction set.
+/// A code address without its lowest bit, which on ARM tells the instruction set.
 std::uintptr_t InstructionAt(std::uintptr_t uCodeAddress);
 
-/// Whether a call stands before the address, as before each return address. uTarget is then the
-/// function that it calls, 0 if it takes it from a pointer.
+/// Whether the instruction before the address is a call, as it is before each return address.
+/// uTarget becomes the address of the function that is called, 0 if the call takes it from a
+/// pointer.
 bool FollowsCall(CMemoryProbe& probe, std::uintptr_t uCodeAddress, std::uintptr_t& uTarget);
 
 } // namespace mu

@@ -10,7 +10,7 @@
 namespace mu
 {
 
-/// The text of a number, made from its end.
+/// The text of a number. Its digits are put from the last one to the first.
 class CNumberText
 {
 public:

@@ -21,7 +21,8 @@ namespace
 
 constexpr int kFirstInherited = 3;
 
-// The system's, which opendir() would allocate for: a 64-bit inode and offset, then this.
+// The records of getdents64(2) are read here because opendir() allocates memory. The length and the
+// name follow a 64-bit inode and a 64-bit offset.
 constexpr std::size_t kRecordLengthAt = 16;
 constexpr std::size_t kNameAt = 19;
 
@@ -30,7 +31,7 @@ void CloseOneOnExec(int iDescriptor)
     ::fcntl(iDescriptor, F_SETFD, FD_CLOEXEC);
 }
 
-// Where the system has no call for all of them: those that are open.
+// For a system without close_range(2): closes the descriptors that are open, one by one.
 void CloseListedOnExec()
 {
     const int iDirectory = ::open("/proc/self/fd", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
@@ -43,7 +44,7 @@ void CloseListedOnExec()
         for (long i = 0; i < iBytes; i += uLength)
         {
             std::memcpy(&uLength, vRecords + i + kRecordLengthAt, sizeof(uLength));
-            const int iDescriptor = std::atoi(vRecords + i + kNameAt); // "." and ".." are 0
+            const int iDescriptor = std::atoi(vRecords + i + kNameAt); // 0 for "." and ".."
             if (iDescriptor >= kFirstInherited)
             {
                 CloseOneOnExec(iDescriptor);
@@ -67,7 +68,8 @@ void RestartProcess(char** ppArgs)
         ::setitimer(eTimer, &timer, nullptr);
     }
 
-    // To ignore a signal is to forget it where it is pending.
+    // Setting a signal to SIG_IGN also discards a pending one, which the new program would
+    // otherwise receive right after exec.
     sigset_t signals;
     ::sigpending(&signals);
     for (int iSignal = 1; iSignal < NSIG; ++iSignal)

@@ -4,10 +4,10 @@
 namespace mu
 {
 
-/// Replaces the process's image (execv(3)) by the program of the argument vector, which a null
-/// ends. It begins clean: no blocked or pending signal, no pending alarm, no open descriptor but 0,
-/// 1 and
-/// 2. Returns only if that fails; the descriptors are still open then. Fit for a signal handler.
+/// Replaces the running program by that of the argument vector, which a null ends (execv(3)). The
+/// new program begins clean: no blocked or pending signal, no pending alarm, and of the descriptors
+/// only 0, 1 and 2 are open. Returns only if the system refuses; the descriptors are still open
+/// then. May be called in a signal handler.
 void RestartProcess(char** ppArgs);
 
 } // namespace mu

@@ -18,10 +18,10 @@ namespace
 
 constexpr std::array kFaultSignals = {SIGSEGV, SIGBUS};
 
-// Protection has the grain of a page, and no page is smaller.
+// Memory is protected by pages, and no machine has smaller ones.
 constexpr std::uintptr_t kPage = 4096;
 
-// The handlers that stood before the first of the running probes.
+// The handlers that were installed before the dispatcher. It reads them without a lock.
 using AnyFunction = void (*)();
 struct SHandlerBefore
 {
@@ -30,14 +30,14 @@ struct SHandlerBefore
 };
 std::array<SHandlerBefore, kFaultSignals.size()> g_vHandlersBefore;
 
-// Guarded by g_iDispatcherOwner, which is taken with all signals blocked: a handler that probes
-// never interrupts its owner.
-std::atomic<pid_t> g_iDispatcherOwner{0}; // the process whose thread it is, 0 if free
+// The process whose thread holds CDispatcherLock, 0 if it is free. The lock guards the two
+// variables below.
+std::atomic<pid_t> g_iDispatcherOwner{0};
 std::array<struct sigaction, kFaultSignals.size()> g_vActionsBefore;
 int g_iProbes = 0;
 
-// The reads that run on this thread. The jump point lies in storage on the heap: what an overrun
-// left there must not be jumped to.
+// How many probed reads run on this thread. While there is none, the jump point is not trusted: it
+// lies on the heap, where an overrun may have written anything.
 constinit thread_local volatile int g_iRunningReads = 0;
 
 bool HasJumpPoint()
@@ -60,7 +60,8 @@ void HandOn(std::size_t uSignal, siginfo_t* pInfo, void* pContext)
     if (pFunction == reinterpret_cast<AnyFunction>(SIG_DFL) ||
         pFunction == reinterpret_cast<AnyFunction>(SIG_IGN))
     {
-        // The instruction runs again and ends the process, as a fault that is ignored does too.
+        // When the handler returns, the instruction faults again, and now that ends the process. So
+        // it does where the signal was ignored: the system ignores no fault.
         std::signal(iSignal, SIG_DFL);
         if (!bFault)
         {
@@ -79,16 +80,19 @@ void HandOn(std::size_t uSignal, siginfo_t* pInfo, void* pContext)
 
 void DispatchFault(int iSignal, siginfo_t* pInfo, void* pContext)
 {
-    // A signal that somebody sent while a read ran is not the read's.
+    // A signal with a code of 0 or less was sent by somebody; it is no fault of the running read.
     if (pInfo->si_code > 0 && HasJumpPoint())
     {
-        // For whoever called this from a handler that blocks signals; here none are.
+        // The jump leaves the signal mask as it is. This handler blocks no signal, but another one
+        // that blocks some may have called it.
         pthread_sigmask(SIG_SETMASK, &static_cast<ucontext_t*>(pContext)->uc_sigmask, nullptr);
         MemoryTestSignalHandler(iSignal);
     }
     HandOn(iSignal == kFaultSignals.front() ? 0 : 1, pInfo, pContext);
 }
 
+// The lock of the dispatcher's state. All signals are blocked meanwhile: a handler on this thread
+// that makes a probe would wait for ever.
 class CDispatcherLock
 {
 public:
@@ -104,12 +108,12 @@ public:
         {
             if (iOwner == iSelf)
             {
-                // Its owner may be a thread of lower priority on the only processor.
+                // Leaves the processor to the owner, which may have a lower priority.
                 mu::SleepMicroSeconds(50);
                 iOwner = 0;
             }
-            // Any other owner held it when this process was forked off, and is not in here: the
-            // next round takes it over.
+            // Any other value is the parent's: one of its threads held the lock when this process
+            // was forked. That thread does not exist here, so the next round takes the lock over.
         }
     }
     ~CDispatcherLock() { g_iDispatcherOwner.store(0, std::memory_order_release); }
@@ -128,8 +132,8 @@ bool IsDispatcher(const struct sigaction& action)
     return (action.sa_flags & SA_SIGINFO) != 0 && action.sa_sigaction == DispatchFault;
 }
 
-// Under the lock. For every probe: a handler may have been set since the last one, or a fork may
-// have come while another thread was in here.
+// Under the lock. Called for every probe, not only for the first: somebody may have installed a
+// handler meanwhile, or this process may have been forked while another thread was in here.
 void InstallDispatcher()
 {
     struct sigaction dispatcher = {};
@@ -153,7 +157,7 @@ void InstallDispatcher()
     }
 }
 
-// Under the lock. A handler that somebody put in place meanwhile stays.
+// Under the lock. A handler that somebody has installed meanwhile stays.
 void RemoveDispatcher()
 {
     for (std::size_t i = 0; i < kFaultSignals.size(); ++i)
@@ -167,8 +171,8 @@ void RemoveDispatcher()
     }
 }
 
-// The loops that touch the memory: volatile, so that they stay loops of single reads, and without
-// the sanitizers' checks, which would be right.
+// CopyBytes() and TouchPages() read the memory in question. It is volatile, so that the compiler
+// keeps each single read. The sanitizers must not check the reads: they would rightly complain.
 struct SRead
 {
     unsigned char* m_pTarget;
@@ -181,7 +185,8 @@ __attribute__((no_sanitize("address", "thread", "undefined"))) void CopyBytes(vo
 {
     auto& read = *static_cast<SRead*>(pArgument);
     std::size_t uDone = 0;
-    // Word by word, where another thread may be changing a pointer.
+    // By words where the memory is aligned: another thread may be changing a pointer there, which
+    // is then copied either old or new.
     if ((reinterpret_cast<std::uintptr_t>(read.m_pSource) |
          reinterpret_cast<std::uintptr_t>(read.m_pTarget)) %
             sizeof(std::uintptr_t) ==
@@ -247,7 +252,8 @@ CMemoryProbe::~CMemoryProbe()
     pthread_sigmask(SIG_SETMASK, &m_maskBefore, nullptr);
 }
 
-// Not inlined: the jump comes back into a frame of which nothing lives in a register.
+// Not inlined: the jump restores the registers of sigsetjmp(), so a caller's variable that has
+// changed since must not be kept in one of them. Here bDone alone changes, and it is volatile.
 [[gnu::noinline]] bool CMemoryProbe::Call(void (*pFunction)(void*), void* pArgument)
 {
     SPosixThreadExceptionVars* const pVars = g_pThreadExceptionVars;
@@ -256,7 +262,7 @@ CMemoryProbe::~CMemoryProbe()
     std::jmp_buf jump;
     volatile bool bDone = false;
 
-    // Not with the signal mask, which the dispatcher sets right.
+    // 0: the signal mask is not saved, which would be a system call. The dispatcher restores it.
     if (sigsetjmp(jump, 0) == 0)
     {
         pVars->m_pMemoryTestJump = &jump;
@@ -274,7 +280,7 @@ CMemoryProbe::~CMemoryProbe()
 std::size_t CMemoryProbe::CopySome(void* pTarget, const void* pSource, std::size_t uSize)
 {
     SRead read = {static_cast<unsigned char*>(pTarget), pSource, uSize, 0};
-    if (pSource != nullptr) // the most common of them costs no fault
+    if (pSource != nullptr) // null is the most common one and need not cost a fault
     {
         Call(CopyBytes, &read);
     }

@@ -9,13 +9,12 @@
 namespace mu
 {
 
-/// Reads memory that may not be there, for its own lifetime: a read that faults ends early instead
-/// of ending the process. While there is any probe, segmentation and bus errors go through one
-/// dispatcher, which comes back to the thread whose read faulted and hands every other signal on to
-/// the handler that stood before.
+/// Reads memory that may not be readable: a read that faults ends early instead of ending the
+/// process. While any probe exists, SIGSEGV and SIGBUS go to a dispatcher. It ends the read that
+/// faulted, and hands every other signal on to the handler that was installed before.
 ///
-/// Nothing is allocated. Probes nest and run on any number of threads at once, also in a signal
-/// handler, for one of the two signals too. A probe belongs to the thread that made it.
+/// Nothing is allocated. Probes nest, and any number of threads may have some at once, also in a
+/// signal handler, even in one for these two signals. Only the thread that made a probe uses it.
 class CMemoryProbe
 {
 public:
@@ -25,11 +24,11 @@ public:
     CMemoryProbe(const CMemoryProbe&) = delete;
     CMemoryProbe& operator=(const CMemoryProbe&) = delete;
 
-    /// Copies up to the first byte that cannot be read and returns how many bytes that were.
-    /// Memory that other threads write or free meanwhile is as good as any: aligned pointers are
-    /// copied whole, and the caller uses the copy alone.
+    /// Copies up to the first byte that cannot be read, and returns the number of bytes copied.
+    /// Other threads may write or free the memory meanwhile: aligned pointers are copied whole, and
+    /// the caller uses the copy alone.
     std::size_t CopySome(void* pTarget, const void* pSource, std::size_t uSize);
-    /// Whether a whole object could be copied; what it holds is undefined if not.
+    /// Copies an object. False if a part of it cannot be read; the target is undefined then.
     template <typename T>
     bool Copy(T& target, const void* pSource)
     {
@@ -37,8 +36,8 @@ public:
     }
     bool IsReadable(const void* pMemory, std::size_t uSize);
 
-    /// Calls something that reads such memory itself and holds nothing while it does. False if a
-    /// fault ended it.
+    /// Calls a function that reads such memory itself. A fault ends the function where it is, so it
+    /// must hold no lock and own nothing while it reads. False if a fault ended it.
     bool Call(void (*pFunction)(void*), void* pArgument);
 
 private:
@@ -48,10 +47,10 @@ private:
 
 } // namespace mu
 
-/// Whether each byte of the range can be read at this moment. No byte always can.
+/// Whether each byte of the range can be read at this moment. True for an empty range.
 bool IsReadableMemory(const void* pMemory, unsigned int uSize);
 
-/// Goes back to the calling thread's running read, which then ends; returns if none runs.
+/// Ends the read that runs on the calling thread and does not return; returns if none runs.
 void MemoryTestSignalHandler(int iSignal);
 
 #endif

@@ -8,7 +8,7 @@ namespace mu
 CSetAsideChain::CSetAsideChain() : m_pStorageBefore(g_pThreadExceptionVars)
 {
     InitThreadExceptionVars(&m_storage);
-    g_pThreadExceptionVars = &m_storage; // which the probe needs
+    g_pThreadExceptionVars = &m_storage; // the probe needs storage
 
     CMemoryProbe probe;
     const auto findChain = [&](const void* pStorage)
@@ -16,7 +16,7 @@ CSetAsideChain::CSetAsideChain() : m_pStorageBefore(g_pThreadExceptionVars)
         return probe.Copy(m_link.m_pPrevious, pStorage) &&
                probe.IsReadable(m_link.m_pPrevious, sizeof(SFuncStateEntry));
     };
-    // The pointer to the storage may be what was damaged.
+    // The crash may have damaged the pointer to the storage; the key holds it too.
     if (!findChain(m_pStorageBefore) && g_bAllocatedFuncStateEntryThreadKey != 0)
     {
         findChain(pthread_getspecific(g_pkFuncStateEntryThreadKey));

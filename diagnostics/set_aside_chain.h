@@ -6,10 +6,10 @@
 namespace mu
 {
 
-/// Leaves the calling thread's chain as it is for a scope, however damaged it may be: functions
-/// that run meanwhile trace on a chain of their own, whose end leads into the other one, so that a
-/// report on this thread shows both. Also for a thread whose storage is damaged or that has none.
-/// Nothing is allocated; scopes nest.
+/// Leaves the calling thread's chain untouched for a scope, however damaged it may be: functions
+/// that are called meanwhile trace on a new chain. Its outermost entry leads to the old chain, so
+/// that a report on this thread shows both. Works also if the thread's storage is damaged or
+/// missing. Nothing is allocated; scopes nest.
 class CSetAsideChain
 {
 public:

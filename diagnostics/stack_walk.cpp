@@ -11,11 +11,12 @@ namespace mu
 namespace
 {
 
-// A frame with large arrays may lie between two return addresses; a damaged stack has no end.
-constexpr int kMostWords = 1 << 14;
-constexpr int kWordsOfFrame = 1 << 10;
+// How far to look for a return address: far, because a frame may hold large arrays, but not for
+// ever, because a damaged stack has no end.
+constexpr int kMostWords = 1 << 14;    // for any call, in the whole walk
+constexpr int kWordsOfFrame = 1 << 10; // for the call of the last function
 
-// No call is shorter.
+// So many bytes before its return address lies every call: none is shorter.
 constexpr std::uintptr_t kIntoCall = 2;
 
 /// Whether the address lies in the few instructions that start the program: nothing called them.
@@ -71,7 +72,7 @@ _Unwind_Reason_Code CStackWalk::OnFrame(_Unwind_Context* pContext, void* pThis)
                                                                 : _URC_END_OF_STACK;
 }
 
-/// Whether the unwinder shall go on.
+/// Returns whether the unwinder is to go on.
 bool CStackWalk::TakeFrame(_Unwind_Context* pContext)
 {
     const SUnwoundFrame frame = GetUnwoundFrame(pContext);
@@ -123,8 +124,8 @@ void CStackWalk::Search(ucontext_t& context)
         const std::size_t uFrames = m_uFrames;
         AddCallee(call.m_uTarget);
         GoOnFrom(context, call.m_uReturnAddress);
-        // The unwinder knows that function, and nobody called it from there: a call that is over
-        // left the word.
+        // The unwinder knows the function and found no call of it: the word is what a call that is
+        // over has left on the stack. The frames it gave are dropped.
         if (m_bStarted && m_bGuessed && !m_bComplete)
         {
             m_uFrames = uFrames;
@@ -133,7 +134,8 @@ void CStackWalk::Search(ucontext_t& context)
     }
 }
 
-/// The surest sign of where the last frame ends; words that calls left behind lie within it.
+/// Finds the return address of a call that went to the last function. Nothing tells more surely
+/// where that function's frame ends; what calls that are over have left lies inside the frame.
 bool CStackWalk::FindCallOfLastFunction(SCall& call)
 {
     std::uintptr_t uPosition = m_uStackPointer;
@@ -154,7 +156,7 @@ bool CStackWalk::FindAnyCall(SCall& call)
     return NextCall(m_uStackPointer, m_iWordsToSearch, call);
 }
 
-/// The next return address on the stack, of so many words at most. Leaves the position behind it.
+/// Finds the next return address on the stack, in at most iWords words. uPosition moves behind it.
 bool CStackWalk::NextCall(std::uintptr_t& uPosition, int& iWords, SCall& call)
 {
     constexpr std::uintptr_t kWord = sizeof(std::uintptr_t);
@@ -176,8 +178,8 @@ bool CStackWalk::NextCall(std::uintptr_t& uPosition, int& iWords, SCall& call)
     return false;
 }
 
-/// The function that a call on the stack went to, unless it is the last frame's: nothing else tells
-/// of it when its own frame was overwritten.
+/// Adds the function that a call on the stack went to, unless the last frame is already that
+/// function's. If its own frame was overwritten, nothing else shows that it was called.
 void CStackWalk::AddCallee(std::uintptr_t uTarget)
 {
     if (uTarget != 0 && FindFunction(m_probe, uTarget) == uTarget &&

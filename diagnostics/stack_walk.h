@@ -14,23 +14,23 @@ namespace mu
 {
 
 /// The functions on the calling thread's stack, innermost first. Each is kept as it is found, so a
-/// fault loses only those beyond it. Where the unwinder cannot go on, as after a jump to a bad
-/// address or from a return address that was overwritten, the next return address is looked for:
-/// in the link register of the machine, then on the stack. Allocates nothing.
+/// fault loses only those beyond it. The unwinder cannot go on from a bad address, to which the
+/// program jumped or to which an overwritten return address leads. Then the walk looks for the next
+/// return address itself: in the machine's link register, then on the stack. Allocates nothing.
 class CStackWalk
 {
 public:
     struct SFrame
     {
         std::uintptr_t m_uAddress;
-        std::uintptr_t m_uInside; ///< in the instruction that calls; the address itself may be
-                                  ///< another function's
+        std::uintptr_t m_uInside; ///< inside the calling instruction: m_uAddress is behind it, and
+                                  ///< may belong to another function
     };
 
-    /// Begins at one of the callers, by the address that its call returns to.
+    /// Begins at the caller to which pReturnAddress leads back.
     CStackWalk(CMemoryProbe& probe, const void* pReturnAddress);
-    /// In a signal handler: begins where the signal came. Changes the context, so the handler must
-    /// not return.
+    /// In a signal handler: begins where the signal interrupted the thread. Changes the context, so
+    /// the handler must not return.
     CStackWalk(CMemoryProbe& probe, ucontext_t& context);
 
     const SFrame* begin() const { return m_vFrames.data(); }
@@ -59,7 +59,7 @@ private:
     std::array<SFrame, 16> m_vFrames = {};
     std::size_t m_uFrames = 0;
 
-    std::uintptr_t m_uStart = 0;        // the address of the frame to pass before more are taken
+    std::uintptr_t m_uStart = 0;        // frames are taken after the one with this address
     std::uintptr_t m_uStackPointer = 0; // of the last frame; a search begins there
     std::uintptr_t m_uFunction = 0;     // of the last frame, 0 if the unwinder does not know it
     int m_iWordsToSearch;

@@ -1,7 +1,7 @@
 #ifndef ZOR_DIAGNOSTICS_STATE_RECORDS_H
 #define ZOR_DIAGNOSTICS_STATE_RECORDS_H
 
-// What tracing leaves in memory and reports read.
+// The records that traced functions keep in memory for reports.
 
 #include <atomic>
 #include <csetjmp>

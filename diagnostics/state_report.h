@@ -6,10 +6,10 @@
 // Chains of active functions as text: a line a function, innermost first, each its tag and its
 // parameters with the values that the variables hold now. Lines end in "\r\n".
 //
-// For bad moments: nothing is allocated but by WarnProgramState(), nothing is read before it is
-// known to be readable, chains that are torn or run in a circle end, nothing is written to the
-// calling thread's own chain, and a full buffer ends the report at the last piece that fits. No
-// terminating zero is written. Any thread may call any of these, also in a signal handler; only the
+// Reports are written in bad moments. So only WarnProgramState() allocates; memory is probed before
+// it is read; a chain that is torn or runs in a circle comes to an end; the calling thread's own
+// chain is not changed; and a full buffer ends the report at the last piece that fits. No
+// terminating zero is written. Any thread may call any of these, also in a signal handler. Only the
 // reports on all threads take a lock, the map's.
 
 namespace mu
@@ -33,7 +33,7 @@ int WriteThreadsStateReport(char* szBuffer, int iBufferSize);
 /// Logs the text and the report on all threads as a warning, if warnings are wanted.
 void WarnProgramState(const char* szText);
 
-/// The outermost and the innermost entry that can be reached from one; null from null or from what
+/// The outermost and the innermost entry that can be reached from pEntry; null if pEntry is null or
 /// cannot be read.
 SFuncStateEntry* GetFirstStateEntry(SFuncStateEntry* pEntry);
 SFuncStateEntry* GetLastStateEntry(SFuncStateEntry* pEntry);

@@ -3,8 +3,7 @@
 
 class ISticky;
 
-/// Holds a reference on an object for a scope: of anything that has ISticky as a base, virtual or
-/// not. Null is allowed.
+/// Holds a reference on an object for a scope. Null is allowed.
 class CStickyScope
 {
 public:

@@ -17,10 +17,10 @@ struct SLookUp
     const void* m_pAddress;
     bool m_bFound = false; // in a program or library
     Dl_info m_info = {};
-    std::uintptr_t m_uObject = 0; // what its addresses count from
+    std::uintptr_t m_uObject = 0; // where the program or library is loaded
 };
 
-// The tables are what the loader made of memory that a crash may have damaged.
+// Probed, because the crash may have damaged the loader's tables.
 SLookUp LookUp(CMemoryProbe& probe, std::uintptr_t uAddress)
 {
     // NOLINTNEXTLINE(performance-no-int-to-ptr)

@@ -29,10 +29,10 @@ public:
 namespace mu
 {
 
-/// From now on reports wait for the map only for a moment and do without it then: whoever holds a
-/// lock when the process crashes may never let go.
+/// From now on LockForReport() waits half a second at most: the thread that holds a lock when the
+/// process crashes may never give it back.
 void SetCrashMode();
-/// Locks what a report needs: at once or not at all, soon, once the process crashes.
+/// Locks a mutex that a report needs. False if the lock fails or, in a crash, is not free in time.
 bool LockForReport(pthread_mutex_t& mutex);
 
 /// Keeps the process's map from being made or freed for a scope, so that a report can walk it
@@ -46,7 +46,7 @@ public:
     CThreadStatesMapScope(const CThreadStatesMapScope&) = delete;
     CThreadStatesMapScope& operator=(const CThreadStatesMapScope&) = delete;
 
-    /// Null when the process has no map, or when it cannot be had in a crash.
+    /// Null if the process has no map, or if a crash could not lock it.
     CThreadStatesMap* GetMap() const;
 
 private:

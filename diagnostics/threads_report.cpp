@@ -29,7 +29,8 @@ struct SScheduling
     int m_iPriority;
 };
 
-// A thread that ended without freeing its storage is still listed, and its id may lead nowhere.
+// Probed, because a thread that ended without freeing its storage is still listed: its id may point
+// at memory that is gone.
 SScheduling GetScheduling(CMemoryProbe& probe, unsigned long dwThreadID)
 {
     const auto thread = static_cast<pthread_t>(dwThreadID);
@@ -70,7 +71,6 @@ bool AppendThreadHead(CFixedText& text, unsigned long dwThreadID, const SSchedul
     return false;
 }
 
-/// The report on all threads.
 class CThreadsReport
 {
 public:
@@ -89,7 +89,7 @@ public:
         {
             return 0;
         }
-        // The map lies on the heap, which may be what is damaged.
+        // Probed, because the map lies on the heap, which the crash may have damaged.
         m_probe.Call([](void* pThis) { static_cast<CThreadsReport*>(pThis)->WriteThreads(); },
                      this);
         return m_text.Length();
@@ -114,7 +114,7 @@ private:
         SFuncStateEntry* pEntry = nullptr;
         if (pthread_equal(static_cast<pthread_t>(dwThreadID), pthread_self()) != 0)
         {
-            pEntry = GetCurrentFuncStateEntry(); // its storage may be set aside
+            pEntry = GetCurrentFuncStateEntry(); // pVars has been set aside
         }
         else if (!m_probe.Copy(pEntry, pVars))
         {

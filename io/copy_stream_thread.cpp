@@ -12,7 +12,7 @@ bool CCopyStreamThread::Start(IStreamReader* psrReader, IStreamWriter* pswWriter
 try
 {
     std::unique_ptr<CCopyStreamThread> pThread(new CCopyStreamThread(psrReader, pswWriter));
-    // From its start on the object is the thread's, which may have freed it already.
+    // Once it is started, the object belongs to its thread, which may have freed it already.
     CCopyStreamThread* const pStarted = pThread.release();
     if (!pStarted->StartThread("Copy Stream", nullptr, nullptr))
     {

@@ -54,8 +54,9 @@ int ReadAll(CFileAccess& file, char* pBuffer, int iLength)
 // False without memory.
 bool DecodeUTF8(const char* szText, int iLength, std::wstring& wsText)
 {
-    // No text converts to nothing without an error, unless it is a single sequence cut off. By its
-    // lead a sequence has up to six bytes, so in a longer text an empty result means no memory.
+    // ConvertString() returns 0 without memory, but also for a text that is the beginning of one
+    // sequence. No sequence is longer than six bytes, so a longer text that gives neither
+    // characters nor an error means that there was no memory.
     const char* szError = nullptr;
     return mu::ConvertString(szText, iLength, wsText, &szError) > 0 || szError != nullptr ||
            iLength <= 6;
@@ -213,8 +214,8 @@ int CFileAccess::ToBuffer(const wchar_t* wszPath, CMemBlockPtr& block)
     const int iRead = file.Read(pData, iSize);
     if (iRead < iSize)
     {
-        block.Resize(static_cast<unsigned int>(
-            std::max(iRead, 0))); // not the bytes that the read left unwritten
+        // The block ends where the read ended: the bytes after that were never written.
+        block.Resize(static_cast<unsigned int>(std::max(iRead, 0)));
     }
     return iRead;
 }

@@ -9,8 +9,8 @@
 namespace mu
 {
 
-/// The state of a ring for whoever cannot take its lock, because who holds it crashed: as it was
-/// after the last change, also while the next one is under way.
+/// The state of a ring for a crash, which cannot take the ring's lock if it interrupted the thread
+/// that holds it. It is the state after the last change; a change that is under way does not show.
 class CRingSnapshot
 {
 public:
@@ -25,14 +25,14 @@ public:
     /// Any thread, any signal handler.
     CBlockRing Get() const
     {
-        constexpr int kTries = 1000; // against threads that change the ring twice within each
+        constexpr int kTries = 1000; // a try fails only if the ring changes twice meanwhile
         CBlockRing ring;
         for (int i = 0; i < kTries; ++i)
         {
             const unsigned uTaken = m_uTaken.load(std::memory_order_acquire);
             ring = m_aRings[uTaken % 2];
-            // Adds nothing: as a store with release order it keeps the copy before it, as a fence
-            // would, which the thread sanitizer does not know.
+            // Reads the number by adding 0: a write with release order keeps the copy before it. A
+            // fence would do the same, but the thread sanitizer does not know fences.
             if (m_uTaken.fetch_add(0, std::memory_order_acq_rel) == uTaken)
             {
                 break;

@@ -20,8 +20,8 @@ namespace
 constexpr char kLineEnd[] = {'\r', '\n'};
 constexpr int kLineEndSize = sizeof(kLineEnd);
 
-// Reads a byte of each page: text that is not there faults here and not under a lock that other
-// threads need.
+// Reads a byte of each page of a text: if the text cannot be read, this faults here, and not under
+// the lock that other threads need.
 void TouchText(const char* pText, int iLength)
 {
     constexpr int kSmallestPage = 4096;
@@ -159,8 +159,8 @@ bool CDailyDebugLog::AddTextV(const char* szFormat, va_list args)
     return AddBlock(szLine, bFits ? iLength : -1, kLineBlockSize - kLineEndSize, true, szState);
 }
 
-// Adds iLength bytes of text (negative: none), and the line end if asked, in a block for iRoom
-// bytes of text.
+// Allocates a block with room for iRoom bytes of text, writes iLength bytes of text and, if asked,
+// the line end into it and commits those. A negative iLength adds nothing.
 bool CDailyDebugLog::AddBlock(const char* pText, int iLength, int iRoom, bool bAddNewLine,
                               const char*& szState)
 {
@@ -191,7 +191,8 @@ bool CDailyDebugLog::AddBlock(const char* pText, int iLength, int iRoom, bool bA
                      !m_bCrashed;
         }
         szState = "check size";
-        // A block takes its size and, if it does not fit before the end, a tail that is shorter.
+        // A block uses up at most twice its size: if it does not fit before the ring's end, the
+        // tail that is skipped there is shorter than the block.
         m_llFreeAtLeast -= 2LL * iBlock;
         // A line may find no room in a small buffer although less than half of it is used.
         bFlush =
@@ -235,7 +236,8 @@ void CDailyDebugLog::CheckSeverity(Severity eSeverity)
     }
 }
 
-// A buffer that a full disk has filled up may have room again: an Error tries before it is dropped.
+// After a failed write (m_llRetryTime is not 0) the buffer may be full although the disk has room
+// again. So an Error that was not added asks for a flush, and is added again, before it is dropped.
 template <typename TAdd>
 void CDailyDebugLog::AddMessage(Severity eSeverity, TAdd add)
 {

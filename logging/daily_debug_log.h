@@ -132,8 +132,8 @@ private:
 
     enum class EOutcome
     {
-        Written, ///< also if nothing was written because the clock is not set or in a crash
-        Failed,  ///< some is left that the file did not take
+        Written, ///< also if the clock is not set, or if a crash has taken the file
+        Failed,  ///< the file did not take everything
         NoFile,
     };
 
@@ -181,23 +181,26 @@ private:
     void* m_pTermContext = nullptr;
     mu::STimeComponents m_fileDate;
 
-    // From the allocation of a block to its commit, because the buffer is for one writer; for the
-    // pointers to the scheduler and the buffer, the file's date and its path for a crash too. Never
-    // held while anything is formatted or called that may wait.
+    // Held from the allocation of a block to its commit, because the buffer is for one writer. Also
+    // guards the pointers to the scheduler and the buffer, the file's date and the path for a
+    // crash. Never held while text is formatted or anything is called that may wait.
     std::mutex m_writeMutex;
-    long long m_llFreeAtLeast = 0; // in the buffer, so that it is asked only now and then
-    // For the time of a flush, and of the task it runs in, which may end with the log. Recursive,
-    // because the log's last reference may go in its own task.
+    // The buffer has at least this much room. Known without asking it, which is done only when this
+    // falls below half of its size.
+    long long m_llFreeAtLeast = 0;
+    // Held during a flush and the task that it runs in. The task may release the log's last
+    // reference: so the mutex is shared, to outlive the log, and recursive, because the log's
+    // destruction locks it once more.
     const std::shared_ptr<std::recursive_mutex> m_pFlushMutex;
     std::atomic<unsigned long> m_dwFlushThreadID{mu::kNoThreadID}; // of the thread in SaveLog()
-    bool m_bAskedInFlush = false;                                  // that thread's
-    std::atomic<int> m_iFlushesQueued{0};                          // not counting day ends; a hint
+    bool m_bAskedInFlush = false;            // whether that thread asked for a flush meanwhile
+    std::atomic<int> m_iFlushesQueued{0};    // without day ends; may be too low for a moment
     std::atomic<long long> m_llRetryTime{0}; // of mu::GetTimestamp(); 0: the last write succeeded
 
     // For a crash.
     std::atomic<bool> m_bCrashed{false};
     std::atomic<const char*> m_szCrashReport{nullptr};
-    std::atomic<int> m_iProcessID{0}; // whose lines the buffer holds
+    std::atomic<int> m_iProcessID{0}; // of the process whose lines the buffer holds
     std::atomic<CDailyDebugLog*> m_pNextLog{nullptr};
 };
 

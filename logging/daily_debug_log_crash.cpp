@@ -16,8 +16,8 @@
 namespace
 {
 
-// The process's logs. A crash goes through them under the lock, so that none is destroyed
-// meanwhile, or without it if the crash interrupted whoever holds it.
+// The process's logs. A crash walks the list under the lock, so that no log is destroyed meanwhile.
+// If it cannot have the lock, because it interrupted the thread that holds it, it walks without.
 pthread_mutex_t g_mutexOfLogs = PTHREAD_MUTEX_INITIALIZER;
 std::atomic<CDailyDebugLog*> g_pFirstLog{nullptr};
 
@@ -60,7 +60,8 @@ void CDailyDebugLog::WriteAllInCrash()
     }
 }
 
-// Where the lines go if the file is not open: what takes memory is done beforehand.
+// Sets the path to which a crash writes if the file is not open. That takes memory, so it is done
+// beforehand.
 void CDailyDebugLog::PrepareForCrash()
 {
     m_iProcessID = ::getpid();

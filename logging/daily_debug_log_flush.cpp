@@ -149,7 +149,7 @@ void CDailyDebugLog::QueueFlush(IScheduler& scheduler, unsigned long long ullDel
     }
 }
 
-// A flush that is queued already does as well.
+// Queues the next try, unless a flush is queued already.
 void CDailyDebugLog::QueueRetry()
 {
     const CSchedulerReference pScheduler = GetScheduler();
@@ -186,7 +186,8 @@ void CDailyDebugLog::TimeToSaveLog(IScheduler*, void* pContext, int iParameter, 
     const std::scoped_lock lock(*pFlushMutex);
     if (iParameter == 0)
     {
-        pLog->FinishQueuedFlush(); // an Error from now on may come too late for this one
+        // Before the flush: an Error that comes from now on may miss it, and queues another one.
+        pLog->FinishQueuedFlush();
     }
     pLog->SaveLog(iParameter != 0);
     pLog->Release();
@@ -278,15 +279,18 @@ void CDailyDebugLog::SaveLog(bool bDayEnd)
 
 CDailyDebugLog::EOutcome CDailyDebugLog::WriteContent()
 {
-    // More than the warning that a short write adds to what is to be written.
+    // The file logs a warning about each short write, which adds a line to the buffer. Only a write
+    // of more bytes than such a line makes progress.
     constexpr int kLeastProgress = 256;
 
     bool bShort = false;
-    bool bMayFail =
-        m_llRetryTime == 0; // a single failure must not cost a second, and with it lines
+    // The first failure is tried again at once: the buffer may fill up in the second until the next
+    // try, and then lines are lost.
+    bool bMayFail = m_llRetryTime == 0;
     while (m_pTextBuffer->GetReadQueueLength() > 0)
     {
-        // Until what was written has left the buffer.
+        // Held until the bytes that were written have left the buffer, so that a crash cannot write
+        // them again.
         const mu::CDayFile::CTurn turn(m_file);
         if (!turn.IsMine())
         {

@@ -53,7 +53,8 @@ void CDayFile::AddFileName(std::wstring& wsDirectory, const STimeComponents& dat
     wsDirectory += wszName;
 }
 
-// A crash may have read the path in use, which therefore stays until the next change.
+// A crash may be using the path that it has found. So the new path goes into the other string, and
+// the old one stays until the next change.
 void CDayFile::SetPathForCrash(std::string strPath)
 {
     m_uCrashPath = 1 - m_uCrashPath;
@@ -107,7 +108,8 @@ int CDayFile::Write(const void* pText, int iSize)
     return Put(pText, iSize);
 }
 
-// Within limits: a signal that comes again and again must not hang the flush.
+// Repeats a call that a signal interrupted, but not for ever: a signal that comes again and again
+// must not hang the flush.
 template <typename TCall>
 void CDayFile::RepeatIfInterrupted(TCall call)
 {
@@ -144,8 +146,8 @@ bool CDayFile::TakeForCrash(unsigned long long& ullNext)
     {
         return true;
     }
-    // Only the file knows what the owner's last call has written. The system holds the position
-    // while a write is under way, so this waits for its end.
+    // The owner was stopped inside a write, and only the file's position tells how far it came.
+    // lseek() waits for the end of a write that is still under way.
     const off_t iPosition = ::lseek(m_iDescriptor, 0, SEEK_CUR);
     if (iPosition >= 0)
     {
@@ -158,7 +160,8 @@ bool CDayFile::TakeForCrash(unsigned long long& ullNext)
     return true;
 }
 
-// False if it is the calling thread, which crashed in its turn, or one that takes too long.
+// Waits a second at most until the owner is done. False if it is not, or if the calling thread is
+// the owner and crashed in its own turn.
 bool CDayFile::WaitForOwner()
 {
     constexpr int kTries = 200;

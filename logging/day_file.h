@@ -14,14 +14,16 @@ namespace mu
 
 /// The file in which a daily log keeps a day: UTF-8 with a byte-order mark, appended to.
 ///
-/// The bytes of the log's text have numbers, which go on from day to day. They tell a crash how far
-/// the flush had come that it interrupted, so that no line is written twice or left out.
+/// The bytes of the log's text are numbered, on and on from day to day. By these numbers a crash
+/// knows how far the flush had come that it interrupted, so that no line is written twice or left
+/// out.
 ///
 /// One thread at a time, and inside a CTurn, except where an operation says otherwise.
 class CDayFile
 {
 public:
-    /// Holds the file for a scope. In a crash nobody gets it any more.
+    /// Holds the file for a scope, if it is free. Once a crash has taken it, it is never free
+    /// again.
     class CTurn
     {
     public:
@@ -63,9 +65,9 @@ public:
 
     // In a crash: system calls only, no lock without a limit, no allocation. One thread.
 
-    /// Takes the file for good, once its owner is done, and makes or opens it if need be. ullNext
-    /// becomes the number of the next byte to be written, and stays where its owner is not caught
-    /// in the middle. False if there is no file.
+    /// Takes the file for good. Waits a moment for the owner of a turn; then makes and opens the
+    /// file if it is not open. If the owner was stopped inside a write, ullNext becomes the number
+    /// of the next byte to write; else it is not changed. False if there is no file.
     bool TakeForCrash(unsigned long long& ullNext);
     bool AppendInCrash(const char* pText, std::size_t uSize);
 
@@ -81,8 +83,8 @@ private:
 
     CFileAccess m_file;
     std::atomic<unsigned long> m_dwOwnerID{kNoThreadID};
-    std::atomic<int> m_iDescriptor{
-        -1}; // set last when the file opens, cleared first when it closes
+    // Set last when the file opens, cleared first when it closes.
+    std::atomic<int> m_iDescriptor{-1};
     unsigned long long m_llTextStart = 0; // the position at which the text begins
     unsigned long long m_ullFirst = 0;    // the number of the byte there
     int m_iMarkLeft = 0;                  // bytes of the byte-order mark that are not written

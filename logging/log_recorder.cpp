@@ -87,10 +87,11 @@ void CLogRecorder::GetXMLLogMessage(const char* szText, CEasyXML& exmlMessage)
         .SetAttributeValue(L"zor:Text", mu::g_wszDocumentNamespace, szText);
 }
 
-// Takes the document over and leaves an empty one: handles on one document are for one thread.
+// Moves the document into the store and leaves an empty one. A document is for one thread, so the
+// caller must have no further handle on it.
 //
-// A thread that reads the recorder and fails meanwhile may log here. Its message is lost like any
-// other that finds the recorder busy; locking again would be told as a fault.
+// A thread that holds the lock to read the recorder may have an error to log. Its message is lost
+// like any other that finds the recorder busy: locking again would be reported as a relock.
 void CLogRecorder::Keep(CEasyXML& exmlMessage)
 {
     if (m_lock.IsLockedByCurrentThread())

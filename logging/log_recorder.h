@@ -52,10 +52,10 @@ public:
     int GetNumberOfMessages();
     /// Ever kept, those included that had to go.
     int GetTotalMessageCount();
-    /// One message by its number. Messages count from 0 for the oldest one held while none had to
-    /// go yet (the total is at most the maximum); after that absolutely, from the first one ever
-    /// kept, iCount being how many the caller takes to be held. The results are the caller's own.
-    /// False, with nothing changed, if the message is not held.
+    /// Gives one message, in a copy of the caller's own. While none has been dropped (the total is
+    /// at most the maximum), iIndex counts from 0 for the oldest message held. After that it counts
+    /// from 0 for the first one ever kept, and iCount is the number of messages that the caller
+    /// believes to be held. False, with nothing changed, if the message is not held.
     bool GetLogMessage(int iIndex, int iCount, unsigned long long& ullTime, CEasyXML& exmlMessage);
     void Clear(); ///< The counters stay.
 

@@ -87,7 +87,8 @@ void CLogRecorder::CollectTextMessage(CEasyXMLNode& message, std::wstring& wsOut
 {
     AppendTextLine(message, wsOut, wsLineEnd);
 
-    // Documents may be nested deeper than a stack: where to go on, instead of recursion.
+    // Where to go on after a nested message. No recursion: a document may be nested deeper than the
+    // stack allows.
     std::vector<CEasyXMLNode> vNext;
     CEasyXMLNode node = SkipParameters(message.GetFirstChild());
     while (node.IsValid())

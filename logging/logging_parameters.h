@@ -26,12 +26,12 @@ struct SLoggingParameters : public IXMLAble
 {
     virtual ~SLoggingParameters() = default;
 
-    /// Sets the values below.
+    /// Sets the default values.
     void Reset() { *this = SLoggingParameters(); }
 
-    /// Null for what is no severity.
+    /// Null if iIndex is no severity.
     static const wchar_t* GetLogSeverityName(int iIndex);
-    /// -1 for what is no name, with its case, or null.
+    /// -1 if wszName is null or no name. Case matters.
     static int GetLogSeverityIndex(const wchar_t* wszName);
 
     bool SyncXML(CEasyXMLNode& node, bool bToXML);

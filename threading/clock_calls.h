@@ -4,7 +4,7 @@
 #include <ctime>
 
 // The system's clocks, behind functions of ours because setting them takes privileges: a test links
-// its own clock_calls in place of this one. They are 0 or a descriptor on success, else -1 with
+// its own clock_calls in place of this one. Each returns 0 or a descriptor, on failure -1 with
 // errno set.
 
 namespace mu::clock_calls

@@ -42,7 +42,7 @@ private:
     std::atomic<bool> m_bSignalled{false}; // Reset() clears it without the mutex
 };
 
-/// The same, on the heap and traced: who waits shows in state reports. Invalid also without memory.
+/// The same, on the heap and traced: state reports show who waits. Without memory it is invalid.
 class CWinEvent
 {
 public:

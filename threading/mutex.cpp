@@ -14,8 +14,8 @@ namespace
 
 constexpr int kReportSize = 200;
 
-// The text and the report leave together, so that what other threads print cannot come between,
-// and past any buffer, so that they show also if the program hangs next.
+// Writes the text and the report in one piece, so that no output of another thread comes between
+// them, and without stdio's buffer, so that they show also if the program hangs next.
 [[gnu::format(printf, 1, 2)]] void Print(const char* szFormat, ...)
 {
     char szText[kReportSize + 100];

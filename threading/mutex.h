@@ -22,14 +22,14 @@ class CMutualExclusion
 {
 public:
     CMutualExclusion();
-    /// Whatever state it is in. Whoever holds it must not touch it any more.
+    /// In any state. A thread that holds the lock must not touch it any more.
     ~CMutualExclusion();
 
     CMutualExclusion(const CMutualExclusion&) = delete;
     CMutualExclusion& operator=(const CMutualExclusion&) = delete;
 
-    /// Whether the caller holds the lock now. 0 only tries; every other value waits without limit,
-    /// as it is no time here.
+    /// Returns whether the caller holds the lock now. 0 only tries; every other value waits without
+    /// a limit, whatever time it stands for.
     bool Lock(unsigned long dwMilliseconds)
     {
         CFunctionSwitch fsLock("MtEx::Lock");

@@ -18,7 +18,8 @@ constexpr int kRawPerMicrosecond = 1'000;
 
 std::atomic<clockid_t> g_clock{CLOCK_MONOTONIC};
 
-// Set while the failure is logged: the logger asks for the time of that very message.
+// Set while the failure is logged: the logger reads the clock for that message, which fails again
+// and must not be logged in its turn.
 thread_local bool g_bLoggingFailure = false;
 
 [[gnu::cold]] void LogFailure(clockid_t clock, int iResult)

@@ -21,8 +21,9 @@
 namespace mu
 {
 
-/// What the thread and others know of each other. The thread begins and ends under the lock, so
-/// whoever holds it may use the handle and the stack that the top entry is on.
+/// What the thread shares with its starter and with reports. The thread needs the lock to begin and
+/// to end, so whoever holds it may use the handle, and the thread's stack, on which the top entry
+/// is.
 struct SSimpleThreadRun
 {
     CMutualExclusion m_mutex;
@@ -148,7 +149,8 @@ bool CSimpleThread::StartThread(const char* szThreadName, void* pParam, unsigned
     const CStickyScope ownReference(pParameters);
     pParameters->AddRef(); // for the thread
 
-    const CMutexProtection lock(pRun->m_mutex, mu::kInfinite); // the thread begins when it is free
+    // The thread waits for this lock before it begins.
+    const CMutexProtection lock(pRun->m_mutex, mu::kInfinite);
     pthread_t handle = 0;
     m_iLastError = pthread_create(&handle, nullptr, MyMainThreadFunction, pParameters);
     const bool bStarted = m_iLastError == 0;
@@ -194,7 +196,7 @@ int CSimpleThread::WriteStateReport(char* szBuffer, int iBufferSize)
 void* CSimpleThread::MyMainThreadFunction(void* pParameters)
 {
     auto* const pOwnParameters = static_cast<SSimpleThreadFunctionParameters*>(pParameters);
-    // Reports read the name until the end, when the parameters are gone.
+    // The parameters are released before the thread ends, and reports read the name until then.
     const std::string strThreadName = std::move(pOwnParameters->m_strThreadName);
     const std::shared_ptr<mu::SSimpleThreadRun> pRun = pOwnParameters->m_pRun;
     const char* const szThreadName = strThreadName.c_str();

@@ -54,8 +54,8 @@ protected:
 private:
     int m_iLastError = 0;
     unsigned long m_dwThreadID = 0;
-    const std::shared_ptr<mu::SSimpleThreadRun>
-        m_pRun; // shared with the thread, which may outlive this
+    // Shared with the thread, which may outlive this object.
+    const std::shared_ptr<mu::SSimpleThreadRun> m_pRun;
 };
 
 #endif

@@ -29,8 +29,8 @@ long long SetLocalTimeComponents(long long& llSeconds, const STimeComponents& ti
 void GetTimeComponents(long long llSeconds, STimeComponents& time);
 long long SetTimeComponents(long long& llSeconds, const STimeComponents& time);
 
-/// Is told after SetCurrentLocalTimeComponents() has set the clock, on its thread, while timers
-/// still hold.
+/// Is told when SetCurrentLocalTimeComponents() has set the clock, on the same thread and before
+/// that call returns.
 class IClockListener
 {
 public:
@@ -40,7 +40,8 @@ protected:
     ~IClockListener() = default;
 };
 
-/// Null takes the listener away. It must live as long as another thread may be setting the clock.
+/// Null takes the listener away. A listener must live as long as another thread may be setting the
+/// clock.
 void SetClockListener(IClockListener* pListener);
 
 /// Sets the system's clock and the hardware clock to a local time. A failure is logged, and the
