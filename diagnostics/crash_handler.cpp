@@ -14,6 +14,7 @@
 
 #include "diagnostics/crash_backtrace.h"
 #include "diagnostics/crash_file.h"
+#include "diagnostics/crash_options.h"
 #include "diagnostics/crash_watchdog.h"
 #include "diagnostics/exception_delivery.h"
 #include "diagnostics/local_times.h"
@@ -38,9 +39,6 @@ constexpr SCrashSignal kCrashSignals[] = {
     {SIGILL, "Illegal Instruction"}, {SIGSEGV, "Segmentation Violation"},
     {SIGBUS, "Bus Error"},
 };
-
-bool g_bRestart = false;
-char** g_ppRestartArgs = nullptr;
 
 // The signals that a write may raise: the reader of standard output has gone, or the file reaches
 // the process's limit of file sizes. They are ignored from the crash on, so that the write fails
@@ -89,28 +87,30 @@ void DeliverReport()
 /// pStack is null in a report on all threads.
 void ComposeHead(const char* szText, const void* pStack)
 {
+    const char* const szApplication = g_crashOptions.m_szApplicationName;
+    const char* const szVersion = g_crashOptions.m_szVersion;
     g_timeOfReport = GetLocalTime();
     char szTime[20];
     mu::GetTimeComponentsAsChars(g_timeOfReport, szTime, static_cast<int>(sizeof(szTime)));
     const int iLength =
         pStack != nullptr
             ? std::snprintf(g_szReport, sizeof(g_szReport), "%s %s %s\r\n%s\r\nStack=%p\r\n",
-                            g_szApplicationName, g_szVersion, szTime, szText, pStack)
-            : std::snprintf(g_szReport, sizeof(g_szReport), "%s %s %s\r\n%s\r\n",
-                            g_szApplicationName, g_szVersion, szTime, szText);
+                            szApplication, szVersion, szTime, szText, pStack)
+            : std::snprintf(g_szReport, sizeof(g_szReport), "%s %s %s\r\n%s\r\n", szApplication,
+                            szVersion, szTime, szText);
     g_iReportLength = std::clamp(iLength, 0, kReportSize - 1);
 }
 
 /// Returns if no restart is asked for, or if the system refuses it.
 void RestartIfAsked()
 {
-    if (g_bRestart && g_ppRestartArgs != nullptr)
+    if (g_crashOptions.m_bRestart && g_crashOptions.m_ppRestartArgs != nullptr)
     {
         for (std::size_t u = 0; u < std::size(kSignalsOfWriting); ++u)
         {
             ::sigaction(kSignalsOfWriting[u], &g_vWritingBefore[u], nullptr);
         }
-        RestartProcess(g_ppRestartArgs);
+        RestartProcess(g_crashOptions.m_ppRestartArgs);
     }
 }
 
@@ -167,12 +167,12 @@ void BecomeReportingThread()
 
 [[noreturn]] void EndProcess()
 {
-    if (HasExceptionEvent())
+    if (g_crashOptions.m_pEvent != nullptr)
     {
         mu::SleepMS(1000);
     }
     RestartIfAsked();
-    std::exit(g_iProcessExitCode);
+    std::exit(g_crashOptions.m_iExitCode);
 }
 
 /// pContext is where a signal interrupted the thread. It is null when the program itself reports an
@@ -246,19 +246,19 @@ void SetPosixExceptionHandler(const char* szApplication, const char* szVersion,
 {
     if (szApplication != nullptr)
     {
-        g_szApplicationName = szApplication;
+        g_crashOptions.m_szApplicationName = szApplication;
     }
     if (szVersion != nullptr)
     {
-        g_szVersion = szVersion;
+        g_crashOptions.m_szVersion = szVersion;
     }
     if (wszExceptionLogFile != nullptr)
     {
-        SetExceptionLogFile(wszExceptionLogFile);
+        g_crashOptions.SetLogFile(wszExceptionLogFile);
     }
     if (iArgCount != 0 && ppArgs != nullptr)
     {
-        g_ppRestartArgs = ppArgs;
+        g_crashOptions.m_ppRestartArgs = ppArgs;
     }
     static pthread_once_t s_once = PTHREAD_ONCE_INIT;
     pthread_once(&s_once, InitExceptions_Once);
@@ -266,27 +266,32 @@ void SetPosixExceptionHandler(const char* szApplication, const char* szVersion,
 
 void SetRootExceptionFilesFolder(const wchar_t* wszFolder)
 {
-    SetExceptionFilesFolder(wszFolder);
+    g_crashOptions.SetFolder(wszFolder != nullptr ? wszFolder : L"");
 }
 
 void EnableProgramRestart(bool bEnable)
 {
-    g_bRestart = bEnable;
+    g_crashOptions.m_bRestart = bEnable;
 }
 
 void SetCrashEvent(CWinEvent* pEvent)
 {
-    SetExceptionEvent(pEvent);
+    g_crashOptions.m_pEvent = pEvent;
 }
 
 void mu::SetCrashLogWriter(void (*pfnWrite)())
 {
-    SetExceptionLogWriter(pfnWrite);
+    g_crashOptions.m_pfnWriteLog = pfnWrite;
+}
+
+void mu::SetCrashTimeLimit(int iMilliseconds)
+{
+    g_crashOptions.m_iTimeLimit = iMilliseconds;
 }
 
 void SetPosixExceptionProcessExitCode(int iExitCode)
 {
-    g_iProcessExitCode = iExitCode;
+    g_crashOptions.m_iExitCode = iExitCode;
 }
 
 void FatalProgramError(const char* szText)

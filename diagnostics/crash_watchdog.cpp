@@ -8,18 +8,16 @@
 #include <sys/time.h>
 #include <unistd.h>
 
+#include "diagnostics/crash_options.h"
 #include "diagnostics/set_aside_chain.h"
 #include "threading/sleep.h"
 
 namespace mu
 {
 
-int g_iProcessExitCode = 1;
-
 namespace
 {
 
-int g_iTimeLimit = 10'000;
 sem_t g_semArmed;
 std::atomic<int> g_iAlarms{0};
 void (*g_pDeliverRest)() = nullptr;
@@ -38,7 +36,7 @@ void* Watch(void*)
     while (sem_wait(&g_semArmed) != 0)
     {
     }
-    mu::SleepMS(g_iTimeLimit);
+    SleepMS(g_crashOptions.m_iTimeLimit);
     EndAtTimeLimit();
 }
 
@@ -56,7 +54,7 @@ void HandleAlarm(int)
     {
         EndAtTimeLimit();
     }
-    StartAlarm(g_iTimeLimit / 2);
+    StartAlarm(g_crashOptions.m_iTimeLimit / 2);
     // The loggers trace, and the alarm may have interrupted this thread anywhere, also between the
     // steps of opening an entry.
     const CSetAsideChain chain;
@@ -67,12 +65,7 @@ void HandleAlarm(int)
 
 void EndProcessAtOnce()
 {
-    ::_exit(g_iProcessExitCode);
-}
-
-void SetCrashTimeLimit(int iMilliseconds)
-{
-    g_iTimeLimit = iMilliseconds;
+    ::_exit(g_crashOptions.m_iExitCode);
 }
 
 void StartCrashWatchdog()
@@ -106,7 +99,7 @@ void ArmCrashWatchdog(void (*pDeliverRest)(), void (*pRestart)())
     sigemptyset(&action.sa_mask);
     action.sa_flags = SA_ONSTACK | SA_NODEFER | SA_RESTART;
     ::sigaction(SIGALRM, &action, nullptr);
-    StartAlarm(g_iTimeLimit / 2);
+    StartAlarm(g_crashOptions.m_iTimeLimit / 2);
 }
 
 } // namespace mu

@@ -9,12 +9,8 @@ namespace mu
 // watchdog's thread restarts or ends the process; in a forked child, which has no such thread, a
 // second SIGALRM does.
 
-/// 1
-extern int g_iProcessExitCode;
+/// With the exit code that is set.
 [[noreturn]] void EndProcessAtOnce();
-
-/// From the crash to the end of the process, 10000 ms.
-void SetCrashTimeLimit(int iMilliseconds);
 
 /// Starts the watchdog's thread. Called once, before a crash.
 void StartCrashWatchdog();

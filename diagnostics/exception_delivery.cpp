@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdio>
-#include <cstring>
 #include <cwchar>
 #include <iterator>
 
@@ -11,8 +10,8 @@
 #include <unistd.h>
 
 #include "diagnostics/crash_file.h"
+#include "diagnostics/crash_options.h"
 #include "logging/logger.h"
-#include "mu/unicode.h"
 #include "threading/event.h"
 
 namespace mu
@@ -20,24 +19,6 @@ namespace mu
 
 namespace
 {
-
-constexpr int kMostPathLength = 255; // of the dated folder's
-constexpr std::size_t kMostBytes = 4 * (kMostPathLength + 1) + 1;
-
-char g_szLogFile[kMostBytes];
-char g_szFolder[kMostBytes];
-int g_iFolderLength = 0; // in characters
-CWinEvent* g_pEvent = nullptr;
-std::atomic<void (*)()> g_pfnWriteLog{nullptr};
-
-/// Returns the characters taken.
-int SetPath(char (&szPath)[kMostBytes], const wchar_t* wszPath, int iMostLength)
-{
-    const auto iLength =
-        static_cast<int>(::wcsnlen(wszPath, static_cast<std::size_t>(iMostLength)));
-    mu::ConvertString(wszPath, iLength, szPath, static_cast<int>(kMostBytes));
-    return iLength;
-}
 
 void WriteToFile(const char* szPath, int iFlags, const char* szReport, int iLength)
 {
@@ -61,12 +42,15 @@ void WriteDatedFile(const char* szReport, int iLength, const mu::STimeComponents
 {
     char szMonth[20];
     NarrowMonthName(time.m_iMonth, szMonth);
-    char szPath[kMostBytes + 100];
-    const int iFolder = std::snprintf(szPath, sizeof(szPath), "%s/%04d/%02d %s/%02d", g_szFolder,
-                                      time.m_iYear, time.m_iMonth, szMonth, time.m_iDay);
-    // All that follows the root is ASCII.
-    const int iAdded = iFolder - static_cast<int>(std::strlen(g_szFolder));
-    if (g_iFolderLength + iAdded > kMostPathLength)
+    char szPath[4 * SCrashOptions::kMostFolderLength + 100];
+    const int iFolder =
+        std::snprintf(szPath, sizeof(szPath), "%s/%04d/%02d %s/%02d", g_crashOptions.m_szFolder,
+                      time.m_iYear, time.m_iMonth, szMonth, time.m_iDay);
+    // The limit counts characters, of which continuation bytes of UTF-8 are none.
+    const auto iCharacters =
+        std::count_if(szPath, szPath + iFolder,
+                      [](char ch) { return (static_cast<unsigned>(ch) & 0xC0) != 0x80; });
+    if (iCharacters > SCrashOptions::kMostFolderLength)
     {
         return;
     }
@@ -93,15 +77,15 @@ void ToLogger(const char* szReport, int, const mu::STimeComponents&)
 
 void ToLogFile(const char* szReport, int iLength, const mu::STimeComponents&)
 {
-    if (*g_szLogFile != '\0')
+    if (*g_crashOptions.m_szLogFile != '\0')
     {
-        WriteToFile(g_szLogFile, O_APPEND, szReport, iLength);
+        WriteToFile(g_crashOptions.m_szLogFile, O_APPEND, szReport, iLength);
     }
 }
 
 void ToDatedFile(const char* szReport, int iLength, const mu::STimeComponents& time)
 {
-    if (*g_szFolder != '\0')
+    if (*g_crashOptions.m_szFolder != '\0')
     {
         WriteDatedFile(szReport, iLength, time);
     }
@@ -109,15 +93,15 @@ void ToDatedFile(const char* szReport, int iLength, const mu::STimeComponents& t
 
 void ToEvent(const char*, int, const mu::STimeComponents&)
 {
-    if (g_pEvent != nullptr)
+    if (g_crashOptions.m_pEvent != nullptr)
     {
-        g_pEvent->Signal();
+        g_crashOptions.m_pEvent->Signal();
     }
 }
 
 void WriteLog(const char*, int, const mu::STimeComponents&)
 {
-    if (const auto pfnWrite = g_pfnWriteLog.load(); pfnWrite != nullptr)
+    if (const auto pfnWrite = g_crashOptions.m_pfnWriteLog.load())
     {
         pfnWrite();
     }
@@ -128,31 +112,6 @@ constexpr Step kSteps[] = {ToStandardOutput, ToLogger, ToLogFile, ToDatedFile, T
 constexpr std::size_t kStepsOfAnyReport = 4; // the others are for a crash alone
 
 } // namespace
-
-void SetExceptionLogFile(const wchar_t* wszPath)
-{
-    SetPath(g_szLogFile, wszPath, kMostPathLength + 1);
-}
-
-void SetExceptionFilesFolder(const wchar_t* wszPath)
-{
-    g_iFolderLength = SetPath(g_szFolder, wszPath != nullptr ? wszPath : L"", kMostPathLength);
-}
-
-void SetExceptionEvent(CWinEvent* pEvent)
-{
-    g_pEvent = pEvent;
-}
-
-bool HasExceptionEvent()
-{
-    return g_pEvent != nullptr;
-}
-
-void SetExceptionLogWriter(void (*pfnWrite)())
-{
-    g_pfnWriteLog = pfnWrite;
-}
 
 void CExceptionDelivery::Run(const char* szReport, int iLength, const mu::STimeComponents& time)
 {

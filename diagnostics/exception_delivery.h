@@ -6,18 +6,8 @@
 
 #include "mu/calendar.h"
 
-class CWinEvent;
-
 namespace mu
 {
-
-/// Where reports go beside standard output and the process's text logger. Paths are at most 256 and
-/// 255 characters, the rest is cut off; empty is none, and so is a null folder.
-void SetExceptionLogFile(const wchar_t* wszPath);
-void SetExceptionFilesFolder(const wchar_t* wszPath);
-void SetExceptionEvent(CWinEvent* pEvent);
-bool HasExceptionEvent();
-void SetExceptionLogWriter(void (*pfnWrite)());
 
 /// Delivers one report in steps: to standard output, the logger, the log file and the dated file,
 /// and in a crash also to the event and, last, the log writer. A step that fails does not keep the

@@ -9,9 +9,6 @@
 #include "diagnostics/set_aside_chain.h"
 #include "logging/logger.h"
 
-const char* mu::g_szApplicationName = "Unknown Application";
-const char* mu::g_szVersion = "Unknown Version";
-
 using namespace mu;
 
 namespace

@@ -12,15 +12,6 @@
 // terminating zero is written. Any thread may call any of these, also in a signal handler. Only the
 // reports on all threads take a lock, the map's.
 
-namespace mu
-{
-
-/// What names the program in reports, string constants. Set before threads start.
-extern const char* g_szApplicationName; ///< "Unknown Application"
-extern const char* g_szVersion;         ///< "Unknown Version"
-
-} // namespace mu
-
 /// The chain from pEntry outward. It may be another thread's, which need not stand still. Returns
 /// the bytes written.
 int WriteStateReport(SFuncStateEntry* pEntry, char* szBuffer, int iBufferSize);

@@ -9,6 +9,7 @@
 #include <sched.h>
 
 #include "diagnostics/circle_check.h"
+#include "diagnostics/crash_options.h"
 #include "diagnostics/fixed_text.h"
 #include "diagnostics/function_state.h"
 #include "diagnostics/number_text.h"
@@ -82,8 +83,9 @@ public:
     int Write()
     {
         const auto llThreads = static_cast<std::int64_t>(m_mapThreads.size());
-        if (!m_text.Append(g_szApplicationName) || !m_text.Append(" ") ||
-            !m_text.Append(g_szVersion) || !m_text.Append(": Application Threads (") ||
+        if (!m_text.Append(g_crashOptions.m_szApplicationName) || !m_text.Append(" ") ||
+            !m_text.Append(g_crashOptions.m_szVersion) ||
+            !m_text.Append(": Application Threads (") ||
             !m_text.Append(CNumberText::Decimal(llThreads, false).Text()) ||
             !m_text.Append(")\r\n") || !m_text.Append(kSeparator))
         {
