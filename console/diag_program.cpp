@@ -48,7 +48,8 @@ EDiagExit AskForParameters(CRecorderConnection& connection, const CDeadline& dea
     if (!exmlParams.LoadFromText(answer.m_strText.data(), static_cast<int>(answer.m_strText.size()))
              .IsValid())
     {
-        return EndWith(DIAG_BAD_ANSWER, "the recorder sent malformed device parameters");
+        return EndWith(DIAG_BAD_ANSWER, "the recorder sent malformed device parameters: %s",
+                       mu::DescribeXMLError(exmlParams.GetLoadError(), answer.m_strText).c_str());
     }
     answer.m_eNames = ReadDiagnosticNames(exmlParams, answer.m_vNames);
     for (std::string& strName : answer.m_vNames)

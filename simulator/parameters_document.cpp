@@ -113,7 +113,8 @@ std::string LoadParametersDocument(const std::string& strPath, SParametersDocume
     CEasyXML exmlParams;
     if (!exmlParams.LoadFromText(strText.data(), mu::IntCount(strText.size())).IsValid())
     {
-        return strPath + ": not well-formed XML";
+        return strPath +
+               ": not well-formed XML: " + mu::DescribeXMLError(exmlParams.GetLoadError(), strText);
     }
     ReadDiagnosticNames(exmlParams, document.m_vDiagnostics);
     return {};

@@ -44,7 +44,7 @@ bool IsConfiguration(CEasyXMLNode root)
 
 CRecorderConfiguration::CRecorderConfiguration()
 {
-    // The recorder's own events are no more than that.
+    // The recorder logs its own events with this severity; a higher threshold would drop them.
     m_logging.m_iLogSeverity = IBaseLogger::Status;
 }
 
@@ -87,7 +87,10 @@ std::string CRecorderConfiguration::Load(const std::string& strPath,
     }
     if (!m_document.FromFile(wsPath.c_str(), true)) // it may hold a password and a key
     {
-        return strPath + ": not well-formed XML";
+        const std::wstring_view wsvParsed(wsText); // the parser gets the file's text without a mark
+        return strPath + ": not well-formed XML: " +
+               mu::DescribeXMLError(m_document.GetParseError(),
+                                    wsvParsed.substr(wsvParsed.starts_with(L'\xFEFF') ? 1 : 0));
     }
     const CEasyXMLNode root(m_document.GetRoot());
     if (!IsConfiguration(root))

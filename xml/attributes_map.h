@@ -69,8 +69,8 @@ public:
 
     /// Reads attributes (name = "value" or 'value', entities decoded) from *ppos up to "/", ">" or
     /// chEnd and adds those whose names are not present. On success *ppos stands at the character
-    /// that ended the list. A chEnd of NUL adds no further end: as everywhere, a text that ends
-    /// first fails. On failure the map and *ppos are as they were.
+    /// that ended the list. With a chEnd of NUL only "/" and ">" end the list. A text that ends
+    /// before the list fails. On failure the map and *ppos are as they were.
     bool Parse(const wchar_t** ppos, wchar_t chEnd);
 
     /// Appends the attributes as they stand in a tag, each with a blank before it.
@@ -89,7 +89,7 @@ private:
     bool OwnsItems() const { return m_uHeapCapacity != 0; }
     void ReserveOneMore();
 
-    // Sorted. In the document's memory when the heap capacity is 0.
+    // Sorted. With a heap capacity of 0 the array lies in the document's arena, without spare room.
     mu::SNodeAttribute* m_pItems = nullptr;
     std::uint32_t m_uCount = 0;
     std::uint32_t m_uHeapCapacity = 0;

@@ -6,7 +6,7 @@
 #include "xml/easy_xml_node.h"
 #include "xml/element_tree.h"
 
-/// A document. Copies share it: what is done through one shows through all, and the last one frees
+/// A document. Copies share it: a change through one is seen through all, and the last one frees
 /// it. The count is not atomic: a document and its copies are used by one thread at a time.
 /// Allocation failures throw std::bad_alloc; nothing else does.
 class CEasyXML
@@ -37,6 +37,9 @@ public:
     /// See CVariablesTree::FromFile(). A file that holds a password or a key is confidential.
     CEasyXMLNode LoadFromFile(const wchar_t* wszPath) { return LoadFromFile(wszPath, false); }
     CEasyXMLNode LoadFromFile(const wchar_t* wszPath, bool bConfidential);
+    /// Why the last load failed; offsets count the units of the text as it was given, or of a
+    /// file's wide text.
+    mu::SXMLError GetLoadError() const { return Tree().GetParseError(); }
     bool SaveToFile(const wchar_t* wszPath) const;
 
     /// The document as text. False, and nothing changed, for an empty document.

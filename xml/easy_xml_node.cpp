@@ -11,8 +11,8 @@ std::wstring_view OrEmpty(const wchar_t* wszName)
     return wszName != nullptr ? std::wstring_view(wszName) : std::wstring_view();
 }
 
-/// Resolves prefixes to URIs among the declarations in force on an element, which are gathered at
-/// the first question.
+/// Resolves prefixes to URIs by the declarations that are in force on an element. They are gathered
+/// when the first prefix is asked for.
 class CPrefixResolver
 {
 public:
@@ -36,7 +36,8 @@ private:
     bool m_bGathered = false;
 };
 
-/// The URI of an element's prefix: its own declaration, or what its surroundings resolve.
+/// The URI of a prefix on an element: by the element's own declaration, or else by those in force
+/// around it.
 std::wstring_view ResolveOn(const CVariablesSubTree& element, std::wstring_view wsPrefix,
                             CPrefixResolver& around)
 {

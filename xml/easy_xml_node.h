@@ -11,9 +11,9 @@
 namespace mu
 {
 
-/// An object that stands for a bool, such as an element of std::vector<bool> or a
-/// std::atomic<bool>: it becomes one by itself and without narrowing, as none does that stands for
-/// a number.
+/// An object that converts to bool by itself, such as an element of std::vector<bool> or a
+/// std::atomic<bool>. One that converts to a number does not count, because number to bool is
+/// narrowing.
 template <typename T>
 concept StandsForBool = std::is_class_v<std::remove_reference_t<T>> &&
     requires(T& value, void (&take)(bool))
@@ -33,7 +33,7 @@ concept StandsForBool = std::is_class_v<std::remove_reference_t<T>> &&
 ///
 /// Values convert between the document's wide text and bool ("True"/"False"; read as true when the
 /// first character is one of "TtYy"), numbers (decimal, "%g", whatever the locale; a text that is
-/// no number reads as 0, one beyond the range as its end) and UTF-8.
+/// no number reads as 0, a number beyond the range as the nearest one in it) and UTF-8.
 class CEasyXMLNode
 {
 public:
@@ -74,7 +74,8 @@ public:
     bool GetNamespacePrefixes(CNamespacesPrefixesMap& mapPrefixes, bool bInherited) const;
 
     /// Adds attributes from text as it stands in a tag; the end of the text, "/" or ">" ends the
-    /// list. A name that is there keeps its value. On malformed text nothing is added.
+    /// list. An attribute that the element has already keeps its value. Malformed text adds
+    /// nothing.
     bool SetAttributesFromText(const std::wstring& wsText);
     /// The attributes as they stand in a tag, each with a blank before it.
     bool GetAttributesText(std::wstring& wsText) const;
@@ -89,8 +90,8 @@ public:
     bool GetTextValue(double& dValue) const;
     bool GetTextValue(bool& bValue) const;
 
-    // A null pointer is the empty text. Only a bool, or what stands for one, is a bool: pointers
-    // and numbers never become one on the way.
+    // A null pointer is the empty text. The bool overloads take nothing that a compiler would only
+    // convert to bool, such as a pointer or a number of another type.
     bool SetTextValue(const std::wstring& wsValue);
     bool SetTextValue(const std::string& strValue);
     bool SetTextValue(const wchar_t* wszValue);
@@ -107,9 +108,9 @@ public:
     bool GetAttributeValue(const wchar_t* wszName, long long& llValue) const;
     bool GetAttributeValue(const wchar_t* wszName, double& dValue) const;
     bool GetAttributeValue(const wchar_t* wszName, bool& bValue) const;
-    /// The first attribute, in the order of names, of that local name whose prefix resolves to the
-    /// URI, by the rule for elements (so one without a prefix is in the default namespace).
-    /// Namespace declarations are no attributes here.
+    /// The first attribute, in the order of names, that has the local name and whose prefix
+    /// resolves to the URI as an element's would (without a prefix: the default namespace).
+    /// Namespace declarations do not count.
     bool GetAttributeValue(const std::wstring& wsLocal, const std::wstring& wsNamespaceURI,
                            std::wstring& wsValue) const;
 

@@ -1,5 +1,6 @@
 #include "xml/element_tree.h"
 
+#include <cassert>
 #include <cwchar>
 #include <new>
 #include <utility>
@@ -86,7 +87,7 @@ void CVariablesSubTree::FreeElement(CVariablesSubTree* pElement)
     }
 }
 
-// Takes the tree apart from its leaves: what is freed here has no descendants left.
+// Frees leaves first: each element has lost its children when it is freed, so nothing recurses.
 void CVariablesSubTree::FreeDescendants()
 {
     CVariablesSubTree* pElement = this;
@@ -161,13 +162,14 @@ void CVariablesSubTree::ReserveChildren(int iMore)
 
 void CVariablesSubTree::AppendChild(CVariablesSubTree* pChild)
 {
+    assert(pChild->m_pTree == m_pTree); // its memory would end with another document
     NoteHeapContent();
     m_children.Append(pChild);
     pChild->m_pParent = this;
     pChild->m_iIndex = m_children.size() - 1;
 }
 
-// Leaves the place in a parent's list or as the root, if the element has one.
+// Takes the element out of its parent's list, or out of the document if it is the root.
 void CVariablesSubTree::Detach()
 {
     if (m_pTree != nullptr && m_pTree->m_pRoot == this)
@@ -187,7 +189,7 @@ void CVariablesSubTree::Detach()
     m_pParent = nullptr;
 }
 
-// Not so for an element that was made for this parent, but not appended yet.
+// False for an element that was constructed for this parent, but not appended to it yet.
 bool CVariablesSubTree::IsInParentsList() const
 {
     return m_pParent != nullptr && m_iIndex < m_pParent->m_children.size() &&
@@ -236,7 +238,8 @@ void CVariablesSubTree::SetTree(CVariablesTree* pTree)
     }
 }
 
-// The copies are gathered apart, so that a source around this element does not grow meanwhile.
+// The source may contain this element and would grow with each copy that is appended here. So the
+// copies are gathered under another element first.
 void CVariablesSubTree::CloneChildrenFrom(const CVariablesSubTree& source)
 {
     CVariablesSubTree gathered(m_pTree, nullptr, std::wstring_view());
@@ -275,7 +278,8 @@ void CVariablesSubTree::CloneChildrenFrom(const CVariablesSubTree& source)
 
 void CVariablesSubTree::RemoveChildrenByName(std::wstring_view wsName)
 {
-    // The removed ones gather behind the others and live to the end: the name may be one of theirs.
+    // Swaps the children to be removed to the end of the list and deletes them only after the last
+    // comparison, because wsName may be the name of one of them.
     CVariablesSubTree** const ppItems = m_children.m_ppItems;
     int iKept = 0;
     for (int i = 0; i < m_children.size(); ++i)
@@ -369,7 +373,7 @@ void CVariablesTree::AddNodeToTree(CVariablesSubTree* pParent, CVariablesSubTree
     }
     if (pParent != nullptr)
     {
-        pParent->ReserveChildren(1); // an allocation that fails leaves the element where it was
+        pParent->ReserveChildren(1); // before Detach(): without memory the element stays in place
     }
     pNode->Detach();
     if (pNode->m_pTree != pTree)
@@ -386,6 +390,7 @@ CVariablesTree* CVariablesTree::TreeUnder(const CVariablesSubTree* pParent)
 
 void CVariablesTree::Place(CVariablesSubTree* pParent, CVariablesSubTree* pNode)
 {
+    assert(!pNode->IsInParentsList() && pNode != m_pRoot); // each of two owners would free it
     if (pParent != nullptr)
     {
         pParent->AppendChild(pNode);
@@ -393,7 +398,7 @@ void CVariablesTree::Place(CVariablesSubTree* pParent, CVariablesSubTree* pNode)
     }
     if (pNode->HasArenaElements())
     {
-        delete m_pRoot; // not DeleteTree(), which drops the arena
+        delete m_pRoot; // not DeleteTree(), which would free the arena that pNode lies in
     }
     else
     {

@@ -10,6 +10,7 @@
 #include <string_view>
 
 #include "xml/attributes_map.h"
+#include "xml/parse_error.h"
 #include "xml/tree_text.h"
 
 class CVariablesSubTree;
@@ -33,7 +34,8 @@ using CNamespacesPrefixesMap = std::map<std::wstring, std::wstring, mu::STextLes
 /// where the local part begins.
 void NSPrefixFromName(const wchar_t* wszName, std::wstring& wsPrefix, int& iLocalStart);
 
-/// Deletes the object in a slot at the end of its scope, and nulls the slot.
+/// Guards the object that a pointer (the slot) points to: when the guard's scope ends, the object
+/// is deleted and the slot becomes null, unless Dismiss() was called.
 template <typename T>
 class SnglObjPtrPtr
 {
@@ -93,7 +95,7 @@ private:
     void Reserve(std::size_t uCount);
     CVariablesSubTree* PopLast() { return m_ppItems[--m_uCount]; }
 
-    // In the document's memory when the heap capacity is 0.
+    // With a capacity of 0 the array lies in the document's arena and has room for m_uCount only.
     CVariablesSubTree** m_ppItems = nullptr;
     std::uint32_t m_uCount = 0;
     std::uint32_t m_uHeapCapacity = 0;
@@ -115,8 +117,8 @@ public:
     CVariablesSubTree(const CVariablesSubTree&) = delete;
     CVariablesSubTree& operator=(const CVariablesSubTree&) = delete;
 
-    // "delete" is right for an element in a document's memory, too; the plain form frees what a
-    // constructor that throws leaves behind.
+    // The last form makes "delete" work for every element: it looks whether the element lies on the
+    // heap or in its document's arena. The plain form is for a constructor that throws.
     static void* operator new(std::size_t uBytes);
     static void operator delete(void* pMemory);
     static void operator delete(CVariablesSubTree* pElement, std::destroying_delete_t);
@@ -150,13 +152,13 @@ public:
     /// The same for the prefix of a name. A null or empty URI does nothing.
     void AddNamespaceURI(const wchar_t* wszName, const wchar_t* wszURI);
 
-    /// Takes over what the other element says: its attributes replace those of the same name, its
-    /// text, if not empty, replaces the text, and each of its children is merged into the child of
-    /// the same name and rank (the second "item" into the second "item"), or copied to the end
-    /// where there is none. An element with the attribute "erase_children" holding a true value,
-    /// or with the word "erase_children" in "__merge_options", first frees the children it is
-    /// merged into. The elements' own names are not compared. The other element stays as it is,
-    /// also where the two lie in one another.
+    /// Changes this element to what the other one says: the other's attributes replace those of the
+    /// same name, its text, if not empty, replaces the text, and each of its children is merged
+    /// into the child of the same name and rank (the second "item" into the second "item"), or
+    /// copied to the end where there is none. An element with the attribute "erase_children"
+    /// holding a true value, or with the word "erase_children" in "__merge_options", first frees
+    /// the children it is merged into. The elements' own names are not compared. The other element
+    /// stays as it is, also where the two lie in one another.
     void MergeWith(const CVariablesSubTree& other);
 
 private:
@@ -199,8 +201,8 @@ private:
 namespace mu
 {
 
-/// The element after pElement in document order (an element before its children), of those inside
-/// pTop; null at the end.
+/// Leads through pTop and all elements inside it, each before its children: the one after pElement,
+/// null after the last.
 const CVariablesSubTree* NextInDocument(const CVariablesSubTree* pElement,
                                         const CVariablesSubTree* pTop);
 
@@ -223,13 +225,13 @@ public:
     void DeleteTree();
     int GetNodeCount() const;
 
-    /// Gives an element an owner: appended to pParent's children, or, without a parent, as the root
-    /// in place of the one there was, which is freed. An element that has a place already, also in
-    /// another document, is moved; where that is impossible (under itself) nothing happens. One
-    /// that a parser made, or that holds such, is copied and freed if it leaves its document's
-    /// tree: it would end with that.
+    /// Gives pNode to pParent as its last child, or without a parent to this document as its root;
+    /// the old root is freed. If pNode has a place already, here or in another document, it leaves
+    /// that. Nothing happens if pParent is pNode or lies inside it. Elements that the parser made
+    /// live in their document's arena: if pNode is such an element, or contains one, and leaves its
+    /// document's tree, a copy takes its place and pNode is freed.
     void AddNodeToTree(CVariablesSubTree* pParent, CVariablesSubTree* pNode);
-    /// A new element, which declares the namespace of its prefix if an URI is given.
+    /// A new element at the same place. If a URI is given, it declares the namespace of its prefix.
     CVariablesSubTree* AppendNode(const std::wstring& wsName, const wchar_t* wszNamespaceURI,
                                   CVariablesSubTree* pParent);
     /// A deep copy of an element of any document, also of one around pParent.
@@ -247,10 +249,13 @@ public:
     bool FromFile(const wchar_t* wszPath) { return FromFile(wszPath, false); }
     bool FromFile(const wchar_t* wszPath, bool bConfidential);
     static int ReplaceNullsWithSpaces(std::wstring& wsText);
+    /// Why the last FromXML(), FromUTF8() or FromFile() has returned false; EXMLError::None if it
+    /// has not. The offset counts bytes for FromUTF8(), wide units for the others.
+    mu::SXMLError GetParseError() const { return m_parseError; }
 
     /// Writes the document: compact, attributes in order, an element's text after its children.
-    /// Reading it back gives the same tree if names are names and no text begins with white space,
-    /// which a reader skips. False, and nothing changed, without a root.
+    /// Reading it back gives the same tree if each name is one that the parser can read and no text
+    /// begins with white space, which the parser skips. False, and nothing changed, without a root.
     bool ToXML(std::wstring& wsOut) const;
     bool ToUTF8(std::string& strOut) const;
     /// The units that ToXML() writes, at most INT_MAX.
@@ -265,11 +270,13 @@ private:
 
     template <typename TChar>
     bool Parse(const TChar* pText, std::size_t uLength);
+    [[gnu::cold, gnu::noinline]] bool Refuse(mu::EXMLError eReason, std::size_t uOffset);
     CVariablesTree* TreeUnder(const CVariablesSubTree* pParent);
     void Place(CVariablesSubTree* pParent, CVariablesSubTree* pNode);
 
     CVariablesSubTree* m_pRoot = nullptr;
     std::unique_ptr<mu::CTreeArena> m_pArena; // of the elements that the parser made
+    mu::SXMLError m_parseError;
     bool m_bHeaderEnabled = false;
     bool m_bHeapContent = false; // some element of the tree lies, or owns memory, outside the arena
 };

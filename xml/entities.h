@@ -10,12 +10,14 @@
 // entity of our own: "&null;", the character 0.
 
 /// Decodes references: the named ones, "&#x...;" and "&#...;". A numeric reference ends at the
-/// first ';' anywhere after it and swallows all before; its number is read in 32-bit arithmetic.
-/// One object serves one text from left to right, because it remembers that no ';' follows.
+/// first ';' anywhere after it; what stands between its digits and the ';' is swallowed. Its number
+/// is read in 32-bit arithmetic. Each text needs an object of its own and is decoded from left to
+/// right: the object remembers that no ';' is left, so that many "&#" without one are not searched
+/// to the end each time.
 struct SUnEscapeXMLText
 {
-    /// The reference that begins at pText, where a '&' stands: the units it takes and its
-    /// character, or 0 units if it is none.
+    /// Decodes the reference at pText, where a '&' stands. Returns how many units it takes and puts
+    /// its character into uCode; returns 0 if it is no reference.
     template <typename TChar>
     std::size_t Decode(const TChar* pText, const TChar* pEnd, std::uint32_t& uCode);
 
@@ -25,7 +27,8 @@ private:
 
 struct SEscapeXMLText
 {
-    /// What is written for a character; null where that is the character itself.
+    /// The text that is written in place of a character; null for a character that is written as it
+    /// is.
     static constexpr const char* EntityFor(std::uint32_t uUnit)
     {
         switch (uUnit)
@@ -62,7 +65,7 @@ bool HasSpecialCharsToReplace(const std::wstring& wsText, TRule& rule)
     return false;
 }
 
-/// Puts the replacements in place, in one pass. For std::string and std::wstring.
+/// Replaces each character that has a replacement in the rule. For std::string and std::wstring.
 template <typename TString, typename TRule>
 void ReplaceCharsWithStrings(TString& text, TRule& rule)
 {
@@ -83,8 +86,8 @@ void ReplaceCharsWithStrings(TString& text, TRule& rule)
 }
 
 /// Replaces each reference that the rule decodes by its character, in one pass; what comes out is
-/// not decoded again. In narrow text the character stands as UTF-8, or vanishes where the text
-/// conversion lets it vanish.
+/// not decoded again. Narrow text gets the character as UTF-8, or nothing where mu::ConvertString()
+/// gives nothing.
 template <typename TString, typename TRule>
 void ReplaceAllSubstringsWithChar(TString& text, TRule& rule);
 

@@ -1,4 +1,4 @@
-// Merging of elements: what it does stands at CVariablesSubTree::MergeWith().
+// How elements are merged. The rules stand at the declaration of CVariablesSubTree::MergeWith().
 
 #include <algorithm>
 #include <map>
@@ -19,7 +19,7 @@ public:
     {
         for (CVariablesSubTree* const pChild : parent.GetChildren())
         {
-            m_mapQueues[pChild->GetName()].m_vecChildren.push_back(pChild);
+            m_mapQueues[pChild->GetName()].m_vChildren.push_back(pChild);
         }
     }
 
@@ -27,15 +27,15 @@ public:
     {
         const auto found = m_mapQueues.find(wsName);
         return found != m_mapQueues.end() &&
-                       found->second.m_uTaken < found->second.m_vecChildren.size()
-                   ? found->second.m_vecChildren[found->second.m_uTaken++]
+                       found->second.m_uTaken < found->second.m_vChildren.size()
+                   ? found->second.m_vChildren[found->second.m_uTaken++]
                    : nullptr;
     }
 
 private:
     struct SQueue
     {
-        std::vector<CVariablesSubTree*> m_vecChildren;
+        std::vector<CVariablesSubTree*> m_vChildren;
         std::size_t m_uTaken = 0;
     };
     std::map<std::wstring_view, SQueue, mu::STextLess> m_mapQueues;

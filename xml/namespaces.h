@@ -10,8 +10,8 @@
 namespace mu
 {
 
-/// Whether an attribute's name declares a namespace; then the prefix that it declares, which is
-/// empty for the default namespace. "xmlns:" alone declares none.
+/// Whether an attribute of that name declares a namespace. If so, wsPrefix becomes the prefix that
+/// it declares, empty for the default namespace. "xmlns:" alone declares none.
 bool IsNamespaceDeclaration(std::wstring_view wsAttributeName, std::wstring_view& wsPrefix);
 
 /// Adds the declarations that stand on the element itself. Prefixes in the map stay.

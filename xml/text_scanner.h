@@ -47,7 +47,8 @@ bool IsIn(TChar ch, ECharClass eClass)
     return uUnit < kCharClasses.size() && (kCharClasses[uUnit] & eClass) != 0;
 }
 
-/// What ends a piece of the text. Matches() may point out more bytes than IsEnd() accepts.
+/// The rules by which a piece of text ends. Matches() finds candidates in a block of bytes, among
+/// them some that end nothing; IsEnd() decides.
 struct STagNameEnd
 {
     static constexpr bool kEntities = false;
@@ -75,7 +76,7 @@ struct SAttributeNameEnd
     }
 };
 
-/// A quote, or the "<" after a text. References are decoded before it.
+/// A value ends at its quote, a text at the next "<". References before that are decoded.
 struct SCharEnd
 {
     static constexpr bool kEntities = true;
@@ -89,10 +90,11 @@ struct SCharEnd
     }
 };
 
-/// Copies units that need no attention from p to pWrite, in whole blocks, until there is one that
-/// may need some, or too little input for a block, or no room before pLimit. Writes, but advances
-/// neither pointer, up to a block beyond that. Returns the place where it ended; pWrite moves
-/// along.
+/// Copies plain units from p to pWrite, a block at a time. Stops at the first unit that may end the
+/// piece, begin a reference or not be ASCII; where less than a block of input is left; and where
+/// pWrite has reached pLimit. Returns where the input goes on, and moves pWrite behind the last
+/// plain unit. Always stores whole blocks, so what follows pWrite is overwritten, up to a block
+/// beyond pLimit.
 template <typename TChar, typename TEnd>
 inline const TChar* CopyPlain(const TChar* p, const TChar* pEnd, wchar_t*& pWrite,
                               const wchar_t* pLimit, TEnd end)
@@ -121,7 +123,9 @@ inline const TChar* CopyPlain(const TChar* p, const TChar* pEnd, wchar_t*& pWrit
     return p;
 }
 
-/// The text that is being written at the end of the arena, which it may leave by a block.
+/// A text that is being written into the free room at the end of the arena. CopyPlain() may write a
+/// block beyond that room, into the spare bytes; Put() and Finish() then move the text to a new
+/// chunk.
 class CArenaText
 {
 public:
@@ -132,7 +136,7 @@ public:
     {
         return xml_scan::CopyPlain(p, pEnd, m_pWrite, m_arena.End(), end);
     }
-    /// The input that is left bounds what can still come.
+    /// uInputLeft is the input not yet read, in units: the text cannot grow by more than that.
     void Put(std::uint32_t uUnit, std::size_t uInputLeft)
     {
         if (m_pWrite >= m_arena.End())
@@ -154,7 +158,8 @@ public:
     }
 
 private:
-    /// Static, so that the object need not be in memory.
+    /// Moves the text to a new chunk and returns where it goes on there. Static: a member function
+    /// would need the object in memory, and its pointers could not stay in registers.
     [[gnu::noinline]] static wchar_t* Grown(CTreeArena& arena, const wchar_t* pWrite,
                                             std::size_t uInputLeft)
     {
@@ -168,9 +173,10 @@ private:
     wchar_t* m_pWrite;
 };
 
-/// Takes a well-formed sequence (RFC 3629) off the input; false where there is none. Text that
-/// holds another must be converted before it is scanned: the conversion lets more pass, also ASCII
-/// characters in overlong forms.
+/// Decodes the well-formed UTF-8 sequence (RFC 3629) at p and moves p behind it. False, with p of
+/// no more use, if there is none. Text with a malformed sequence cannot be scanned as bytes:
+/// mu::ConvertString() accepts more than RFC 3629, even a "<" of two bytes. Such text is converted
+/// first and then scanned as wide text.
 inline bool TakeSequence(const char*& p, const char* pEnd, std::uint32_t& uCode)
 {
     const auto Byte = [p](int i)
@@ -201,21 +207,25 @@ inline bool TakeSequence(const char*& p, const char* pEnd, std::uint32_t& uCode)
     return false;
 }
 
-inline bool IsWellFormedUTF8(const char* p, const char* pEnd)
+/// The first byte that begins no well-formed sequence; pEnd if there is none.
+inline const char* FindMalformedUTF8(const char* p, const char* pEnd)
 {
     while (p != pEnd)
     {
+        const char* pNext = p + 1;
         std::uint32_t uCode = 0;
-        if (static_cast<unsigned char>(*p) < 0x80)
+        if (static_cast<unsigned char>(*p) >= 0x80 && !TakeSequence(pNext = p, pEnd, uCode))
         {
-            ++p;
+            break;
         }
-        else if (!TakeSequence(p, pEnd, uCode))
-        {
-            return false;
-        }
+        p = pNext;
     }
-    return true;
+    return p;
+}
+
+inline bool IsWellFormedUTF8(const char* p, const char* pEnd)
+{
+    return FindMalformedUTF8(p, pEnd) == pEnd;
 }
 
 inline bool IsWellFormedUTF8(const wchar_t*, const wchar_t*)
@@ -223,19 +233,20 @@ inline bool IsWellFormedUTF8(const wchar_t*, const wchar_t*)
     return true;
 }
 
-/// Takes the references of one piece, and each "&" that begins none.
+/// Decodes the references of one piece of text.
 template <typename TChar>
 class CReferences
 {
 public:
     CReferences(const TChar* pEnd, char chPieceEnd) : m_pEnd(pEnd), m_chPieceEnd(chPieceEnd) {}
 
-    /// Returns the place behind the reference at p. Null if it does not end in the piece, or
-    /// swallows what would have to be converted before it is scanned.
+    /// Decodes the reference at p and returns the place behind it; an "&" that begins no reference
+    /// stands for itself. Null if the input ends before the piece does, or if a numeric reference
+    /// swallows malformed UTF-8.
     const TChar* Take(const TChar* p, std::uint32_t& uCode)
     {
         const bool bNumeric = m_pEnd - p >= 2 && p[1] == TChar('#');
-        if (!bNumeric) // the others hold nothing that ends a piece
+        if (!bNumeric) // a named reference has neither a quote nor a "<", which could end the piece
         {
             return p + std::max<std::size_t>(m_rule.Decode(p, m_pEnd, uCode), 1);
         }
@@ -255,7 +266,8 @@ private:
     const char m_chPieceEnd;
 };
 
-/// Goes on where ReadPiece() met something that is not copied as it is.
+/// ReadPiece() from the first unit on that is not plain, or that is too near to the end of the
+/// input for a block.
 template <typename TChar, typename TEnd>
 [[gnu::noinline]] const TChar* ReadPieceSlowly(const TChar* p, const TChar* pEnd, CTreeArena& arena,
                                                wchar_t* pWrite, TEnd end, STreeText& piece)
@@ -270,7 +282,7 @@ template <typename TChar, typename TEnd>
             piece = text.Finish();
             return p;
         }
-        do // what is not ASCII comes in runs
+        do // also copies the units behind this one that are not ASCII: they come in runs
         {
             const auto uLeft = static_cast<std::size_t>(pEnd - p);
             std::uint32_t uUnit = static_cast<TUnit>(*p);
@@ -305,8 +317,8 @@ template <typename TChar, typename TEnd>
     return nullptr;
 }
 
-/// Reads a piece of text from p to its end and returns that. Null when the input ends first, and
-/// where narrow input would have to be converted before it is scanned.
+/// Reads the piece of text that begins at p into the arena. Returns the place of the unit that ends
+/// it, null if the input ends first or has malformed UTF-8 before that.
 template <typename TChar, typename TEnd>
 inline const TChar* ReadPiece(const TChar* p, const TChar* pEnd, CTreeArena& arena, TEnd end,
                               STreeText& piece)

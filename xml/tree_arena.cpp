@@ -1,6 +1,7 @@
 #include "xml/tree_arena.h"
 
 #include <algorithm>
+#include <cassert>
 #include <cstdlib>
 #include <cstring>
 #include <limits>
@@ -59,6 +60,7 @@ void CTreeArena::AddChunk(std::size_t uBytes)
 
 void CTreeArena::Move(std::size_t uKeep, std::size_t uBytes)
 {
+    assert(uKeep <= uBytes);
     const char* const pKept = m_pNext;
     AddChunk(uBytes);
     if (uKeep != 0)

@@ -1,19 +1,20 @@
 #ifndef ZOR_XML_TREE_ARENA_H
 #define ZOR_XML_TREE_ARENA_H
 
+#include <cassert>
 #include <cstddef>
 #include <cstdint>
 
 namespace mu
 {
 
-/// The memory of one parsed document. Pieces are cut off one after another, never given back
-/// singly, and dropped together. Nothing is destroyed: what lies here owns nothing outside, or is
-/// released by its owner first.
+/// The memory of one parsed document. Pieces are handed out one after another and freed all
+/// together, with the arena. No destructor is called for them: what a piece owns on the heap must
+/// be released before.
 class CTreeArena
 {
 public:
-    /// The chunks are sized for a text of so many units.
+    /// uTextUnits is the length of the document's text, from which the size of the chunks is taken.
     explicit CTreeArena(std::size_t uTextUnits);
     ~CTreeArena();
 
@@ -35,17 +36,22 @@ public:
         return pMemory;
     }
 
-    /// So many bytes behind End() may be read and written, too, but hold nothing: whole blocks can
-    /// be copied where a piece begins or ends before End().
+    /// There are so many more bytes behind End(). They hold nothing, but may be read and written,
+    /// so that a text near End() can be copied in whole blocks.
     static constexpr std::size_t kSpareBytes = 64;
 
-    /// The room that is left, for a text whose length shows only as it is written: fill from Next()
-    /// to at most End(), then Commit() the end of what was filled.
+    /// The room that is left in the chunk, for a text whose length is not known before it is
+    /// written. Write from Next() to at most End(), then call Commit() with the end of what was
+    /// written.
     wchar_t* Next() const { return reinterpret_cast<wchar_t*>(m_pNext); }
     wchar_t* End() const { return reinterpret_cast<wchar_t*>(m_pEnd); }
-    void Commit(wchar_t* pEnd) { m_pNext = reinterpret_cast<char*>(pEnd); }
+    void Commit(wchar_t* pEnd)
+    {
+        assert(Next() <= pEnd && pEnd <= End());
+        m_pNext = reinterpret_cast<char*>(pEnd);
+    }
 
-    /// Goes on in a new chunk with room for uBytes; the first uKeep bytes at Next() come along.
+    /// Begins a new chunk with room for uBytes and copies the first uKeep bytes at Next() to it.
     void Move(std::size_t uKeep, std::size_t uBytes);
 
 private:
@@ -56,7 +62,7 @@ private:
 
     SChunk* m_pChunks = nullptr;
     char* m_pNext = nullptr;
-    char* m_pEnd = nullptr; // a multiple of the alignment from the start
+    char* m_pEnd = nullptr; // without the spare bytes; aligned as the start of the chunk is
     std::size_t m_uTextUnits;
     std::size_t m_uChunkBytes;
 };

@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <array>
+#include <cassert>
 #include <climits>
 #include <cstring>
 #include <iterator>
@@ -89,11 +90,12 @@ private:
     int& m_iTotalLength;
 };
 
-/// Collects UTF-8 in a small chunk, so that the text is never held in a second form. Each name,
-/// value or text leaves room in the chunk for the markup that can stand before the next.
+/// Collects UTF-8 in a small chunk, so that the whole text is never held as wide text, too. Raw()
+/// and Escaped() leave room in the chunk for all the markup that can come before their next call,
+/// so Markup() needs no check.
 ///
-/// The place in the chunk is worth a register, which the compiler gives it as long as the object's
-/// address goes nowhere: so all but the rare steps is inline, and these are static.
+/// The write pointer should stay in a register. The compiler can do that only while no function is
+/// given the object's address. So all that runs often is inline, and the rare steps are static.
 class CUtf8Sink
 {
 public:
@@ -202,8 +204,8 @@ private:
         }
     }
 
-    /// Writes the next unit, and with one that is not ASCII those behind it that are not, too: they
-    /// come in runs. Returns the places behind them.
+    /// Writes the next unit, which is escaped or not ASCII. Units that are not ASCII come in runs,
+    /// so the whole run is written, up to a limit. Returns where reading and writing go on.
     template <bool bEscape>
     [[gnu::noinline]] static SPlaces WriteSpecial(SPlaces places, const wchar_t* pEnd,
                                                   std::string& strOut, CChunk& chunk)
@@ -274,7 +276,7 @@ void WriteEnd(const CVariablesSubTree& element, TSink& sink)
     }
 }
 
-// Depth first by the parent links and positions, which serve as the stack.
+// Goes depth first without a stack: an element's parent and its index there tell what comes next.
 template <typename TSink>
 void WriteTree(const CVariablesSubTree& root, bool bDeclaration, TSink& sink, int& iLoopIndex)
 {
@@ -295,7 +297,9 @@ void WriteTree(const CVariablesSubTree& root, bool bDeclaration, TSink& sink, in
                 return;
             }
             iLoopIndex = pElement->GetIndex() + 1;
-            pElement = pElement->GetParent();
+            const CVariablesSubTree* const pParent = pElement->GetParent();
+            assert(pParent->GetChildren()[iLoopIndex - 1] == pElement);
+            pElement = pParent;
         }
         pElement = pElement->GetChildren()[iLoopIndex];
     }

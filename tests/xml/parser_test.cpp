@@ -5,7 +5,7 @@
 #include "tests/support/line_logger.h"
 #include "tests/support/temporary_folder.h"
 #include "tests/support/testing.h"
-#include "xml/element_tree.h"
+#include "xml/easy_xml.h"
 
 namespace
 {
@@ -52,21 +52,51 @@ const struct
     {"declarations anywhere", L"<?a ?> <?b c='?>' ?><a><?d ?>x</a><?e ?>", L"<a>x</a>", true},
 };
 
-// The prefixes of a document are refused, too: see below.
-const std::wstring kRefused[] = {L"<?xml ",      L"<?xml version=1.0?><a/>",
-                                 L"<a x=1/>",    L"<a x/>",
-                                 L"<a x '1'/>",  L"<a x='1\"/>",
-                                 L"<a></a >",    L"<!-- c --><a/>",
-                                 L"<>x</>",      L"< a/>",
-                                 L"<a/ >",       L"<a ?>",
-                                 L"<a></b>",     L"<ab></a>",
-                                 L"<a></ab>",    L"<x:a></y:a>",
-                                 L"<a></a></a>", L"</a><a/>",
-                                 L"<a/><b/>",    L"<a/>junk",
-                                 L"junk<a/>",    L" \n"};
+using enum mu::EXMLError;
 
-void ExpectRead(const std::wstring& wsXML, bool bParses, const std::wstring& wsWritten,
-                bool bHeader)
+// The prefixes of a document are refused, too: see below.
+const struct
+{
+    std::wstring wsXML;
+    mu::EXMLError eReason;
+    std::uint32_t uOffset;
+    bool bHeader = false; // whether a declaration was seen
+} kRefused[] = {
+    {L"<?xml ", UnclosedTag, 0},
+    {L"<?xml version=1.0?><a/>", BadAttribute, 14},
+    {L"<a x=1/>", BadAttribute, 5},
+    {L"<a x/>", UnclosedTag, 0},
+    {L"<a x '1'/>", BadAttribute, 5},
+    {L" <a x='1\"/>", UnclosedTag, 1},
+    {L"<a></a >", WrongClosing, 5},
+    {L"<!-- c --><a/>", BadAttribute, 7},
+    {L"<>x</>", NoName, 1},
+    {L"< a/>", NoName, 1},
+    {L"<a/ >", BadTagEnd, 3},
+    {L"<a/", UnclosedTag, 0},
+    {L"<a><", UnclosedTag, 3},
+    {L"<a ?>", UnclosedTag, 0},
+    {L"<a></a", UnclosedTag, 3},
+    {L"<a></b>", WrongClosing, 5},
+    {L"<ab></a>", WrongClosing, 6},
+    {L"<a></ab>", WrongClosing, 5},
+    {L"<x:a></y:a>", WrongClosing, 7},
+    {L"<a></a></a>", NothingToClose, 9},
+    {L"</a><a/>", NothingToClose, 2},
+    {L"<a/> <b/>", SecondRoot, 5},
+    {L"<a/>junk", TextOutside, 4},
+    {L" junk<a/>", TextOutside, 1},
+    {L"<a> <b>text", Unclosed, 4},
+    {L"<a><b></b> ", Unclosed, 0},
+    {L" \n", NoElement, 2},
+    {L"<?xml version='1.0' /><a/>", BadTagEnd, 20, true},
+    {L"<?xml?><a/>", BadTagEnd, 6, true},
+    {L"<?xml ? ><a/>", BadTagEnd, 6, true},
+    {L"<?xml ?", BadTagEnd, 6, true},
+};
+
+void ExpectRead(const std::wstring& wsXML, const std::wstring& wsWritten, bool bHeader,
+                mu::EXMLError eReason = None, std::uint32_t uOffset = 0)
 {
     const std::string strXML = mu::WideStringToNarrow(wsXML);
     SCOPED_TRACE(strXML);
@@ -76,7 +106,9 @@ void ExpectRead(const std::wstring& wsXML, bool bParses, const std::wstring& wsW
         ASSERT_TRUE(tree.FromXML(L"<old/>"));
         EXPECT_EQ(bWide ? tree.FromXML(wsXML.c_str())
                         : tree.FromUTF8(strXML.data(), static_cast<int>(strXML.size())),
-                  bParses);
+                  eReason == None);
+        EXPECT_EQ(tree.GetParseError().m_eReason, eReason);
+        EXPECT_EQ(tree.GetParseError().m_uOffset, uOffset);
         EXPECT_EQ(tree.IsXMLHeaderTagEnabled(), bHeader);
         tree.EnableXMLHeaderTag(false);
         std::wstring wsOut;
@@ -91,17 +123,28 @@ TEST(XmlParser, ReadsADocumentOrKeepsTheOldOne)
     for (const auto& row : kCases)
     {
         SCOPED_TRACE(row.szRule);
-        ExpectRead(row.wsXML, true, row.wsWritten, row.bHeader);
+        ExpectRead(row.wsXML, row.wsWritten, row.bHeader);
     }
-    for (const std::wstring& wsXML : kRefused)
+    for (const auto& row : kRefused)
     {
-        ExpectRead(wsXML, false, L"<old/>", false);
+        ExpectRead(row.wsXML, L"<old/>", row.bHeader, row.eReason, row.uOffset);
     }
-    for (const wchar_t* const wszXML :
-         {L"<?xml version='1.0' /><a/>", L"<?xml?><a/>", L"<?xml ? ><a/>", L"<?xml ?"})
+}
+
+TEST(XmlParser, TellsPeopleTheLineAndColumnOfAnError)
+{
+    CEasyXML exml;
+    const auto Describe = [&exml](const std::string& strXML)
     {
-        ExpectRead(wszXML, false, L"<old/>", true); // a declaration was seen
-    }
+        exml.LoadFromText(strXML.data(), static_cast<int>(strXML.size()));
+        return mu::DescribeXMLError(exml.GetLoadError(), strXML);
+    };
+    EXPECT_EQ(Describe("<a>\n\xC3\xA9 <b x/>"), "line 2, column 3: the text ends inside this tag");
+    EXPECT_EQ(Describe("<a>\xC3\xA9\xE9</a>"), "line 1, column 5: the text is not UTF-8");
+    EXPECT_EQ(Describe(""), "line 1, column 1: there is no text");
+    EXPECT_FALSE(exml.LoadFromText(L"<a>\n\n\xE9 </b>").IsValid());
+    EXPECT_EQ(mu::DescribeXMLError(exml.GetLoadError(), L"<a>\n\n\xE9 </b>"),
+              "line 3, column 5: the closing tag does not match the open element");
 }
 
 /// Reads bytes as they are and as wide text, which must not differ. Returns whether they parse.
