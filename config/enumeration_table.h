@@ -19,7 +19,7 @@ struct SEnumerationEntry
     }
 
     std::int32_t m_iValue;
-    std::uint32_t m_uLength; ///< of the text, whose comparison is seldom needed beside it
+    std::uint32_t m_uLength; ///< of the text; texts of another length need no comparison
     const wchar_t* m_wszText;
 };
 
@@ -59,8 +59,8 @@ constexpr bool GetEnumerationValue(std::span<const SEnumerationEntry> table,
     return false;
 }
 
-/// The law of an ordinary table: its rows have the values from iFirst to iLast, in this order, and
-/// each a text of its own.
+/// Whether a table is an ordinary one: its rows have the values from iFirst to iLast, in this
+/// order, and each a text of its own.
 constexpr bool IsVocabulary(std::span<const SEnumerationEntry> table, std::int32_t iFirst,
                             std::int32_t iLast)
 {

@@ -14,8 +14,8 @@
 /// "zor:MediaRecorderConfig". Directories are named here; the other fields are used by the recorder
 /// application.
 ///
-/// Nothing is locked. Who changes a configuration while others ask it for directories (a daily log
-/// does, on its scheduler's thread) keeps the two apart.
+/// Nothing is locked. A daily log asks for directories on its scheduler's thread: whoever changes
+/// the configuration must see to it that nobody asks meanwhile.
 class CMediaRecorderConfiguration final : public IXMLAble
 {
 public:

@@ -12,11 +12,11 @@
 /// A record that travels as an element of the device's documents. Names are qualified ("zor:...")
 /// and found as they are spelled.
 ///
-/// The results tell whether every field was written, or was there with a text that has a meaning.
-/// Reading takes what it finds: a field that is missing, or whose text is not in the vocabulary,
-/// keeps its value, and the result is false. What the document holds beside the fields is ignored.
-/// A failed allocation throws std::bad_alloc and may leave a record half read. A record is used by
-/// one thread at a time, as the document is.
+/// The result of writing is whether every field was written, that of reading whether every field
+/// was there, with a text that has a meaning. Reading takes what it finds: a field that is missing,
+/// or whose text is not in the vocabulary, keeps its value, and the result is false. What the
+/// document holds beside the fields is ignored. A failed allocation throws std::bad_alloc and may
+/// leave a record half read. A record is used by one thread at a time, as the document is.
 class IXMLAble
 {
 public:

@@ -85,7 +85,7 @@ bool ParseSeconds(const char* szText, std::chrono::milliseconds& time)
 {
     constexpr long long kMostSeconds = 1'000'000;
     long long llMilliseconds = 0;
-    long long llUnit = 1000; // of the next digit, in milliseconds; 0: of none that counts
+    long long llUnit = 1000; // of the next digit, in milliseconds; 0 below a millisecond
     bool bDigits = false;
     bool bPoint = false;
     bool bRest = false;

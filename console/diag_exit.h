@@ -9,7 +9,7 @@ enum EDiagExit
     DIAG_BAD_USAGE = 2,
     DIAG_NO_RECORDER = 3, ///< nobody listens, or the pipes cannot be opened
     DIAG_NO_ANSWER = 4,   ///< none in time
-    DIAG_BAD_ANSWER = 5,  ///< one that breaks the protocol, or that no memory holds
+    DIAG_BAD_ANSWER = 5,  ///< one that breaks the protocol, or is too large for memory
     DIAG_NOT_WRITTEN = 6, ///< standard output has not taken everything
 };
 

@@ -57,7 +57,7 @@ void LoadParameters(const char* szText, int iLength)
     std::puts(bLoaded ? "Parameters Loaded.\r" : "Invalid parameters.\r");
 }
 
-// The text has no NULs any more. So this prints what "%.*s" would, which takes no length beyond
+// Prints what "%.*s" would print, as the NULs have been replaced; but "%.*s" takes no length beyond
 // int.
 void PrintText(const char* szText, std::uint32_t dwLength)
 {

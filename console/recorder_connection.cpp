@@ -21,11 +21,13 @@ namespace
 
 using namespace std::chrono_literals;
 
-// No call waits with a limit for somebody to open a pipe or to give up a lock: they are polled.
+// No system call waits, with a time limit, until somebody opens a pipe or releases a lock. So both
+// are tried again after a pause.
 constexpr std::chrono::milliseconds kPause = 20ms;
 // A recorder that was writing when an earlier client died may go on writing for a moment.
 constexpr std::chrono::milliseconds kLeftoversPause = 50ms;
-// A recorder may have both pipes closed for so long: some open them anew for each message.
+// A recorder that has both pipes closed for longer than this has gone. Shorter is no sign: some
+// recorders open the pipes anew for each message.
 constexpr std::chrono::milliseconds kGoneAfter = 1s;
 
 // Far more than any answer. A longer payload means that the stream is out of step.
@@ -212,7 +214,7 @@ EDiagExit CRecorderConnection::Send(EPipeMessage eRequest, std::uint32_t dwArgum
     return DIAG_ANSWERED;
 }
 
-// Payloads of messages that are not wanted are read over.
+// The payload of a message of another type is read and thrown away.
 EDiagExit CRecorderConnection::ReceiveMessage(SPipeMessageHeader& header, EPipeMessage eWanted,
                                               std::string& strPayload, const CDeadline& deadline)
 {
@@ -270,8 +272,8 @@ EDiagExit CRecorderConnection::ReadBytes(void* pBytes, std::size_t uLength,
     return DIAG_ANSWERED;
 }
 
-// Bytes, or the end inside a message. False at the deadline, or when the recorder has closed both
-// pipes and not opened them again.
+// True as soon as bytes have arrived, or the pipe has ended inside a message. False at the
+// deadline, or if the recorder has closed both pipes and not opened them again.
 bool CRecorderConnection::WaitForBytes(const CDeadline& deadline) const
 {
     CDeadline gone(kGoneAfter);

@@ -14,7 +14,7 @@
 /// each tells on standard error why it failed.
 ///
 /// Connections exclude each other by an advisory lock on the request pipe itself: so there is no
-/// lock file, and nobody can hold the lock who could not as well talk to the recorder.
+/// lock file, and whoever can take the lock may talk to the recorder anyway.
 class CRecorderConnection
 {
 public:

@@ -4,7 +4,7 @@
 #include <string>
 #include <string_view>
 
-// What a peer sent, on standard output.
+// Prints what a peer sent on standard output.
 
 /// Puts LF for CR LF, and blanks for NULs.
 void MakePlainText(std::string& strText);

@@ -54,7 +54,7 @@ int CharValue(TChar ch)
     return uChar < 256 ? static_cast<int>(kValues[3][static_cast<unsigned char>(uChar)]) : -1;
 }
 
-/// The text of whole groups of three bytes.
+/// Encodes groups of three bytes, four characters each.
 void EncodeGroups(const unsigned char* puData, std::size_t uGroups, char* szOut)
 {
     for (; uGroups >= 2; uGroups -= 2, puData += 6, szOut += 8)
@@ -101,7 +101,7 @@ unsigned int Encode(const unsigned char* puData, unsigned int uLength, TChar* pO
     uLength -= 3 * uGroups;
     if (uLength > 0)
     {
-        // The last group if it is incomplete or the capacity ends inside it.
+        // What is left is an incomplete group, or one that the capacity has no room for as a whole.
         unsigned char group[3] = {};
         std::memcpy(group, puData, std::min(uLength, 3U));
         char szGroup[4];

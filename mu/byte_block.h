@@ -2,8 +2,8 @@
 #define ZOR_MU_BYTE_BLOCK_H
 
 // Internal to text conversion and to the XML parser and writer: a few bytes of text at once, in one
-// form for each kind of processor. All do the same; this is the only file with instructions of one
-// processor.
+// form for each kind of processor. All forms do the same. No other file has instructions of a
+// particular processor.
 //
 // A comparison gives matches; "|" joins those of several. First() returns the index of the first
 // byte that matches, or kSize. Only this index is exact: matches of later bytes may be wrong.
@@ -28,7 +28,7 @@ class CPortableByteBlock
 public:
     using TMatches = std::size_t;
     static constexpr std::ptrdiff_t kSize = sizeof(std::size_t);
-    /// Whether a block of wide units takes less than a loop over them.
+    /// Whether it is faster to make a block of wide units than to look at them one by one.
     static constexpr bool kPacksUnits = false;
 
     explicit CPortableByteBlock(const char* p) { std::memcpy(&m_uBytes, p, kSize); }

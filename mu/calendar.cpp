@@ -37,7 +37,8 @@ bool IsMonth(int iMonth)
     return iMonth >= 1 && iMonth <= 12;
 }
 
-/// Results are calculated in 64 bits, where no field can overflow, and stored in the low 32.
+/// Results are calculated in 64 bits, which hold them for all values of the fields; the low 32 bits
+/// are stored.
 int Wrap(long long llValue)
 {
     return static_cast<int>(llValue);
@@ -91,8 +92,8 @@ constexpr Units kBitrateUnits = {{{kKilo - 1, 1, 0, " bps"},
                                   {kGiga - 1, kMega, 2, " Mb/s"},
                                   {kNoLimit, kGiga, 3, " Gb/s"}}};
 
-/// dAmount is below 2^67, so its text fits. A double may round a large amount, but none so that it
-/// comes into another unit.
+/// dAmount is below 2^67, so its text fits into szText. As a double it may be rounded, but only
+/// above 2^53, where the unit is the largest one anyway.
 template <typename TString>
 void WriteAmount(double dAmount, const Units& units, TString& text)
 {
@@ -162,7 +163,7 @@ void STimeComponents::FromStandardTimeValue(long long llSeconds)
     m_iMinute = static_cast<int>(llSeconds / kSecondsPerMinute % 60);
     m_iHour = static_cast<int>(llSeconds / kSecondsPerHour % 24);
 
-    // Cycles of four years, the third of which has 366 days.
+    // A cycle of four years begins with 1970; its third year has 366 days.
     constexpr int kDaysPerCycle = 4 * 365 + 1;
     const long long llDays = llSeconds / kSecondsPerDay;
     int iDayOfYear = static_cast<int>(llDays % kDaysPerCycle);
@@ -417,8 +418,8 @@ void GetByteCountString(unsigned long long ullBytes, std::wstring& wsOut)
     WriteAmount(static_cast<double>(ullBytes), kByteUnits, wsOut);
 }
 
-// The rate is multiplied as a double: a factor of eight changes only the exponent, and no product
-// is too large.
+// The rate is multiplied as a double: the factor 8 only changes the exponent, so nothing is
+// rounded, and no product is too large.
 
 void GetBitrateString(unsigned long long ullBytesPerSecond, std::string& strOut)
 {

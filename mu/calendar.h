@@ -40,12 +40,12 @@ struct STimeComponents
     /// exact in all other years.
     long long GetStandardTimeValue() const;
 
-    /// Sets all six fields from seconds since 1970-01-01 00:00:00.
-    /// Exact from 0 to 4133980799, which is 2100-12-31 23:59:59. Every fourth year is then taken
-    /// to have 366 days: the next day is day 1 of month 13 of 2100, and later ones come out one
-    /// day early (and further with each such year, which again has a month 13 of one day). Before
-    /// 1970 the month and the year are those in which a cycle of four years begins, and the other
-    /// fields negative numbers that count back from there.
+    /// Sets all six fields from seconds since 1970-01-01 00:00:00. Exact from 0 to 4133980799,
+    /// which is 2100-12-31 23:59:59. Beyond that, a year that ends a century without being a leap
+    /// year (2100, 2200, ...) counts as one of 366 days: day 366 comes out as day 1 of month 13,
+    /// and each such year makes all later dates one day early. Before 1970 the month and the year
+    /// are those in which a cycle of four years begins, and the other fields negative numbers that
+    /// count back from there.
     void FromStandardTimeValue(long long llSeconds);
 };
 

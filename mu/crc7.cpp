@@ -41,8 +41,8 @@ constexpr std::size_t kWordRow = kRow * sizeof(std::uint64_t);
 
 using TAdd = unsigned char (*)(unsigned char uCrc, const unsigned char* pData, std::size_t uLength);
 
-/// Combines the rows of kBytes into one and adds that, then the rest. Fewer than two rows are left
-/// to AddRest.
+/// Combines all whole rows of kBytes into one by exclusive or, and lets AddRest add that row and
+/// then the bytes behind the rows. Data of less than two rows go to AddRest as they are.
 template <std::size_t kBytes, typename TWord, TAdd AddRest>
 unsigned char AddByRows(unsigned char uCrc, const unsigned char* pData, std::size_t uLength)
 {

@@ -30,7 +30,8 @@ struct SDirectoryCloser
     void operator()(DIR* pDirectory) const { ::closedir(pDirectory); }
 };
 
-// fnmatch() sees characters as the thread's locale does; for a scope that is UTF-8.
+// fnmatch() takes the encoding from the thread's locale. While an object of this class lives, that
+// is UTF-8.
 class CUTF8Locale
 {
 public:
@@ -50,8 +51,8 @@ private:
     const locale_t m_previous;
 };
 
-// Empty if no wide name leads back to this one. Throws without memory, where the conversions of
-// strings would leave a name out.
+// The name as wide text; empty if its conversion back gives another name. Throws without memory:
+// the conversions into strings would give an empty text, and the name would be missing.
 std::wstring WidenName(const char* szName)
 {
     std::wstring wsName(std::strlen(szName), L'\0');
@@ -64,8 +65,9 @@ std::wstring WidenName(const char* szName)
     return strBack == szName ? wsName : std::wstring();
 }
 
-// The type of an entry (S_IFREG), of a symbolic link what it leads to: S_IFLNK if that is nowhere.
-// 0 if it vanished meanwhile. False if the system does not tell.
+// The type of an entry, such as S_IFREG. For a symbolic link it is the type of what the link leads
+// to, S_IFLNK if that is not there. 0 if the entry has vanished meanwhile. False if the system
+// fails.
 bool GetEntryType(int iDirectory, const char* szName, mode_t& uType)
 {
     struct stat status = {};

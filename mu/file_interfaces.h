@@ -1,8 +1,8 @@
 #ifndef ZOR_MU_FILE_INTERFACES_H
 #define ZOR_MU_FILE_INTERFACES_H
 
-// What code that works on "a file" needs of it; memory blocks and files implement these.
-// They do not own: nothing is deleted through them.
+// What code that works on "a file" needs of it; memory blocks and files implement these. Nothing is
+// deleted through a pointer to one of them.
 
 class IFileReader
 {

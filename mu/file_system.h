@@ -8,10 +8,10 @@ namespace mu
 {
 
 // The file system (POSIX). Paths and names are wide text, or UTF-8 in the narrow overloads. A
-// failure is a result, that of an allocation too; where there is none to tell it, as for a text
-// that is returned, std::bad_alloc is thrown, and nothing else. Where a function says "logged" the
-// failure is also a message, in UTF-8, to the process's text logger. Any thread may call any
-// function.
+// function tells a failure, also a failed allocation, by its result. One whose result cannot tell
+// it, as it gives a text, throws std::bad_alloc; nothing else is thrown. Where a function says
+// "logged" the failure is also a message, in UTF-8, to the process's text logger. Any thread may
+// call any function.
 
 /// A path as the system takes it. Without memory it is empty, which is no file's path.
 std::string PathToUTF8(const wchar_t* wszPath);

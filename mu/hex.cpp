@@ -38,8 +38,9 @@ int ReadHex(const TChar* pText, int iMaxLength)
     return static_cast<int>(uValue);
 }
 
-// Data are converted in blocks, two bytes or four characters a step: one word holds four digits, a
-// byte each. Compilers turn these loops into vector instructions where the machine has them.
+// Data are converted in blocks. A step takes two bytes or four characters, whose four digits stand
+// in one 32-bit word, a byte each. Compilers turn these loops into vector instructions where the
+// machine has them.
 constexpr std::size_t kBlock = 32;
 static_assert(std::endian::native == std::endian::little);
 
@@ -78,7 +79,7 @@ void Encode(const unsigned char* puData, std::size_t uLength, mu::ELetterCase eC
     }
 }
 
-// DecodeBlock() returns false, with the output undefined, if the text has anything but digits.
+// DecodeBlock() returns false, with the output undefined, if a character is not a digit.
 #if defined(__SSE2__) || defined(__ARM_NEON)
 
 // One character a step: compilers turn the loop into vector instructions, and the digits are packed
@@ -90,8 +91,9 @@ bool DecodeBlock(const char* szText, unsigned char* puOut)
     for (std::size_t i = 0; i < 2 * kBlock; ++i)
     {
         const auto uChar = static_cast<unsigned char>(szText[i]);
-        // uDigit is at most 9 for '0' to '9' only, uLetter for 'a' to 'f' and 'A' to 'F' only (4 to
-        // 9). So the smaller one is above 9 for everything but a digit.
+        // uDigit is 0 to 9 exactly for '0' to '9'. uLetter is 4 to 9 for 'a' to 'f' and 'A' to 'F',
+        // and above 9 for everything else. So the smaller of the two is above 9 for everything but
+        // a digit.
         const auto uDigit = static_cast<unsigned char>(uChar - '0');
         const auto uLetter = static_cast<unsigned char>(((uChar - 1) | 0x20) - ('a' - 1 - 4));
         uWorst = std::max(uWorst, std::min(uDigit, uLetter));
@@ -102,7 +104,7 @@ bool DecodeBlock(const char* szText, unsigned char* puOut)
     for (std::size_t i = 0; i < kBlock; ++i)
     {
         // The first character, the high digit, is the lower byte of a pair. The product puts it
-        // above the low digit: bits 8 to 15 are the value.
+        // into bits 12 to 15, above the low digit in bits 8 to 11: bits 8 to 15 are the value.
         puOut[i] = static_cast<unsigned char>(static_cast<std::uint16_t>(pairs[i] * 0x1001U) >> 8);
     }
     return uWorst <= 9;
@@ -118,8 +120,9 @@ bool DecodeBlock(const char* szText, unsigned char* puOut)
     std::uint32_t uAllGood = 0x80 * kEach; // the highest bit of a byte: only digits so far
     for (std::size_t i = 0; i < kBlock / 2; ++i)
     {
-        // The sum of two numbers of seven bits stays in its byte, and its highest bit tells whether
-        // the character has reached the limit.
+        // Each byte holds a number of seven bits, so a sum with another one stays in its byte.
+        // Adding 0x80 - limit sets the byte's highest bit if the character is at the limit or above
+        // it.
         const std::uint32_t uChars = chars[i] & 0x7F * kEach;
         const std::uint32_t uLower = uChars | 0x20 * kEach;
         const std::uint32_t uDecimals =
@@ -128,7 +131,7 @@ bool DecodeBlock(const char* szText, unsigned char* puOut)
             (uLower + (0x80 - 'a') * kEach) & ~(uLower + (0x7F - 'f') * kEach);
         uAllGood &= (uDecimals | uLetters) & ~chars[i];
 
-        const std::uint32_t uIsLetter = uChars >> 6 & kEach; // 1: add 9 to the low bits
+        const std::uint32_t uIsLetter = uChars >> 6 & kEach; // 1: its value is its low bits + 9
         const std::uint32_t uDigits = (uChars & 0x0F * kEach) + (uIsLetter << 3) + uIsLetter;
         const std::uint32_t uBytes = (uDigits << 4 | uDigits >> 8) & 0x00FF00FF;
         pairs[i] = static_cast<std::uint16_t>(uBytes | uBytes >> 8);

@@ -35,8 +35,8 @@ constexpr char IntToHexChar(int iValue)
     return iValue >= 0 && iValue < 16 ? "0123456789ABCDEF"[iValue] : '\0';
 }
 
-/// The value of two digits, the first one high; -1 if one is none. The second is not looked at if
-/// the first is none.
+/// The value of two digits, the first one high; -1 if one is no hexadecimal digit. The second is
+/// not read if the first is none.
 int HexTwoCharsToInt(const char* szText);
 int HexTwoCharsToInt(const wchar_t* wszText);
 
@@ -58,15 +58,15 @@ void BufferToHex(const void* pData, int iLength, ELetterCase eCase, std::string&
 void BufferToHexRev(const void* pData, int iLength, ELetterCase eCase, char* szOut);
 void BufferToHexRev(const void* pData, int iLength, ELetterCase eCase, std::string& strOut);
 
-/// Writes a byte for each two characters and returns how many; an odd last character is ignored. A
-/// pair that is not two digits is -1, of which 0xFF is written.
+/// Writes a byte for each two characters and returns how many; an odd last character is ignored.
+/// For a pair that is not two digits 0xFF is written.
 int HexToBin(const char* szText, int iLength, void* pOut);
 /// The same, the last byte of the output first.
 int HexToBinRev(const char* szText, int iLength, void* pOut);
 
 /// A dump of 16 bytes a line: the offset ("%.4x", of which the first four digits appear), the bytes
 /// in hexadecimal, and those that are ASCII letters or digits as characters, others as dots. It
-/// ends before the first line that does not fit whole with the NUL behind it. Returns the
+/// ends before the first line that does not fit as a whole, with a NUL behind it. Returns the
 /// characters written; a NUL follows them unless the capacity is below 1.
 int HexDump(const void* pData, int iLength, char* szOut, int iCapacity);
 

@@ -7,7 +7,7 @@
 namespace mu
 {
 
-// Interfaces count in int, memory in size_t; each length is checked where it crosses over.
+// Interfaces count in int, memory in size_t. These turn one into the other within its range.
 
 /// A length below 0 counts as 0.
 constexpr std::size_t UnitCount(int iLength)

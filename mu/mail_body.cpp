@@ -13,7 +13,7 @@ namespace
 
 constexpr std::size_t kMaxLine = 998;
 
-/// The length of the first line that the body gets of the text.
+/// How much of the text becomes the body's next line.
 std::size_t LineLength(std::string_view svText)
 {
     // Searches only as far as a line may reach: otherwise each part of a long line would search the
@@ -29,7 +29,7 @@ std::size_t LineLength(std::string_view svText)
         return uSpace + 1;
     }
     const std::size_t uWholeCharacters = mu::CutText(svText, kMaxLine).size();
-    return uWholeCharacters > 0 ? uWholeCharacters : kMaxLine; // none at all: this is no UTF-8
+    return uWholeCharacters > 0 ? uWholeCharacters : kMaxLine; // 0: this is no UTF-8
 }
 
 } // namespace

@@ -106,7 +106,7 @@ int CMemBlockPtr::Write(const void* pData, int iCount)
         const std::ptrdiff_t iOwnOffset = Owns(pData) ? pSource - m_pData : -1;
         const unsigned int uNeeded = m_uPosition + uCount;
         const unsigned int uDoubled =
-            m_uSize == 0 ? 32 : m_uSize * 2; // smaller if the product wraps
+            m_uSize == 0 ? 32 : m_uSize * 2; // wraps around for sizes that cannot be doubled
         if (uNeeded >= uCount && Resize(std::max(uNeeded, uDoubled)) != nullptr && iOwnOffset >= 0)
         {
             pData = m_pData + iOwnOffset; // realloc() moved it with the block

@@ -23,7 +23,8 @@ bool IsWhiteSpace(TChar ch)
     return ch == ' ' || (ch >= '\t' && ch <= '\r');
 }
 
-/// Reads white space, a sign and digits; the magnitude stops at ullLimit, which is at least 9.
+/// Reads white space, a sign and digits. A magnitude beyond ullLimit, which is at least 9, becomes
+/// ullLimit.
 template <typename TChar>
 SInteger ReadInteger(const TChar* pText, const TChar* pEnd, unsigned long long ullLimit)
 {
@@ -54,7 +55,7 @@ SInteger ReadInteger(const TChar* pText, const TChar* pEnd, unsigned long long u
 template <typename TSigned, typename TChar>
 TSigned ReadSigned(const TChar* pText, const TChar* pEnd, TSigned maximum)
 {
-    // The magnitude of the lowest number exceeds the highest by one, so it is kept unsigned.
+    // The lowest number is -(maximum + 1): its magnitude fits only the unsigned type.
     const auto ullMaximum = static_cast<unsigned long long>(maximum);
     const SInteger integer = ReadInteger(pText, pEnd, ullMaximum + 1);
     if (integer.m_bNegative)

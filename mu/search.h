@@ -33,8 +33,8 @@ int FindStringPrefix(const wchar_t* wszText, const wchar_t** pPrefixes);
 /// The offset in bytes of the first occurrence of the token, -1 if there is none or a length is
 /// negative. A token of length 0 is at offset 0.
 int FindTokenInBuffer(const void* pBuffer, int iLength, const void* pToken, int iTokenLength);
-/// Writes the offsets of the occurrences, of which each begins behind the one before, at most
-/// iMaxPositions. Returns how many; a token of length 0 has none.
+/// Writes the offsets of at most iMaxPositions occurrences, which do not overlap. Returns how many;
+/// a token of length 0 has none.
 int FindTokensInBuffer(const void* pBuffer, int iLength, const void* pToken, int iTokenLength,
                        int* piPositions, int iMaxPositions);
 

@@ -276,7 +276,8 @@ bool SplitSmsText(const std::wstring& wsText, unsigned char uReference,
         SSmsPart part;
         if (uParts > 1)
         {
-            // Five octets follow: element 0 (concatenated messages) of three octets.
+            // The header: five octets follow, which are element 0 (a concatenated message) with its
+            // three octets.
             part.m_strUserData = {5,
                                   0,
                                   3,
@@ -286,7 +287,8 @@ bool SplitSmsText(const std::wstring& wsText, unsigned char uReference,
         }
         if (text.m_eCoding == ESmsCoding::Gsm7Bit)
         {
-            // Septets begin at a multiple of seven bits: behind a header of 48, at 49.
+            // Septets begin at a multiple of seven bits. The header has 48 bits, so one fill bit
+            // follows it, and the two count as seven septets.
             part.m_iUserDataLength = IntCount(strPiece.size()) + (uParts > 1 ? 7 : 0);
             part.m_strUserData += PackSeptets(strPiece, uParts > 1 ? 1 : 0);
         }

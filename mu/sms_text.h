@@ -19,7 +19,8 @@ enum class ESmsCoding
 /// One short message.
 struct SSmsPart
 {
-    /// The octets, of which the first six tell reference, count and number of a part.
+    /// The octets. In a message that is one of several parts, the first six are a header with the
+    /// reference, the number of parts and the number of this part.
     std::string m_strUserData;
     /// The user data length: in septets for 7-bit text, the header counted as seven, else in
     /// octets.

@@ -82,7 +82,7 @@ int ReplaceNulls(TChar* pBuffer, int iLength)
     return iReplaced;
 }
 
-/// Hands the output over piece by piece, until one is not taken.
+/// Gives the output to take() piece by piece, until that returns false.
 template <typename TChar, typename TTake>
 void ReplaceLineBreaks(std::basic_string_view<TChar> text, std::basic_string_view<TChar> newLine,
                        TTake take)

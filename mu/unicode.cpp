@@ -22,8 +22,8 @@ constexpr std::size_t kShortText = 64;
 /// EncodeIntoString() encodes so many units at a time.
 constexpr std::size_t kPiece = 256;
 
-/// The unit's code point. A unit of 64 bits that exceeds the last code point becomes 0xFFFFFFFF,
-/// which vanishes as it would.
+/// The unit's code point. A 64-bit unit above the last code point becomes 0xFFFFFFFF, which is left
+/// out as well.
 template <typename TUnit>
 std::uint32_t CodePoint(TUnit unit)
 {
@@ -51,7 +51,8 @@ std::size_t CountAbove(const TUnit* pText, std::size_t uLength, std::uint32_t uL
 template <typename TUnit>
 std::size_t EncodedLength(const TUnit* pText, std::size_t uLength)
 {
-    // Most blocks have no unit of the longer sequences, so the counts for those are left out.
+    // Most blocks have only short sequences. So the units of longer ones are counted only in blocks
+    // that have any.
     constexpr std::size_t kBlock = 256;
 
     std::size_t uBytes = uLength;
@@ -142,7 +143,8 @@ char* Encode(const TUnit* pText, std::size_t uLength, char* szOut, int iLongest)
     return szOut;
 }
 
-/// The units that can be encoded so that their bytes and the terminator are counted in an int.
+/// How many units can be encoded before their bytes and the terminator are more than an int can
+/// count.
 template <typename TUnit>
 std::size_t CountableUnits(const TUnit* pText, std::size_t uLength)
 {
@@ -242,14 +244,15 @@ struct SProgress
     wchar_t* m_wszOut;
 };
 
-/// Copies a run of well-formed sequences of kBytes each. One comparison checks all bytes of a
-/// sequence. May leave the last sequence of a text, because three bytes are read as four.
+/// Decodes well-formed sequences of kBytes each, as many as follow one another. The bytes of a
+/// sequence are read as one number, so that one comparison checks them all. A sequence of three
+/// bytes is read as four, so the last one of a text may be left to the caller.
 template <std::ptrdiff_t kBytes>
 SProgress DecodeRun(const unsigned char* p, const unsigned char* pEnd, wchar_t* wszOut,
                     const wchar_t* wszOutEnd)
 {
     static_assert(kBytes == 2 || kBytes == 3);
-    constexpr std::ptrdiff_t kReadBehind = kBytes - 2; // three bytes are read as four
+    constexpr std::ptrdiff_t kReadBehind = kBytes - 2; // bytes behind a sequence that are read
     const std::ptrdiff_t iMost = std::min((pEnd - p - kReadBehind) / kBytes, wszOutEnd - wszOut);
     for (std::ptrdiff_t i = 0; i < iMost; ++i, p += kBytes)
     {
@@ -276,7 +279,7 @@ SProgress DecodeRun(const unsigned char* p, const unsigned char* pEnd, wchar_t* 
     return {p, wszOut};
 }
 
-/// Stops where the text is used up, cut off or malformed, or the room is used up.
+/// Stops at the end of the text or of the room, and at a sequence that is malformed or cut off.
 SProgress Decode(const unsigned char* p, const unsigned char* pEnd, wchar_t* wszOut,
                  wchar_t* wszOutEnd)
 {
@@ -330,7 +333,8 @@ SProgress Decode(const unsigned char* p, const unsigned char* pEnd, wchar_t* wsz
     return {p, wszOut};
 }
 
-/// Where a conversion met a malformed sequence; null where the text is used up or cut off.
+/// For a conversion that stopped at pText: the byte after the first of the malformed sequence
+/// there; null if the text ended there, or inside that sequence.
 const char* ErrorPosition(const unsigned char* pText, const unsigned char* pEnd)
 {
     if (pText == pEnd || pEnd - pText < SequenceLength(*pText))

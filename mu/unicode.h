@@ -24,11 +24,11 @@ int GetConvertedStringLength(const wchar_t* wszText, int iLength);
 int GetConvertedStringLength32(const unsigned long* pText, int iLength);
 int GetConvertedStringLength16(const unsigned short* pText, int iLength);
 
-/// Wide text to UTF-8. Returns the bytes written without the NUL that always follows them.
-/// The buffer must hold GetConvertedStringLength() + 1 bytes: the capacity guards only buffers
-/// that are too small for any sequence (1 gives an empty text; 2, 3 and 4 stop before the first
-/// sequence of as many bytes). Nothing is written if the capacity is 0 or less. A text whose
-/// encoding an int cannot count ends before the character that is too much.
+/// Wide text to UTF-8. Returns the bytes written without the NUL that always follows them. The
+/// buffer must hold GetConvertedStringLength() + 1 bytes, because iCapacity limits only tiny
+/// buffers: 1 gives an empty text; 2, 3 or 4 end the text before its first sequence of that many
+/// bytes or more. Nothing is written if the capacity is 0 or less. If an int cannot count the
+/// bytes, the text ends before the character that is too much.
 int ConvertString(const wchar_t* wszText, int iLength, char* szOut, int iCapacity);
 int ConvertString32(const unsigned long* pText, int iLength, char* szOut, int iCapacity);
 int ConvertString16(const unsigned short* pText, int iLength, char* szOut, int iCapacity);

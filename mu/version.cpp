@@ -12,7 +12,7 @@
 namespace
 {
 
-/// The text up to the separator, which is removed with it.
+/// Removes the text up to the separator, and the separator, from svText. Returns that text.
 std::string_view TakeUntil(std::string_view& svText, char cSeparator)
 {
     const std::string_view svTaken = svText.substr(0, svText.find(cSeparator));

@@ -102,7 +102,7 @@ int Replace(std::string strPath, std::string_view svContents)
         return errno;
     }
 
-    // A name that nobody has: a file or link that lies there is not touched.
+    // mkostemp() chooses a name that is free, so it touches no file or link that is there already.
     std::string strNew = strPath + ".XXXXXX";
     const int iFile = ::mkostemp(strNew.data(), O_CLOEXEC);
     if (iFile < 0)

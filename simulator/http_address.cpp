@@ -21,8 +21,8 @@ bool IsIPv6(const std::string& strAddress)
 }
 
 /// Splits "host", "host:port" or "[IPv6]:port"; brackets come off. The port is empty without a
-/// colon. False for brackets that hold anything else and for text between them and the port. That
-/// a port is a number, and a host one that exists, is not looked at.
+/// colon. False for brackets that hold anything else and for text between them and the port. Does
+/// not check that the port is a number or that the host exists.
 bool SplitHost(std::string_view svText, std::string& strHost, std::string_view& svPort)
 {
     const bool bBrackets = svText.starts_with('[');

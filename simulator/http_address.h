@@ -24,8 +24,8 @@ bool ParseHttpAddress(std::string_view svText, SHttpAddress& address);
 bool IsLoopbackAddress(const std::string& strAddress);
 
 /// Whether a Host header (RFC 9110, section 7.2) names this machine as such: "localhost" or a
-/// loopback address, with any port. A page from elsewhere whose name was made to lead here, so as
-/// to read what is served here, sends that name.
+/// loopback address, with any port. A foreign page can let its own name resolve to this machine, so
+/// that its scripts may read what is served here; but the requests then carry that name.
 bool IsLoopbackHost(std::string_view svHost);
 
 #endif

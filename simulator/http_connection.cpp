@@ -17,7 +17,7 @@ constexpr std::string_view kHeaderEnd = "\r\n\r\n";
 // elsewhere, and no other page shows one inside of it.
 constexpr std::string_view kPagePolicy =
     "\r\nContent-Security-Policy: default-src 'none'; style-src 'self'; ";
-// Browsers show a document with styles of their own, which count as its.
+// Browsers add styles of their own to an XML document, and apply its policy to them.
 constexpr std::string_view kDocumentPolicy =
     "\r\nContent-Security-Policy: default-src 'none'; style-src 'unsafe-inline'; ";
 constexpr std::string_view kDocumentType = "\r\nContent-Type: text/xml";

@@ -39,11 +39,12 @@ namespace http = boost::beast::http;
 using asio::ip::tcp;
 using beast::error_code;
 
-// A client that still sends while its connection is closed would lose the reply with it.
+// If the connection were closed while the client still sends, the client could lose the reply. So
+// the server reads on for a moment.
 constexpr std::chrono::milliseconds kLingerTime = std::chrono::seconds(1);
 constexpr std::size_t kLingerBytes = 65536;
 
-// Where descriptors or memory ran out.
+// Before the next attempt, when descriptors or memory have run out.
 constexpr std::chrono::milliseconds kPauseAfterFailure(100);
 
 /// What the connections share.
@@ -322,7 +323,8 @@ private:
 
     int ThreadMain(void*) override
     {
-        // The listener goes as soon as it learns of the end; the event is the thread's as well.
+        // The destructor returns as soon as the event is signalled, perhaps before Signal() does
+        // here. So the thread holds a reference of its own to the event.
         const std::shared_ptr<CPosixEventObject> pEnded = m_pEnded;
         {
             CFunctionSwitch fsRun("HTTP::Run");
@@ -349,16 +351,17 @@ private:
         return 0;
     }
 
-    SService m_service; // before the context, whose end ends the sessions
+    SService m_service; // before the context: its destructor ends the sessions, which use this
     asio::io_context m_context{1};
-    // Without anything to wait for, as when memory ends in Accept(), run() would end for good.
+    // Keeps run() from returning when there is nothing to wait for, as after Accept() has failed
+    // for want of memory: the context would then count as stopped, and the thread would end.
     const asio::executor_work_guard<asio::io_context::executor_type> m_work{
         m_context.get_executor()};
     tcp::acceptor m_acceptor;
     asio::steady_timer m_pause;
     const std::shared_ptr<CPosixEventObject> m_pEnded = std::make_shared<CPosixEventObject>();
-    // Held by the handler of the next connection, or of the pause before it. Without memory either
-    // may be dropped before it is called.
+    // Counts the handlers that will lead to the next connection: the one of an accept, or of the
+    // pause before it. Without memory a handler may be dropped without being called.
     const std::shared_ptr<int> m_pAwaited = std::make_shared<int>();
     bool m_bStarted = false;
 };

@@ -11,7 +11,8 @@ namespace
 {
 
 constexpr int kThreadsReport = 16384;
-// A report that lacks something may leave this much of its room, for an item that did not fit.
+// A report that is cut ends before the item that does not fit, so up to this much of its room is
+// unused.
 constexpr int kMostLeftByACut = 128;
 
 // A line of /proc/self/status, such as "VmRSS:      3468 kB".

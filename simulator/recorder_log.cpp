@@ -19,7 +19,7 @@ namespace
 // Some thousand lines: what happens while the disk is slow.
 constexpr int kBufferSize = 256 * 1024;
 
-// These pass.
+// Errors that may go away by themselves, so that the log can be written later.
 constexpr int kErrorsForNow[] = {ENOSPC, EDQUOT, EIO, ENOMEM, EMFILE, ENFILE};
 
 /// Returns an errno.

@@ -156,7 +156,8 @@ std::string CRecorderPipes::Create()
 
 bool CRecorderPipes::Connect()
 {
-    // What stands in an input that nobody writes are the requests of a console that died.
+    // If nobody has the input open for writing, what is left in it are requests of a console that
+    // died.
     pollfd polled{m_iIn, POLLIN, 0};
     if (::poll(&polled, 1, 0) > 0 && (polled.revents & POLLHUP) != 0)
     {
@@ -177,8 +178,9 @@ void CRecorderPipes::PrepareForNext()
     ::unlink(strNewOut.c_str());
     ::unlink(strNewIn.c_str());
 
-    // The input is read before it is in place, for that tells others that a recorder is running.
-    // Where this fails, the next console gets the pipes that there are.
+    // The new input is opened before it gets its place: an input there that nobody reads would tell
+    // others that no recorder is running. If anything fails, the next console gets the present
+    // pipes.
     if (MakePipe(strNewOut.c_str()) && MakePipe(strNewIn.c_str()))
     {
         const int iNewIn = ::open(strNewIn.c_str(), O_RDONLY | kOpenFlags);

@@ -144,8 +144,8 @@ void CRecorderServer::ReadRequest()
     const ssize_t iRead = ::read(m_pipes.GetInput(), szBytes, uWanted);
     if (iRead <= 0)
     {
-        // One that has asked and closed its end has nothing more to ask. One that has not may
-        // still be about to open it.
+        // A console that has asked something and then closed its end has left. One that has not
+        // asked yet may still be about to open its end.
         m_bInputEnded = iRead == 0;
         if (m_bInputEnded && m_bAsked)
         {
@@ -159,7 +159,7 @@ void CRecorderServer::ReadRequest()
         return;
     }
 
-    // What has to be known about the rest of the stream comes first: memory may end below.
+    // m_dwPayload is set first, so that the next request is found even if memory runs out below.
     const std::string_view svFrame(szBytes, static_cast<std::size_t>(iRead));
     SPipeMessageHeader header{};
     if (svFrame.size() == sizeof(header))

@@ -34,7 +34,7 @@ public:
     std::chrono::milliseconds GetUptime() const;
 
 private:
-    /// What one look at the descriptors gives to do. False if that is to stop.
+    /// Waits once for the descriptors and does what they ask for. False to stop.
     bool ServeOnce(int iStopDescriptor);
     void ReadRequest();
     void Answer(EPipeMessage eRequest, std::uint32_t dwArgument);

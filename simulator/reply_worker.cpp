@@ -12,7 +12,8 @@
 namespace
 {
 
-// For the replies other than the document, none of which is longer than this beyond a name in it.
+// Room for a reply that is not the document: it has at most so many bytes besides a name that it
+// takes from the document.
 constexpr int kReplyRoom = 65536;
 
 // Stands for a request that gets no reply: shorter than any frame.
@@ -81,7 +82,8 @@ std::string CReplyWorker::GetReply(EPipeMessage eRequest, std::uint32_t dwArgume
 
 int CReplyWorker::ThreadMain(void*)
 {
-    // The worker goes as soon as it learns of the end; the event is the thread's as well.
+    // The destructor returns as soon as the event is signalled, perhaps before Signal() does here.
+    // So the thread holds a reference of its own to the event.
     const std::shared_ptr<CPosixEventObject> pEnded = m_pEnded;
     AnswerRequests();
     m_pReplies->SetEndOfStream(); // whoever waits gets none
@@ -107,8 +109,8 @@ void CReplyWorker::AnswerRequests()
         {
             // The request gets no reply; the next one may.
         }
-        // In one block, which the reader gets in one piece: the last one has been read. There is
-        // no block for an empty frame.
+        // The frame goes into one block, for which there is room: the frame before it has been
+        // read. An empty frame gets no block.
         const int iLength = mu::IntCount(strFrame.size());
         void* const pFrame = m_pReplies->AllocateBlock(iLength);
         if (pFrame == nullptr)

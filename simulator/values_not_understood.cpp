@@ -67,7 +67,7 @@ void Compare(const std::string& strPath, std::wstring_view wsvRead, std::wstring
     }
 }
 
-// Recurses over what the records write, which is no deeper than they are.
+// Recurses over the elements that the records write: their depth does not depend on the file.
 void CompareElements(const std::string& strPath, const CVariablesSubTree& read,
                      const CVariablesSubTree& used, std::vector<std::string>& vLines)
 {

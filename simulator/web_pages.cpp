@@ -101,7 +101,8 @@ void AppendReadings(std::string_view svText, std::string& html)
     html += "<table>" + strRows + "</table>";
 }
 
-/// A page around a text that is served by itself as well: seen there, it has no way back.
+/// A page around a text. The text alone is served, too, at strPath; it is offered to be saved,
+/// because shown by itself it would have no link back.
 std::string MakeTextPage(const std::string& strTitle, const std::string& strPath,
                          const std::string& strText)
 {
