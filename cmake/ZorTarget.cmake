@@ -5,7 +5,8 @@ function(zor_configure_target target)
     if(ZOR_STRICT)
         target_compile_options(${target} PRIVATE
             -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion
-            -Wnon-virtual-dtor -Wold-style-cast -Werror)
+            -Wnon-virtual-dtor -Wold-style-cast $<$<CXX_COMPILER_ID:Clang>:-Wthread-safety>
+            -Werror)
     endif()
     if(ZOR_SPLIT_DEBUG)
         target_compile_options(${target} PRIVATE $<$<CONFIG:Release,MinSizeRel>:

@@ -18,22 +18,9 @@ namespace
 
 // Guards the creation of the key and the pointer to the map. The map's own mutex cannot: it is
 // freed with the map. A thread that takes both takes this one first.
-pthread_mutex_t g_mutexOfMap = PTHREAD_MUTEX_INITIALIZER;
-CThreadStatesMap* g_pThreadStatesMap = nullptr;
+CPosixMutex g_mutexOfMap = PTHREAD_MUTEX_INITIALIZER;
+CThreadStatesMap* g_pThreadStatesMap ZOR_GUARDED_BY(g_mutexOfMap) = nullptr;
 std::atomic<bool> g_bCrashMode{false};
-
-class CPosixLock
-{
-public:
-    explicit CPosixLock(pthread_mutex_t& mutex) : m_mutex(mutex) { pthread_mutex_lock(&m_mutex); }
-    ~CPosixLock() { pthread_mutex_unlock(&m_mutex); }
-
-    CPosixLock(const CPosixLock&) = delete;
-    CPosixLock& operator=(const CPosixLock&) = delete;
-
-private:
-    pthread_mutex_t& m_mutex;
-};
 
 bool MakeKey()
 {
@@ -46,8 +33,8 @@ bool MakeKey()
     return g_bAllocatedFuncStateEntryThreadKey != 0;
 }
 
-// Under g_mutexOfMap. Null without memory.
-CThreadStatesMap* GetOrMakeMap()
+// Null without memory.
+CThreadStatesMap* GetOrMakeMap() ZOR_REQUIRES(g_mutexOfMap)
 {
     if (g_pThreadStatesMap == nullptr)
     {
@@ -113,7 +100,7 @@ void SetCrashMode()
     g_bCrashMode.store(true, std::memory_order_relaxed);
 }
 
-bool LockForReport(pthread_mutex_t& mutex)
+bool LockForReport(CPosixMutex& mutex)
 {
     if (!g_bCrashMode.load(std::memory_order_relaxed))
     {
@@ -148,7 +135,8 @@ CThreadStatesMapScope::~CThreadStatesMapScope()
     }
 }
 
-CThreadStatesMap* CThreadStatesMapScope::GetMap() const
+// Unchecked: m_bLocked says that the scope holds the mutex.
+ZOR_NO_THREAD_SAFETY_ANALYSIS CThreadStatesMap* CThreadStatesMapScope::GetMap() const
 {
     return m_bLocked ? g_pThreadStatesMap : nullptr;
 }

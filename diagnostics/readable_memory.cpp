@@ -10,6 +10,7 @@
 #include <unistd.h>
 
 #include "threading/sleep.h"
+#include "threading/thread_safety.h"
 
 using namespace mu;
 
@@ -30,11 +31,12 @@ struct SHandlerBefore
 };
 std::array<SHandlerBefore, kFaultSignals.size()> g_vHandlersBefore;
 
-// The process whose thread holds CDispatcherLock, 0 if it is free. The lock guards the two
-// variables below.
-std::atomic<pid_t> g_iDispatcherOwner{0};
-std::array<struct sigaction, kFaultSignals.size()> g_vActionsBefore;
-int g_iProbes = 0;
+// The process whose thread holds CDispatcherLock, 0 if it is free.
+using COwnerID ZOR_CAPABILITY("owner") = std::atomic<pid_t>;
+COwnerID g_iDispatcherOwner{0};
+std::array<struct sigaction, kFaultSignals.size()>
+    g_vActionsBefore ZOR_GUARDED_BY(g_iDispatcherOwner);
+int g_iProbes ZOR_GUARDED_BY(g_iDispatcherOwner) = 0;
 
 // How many probed reads run on this thread. While there is none, the jump point is not trusted: it
 // lies on the heap, where an overrun may have written anything.
@@ -93,10 +95,10 @@ void DispatchFault(int iSignal, siginfo_t* pInfo, void* pContext)
 
 // The lock of the dispatcher's state. All signals are blocked meanwhile: a handler on this thread
 // that makes a probe would wait for ever.
-class CDispatcherLock
+class ZOR_SCOPED_CAPABILITY CDispatcherLock
 {
 public:
-    CDispatcherLock()
+    CDispatcherLock() ZOR_ACQUIRE(g_iDispatcherOwner)
     {
         sigset_t signals;
         sigfillset(&signals);
@@ -116,7 +118,7 @@ public:
             // was forked. That thread does not exist here, so the next round takes the lock over.
         }
     }
-    ~CDispatcherLock() { g_iDispatcherOwner.store(0, std::memory_order_release); }
+    ~CDispatcherLock() ZOR_RELEASE() { g_iDispatcherOwner.store(0, std::memory_order_release); }
 
     CDispatcherLock(const CDispatcherLock&) = delete;
     CDispatcherLock& operator=(const CDispatcherLock&) = delete;
@@ -132,9 +134,9 @@ bool IsDispatcher(const struct sigaction& action)
     return (action.sa_flags & SA_SIGINFO) != 0 && action.sa_sigaction == DispatchFault;
 }
 
-// Under the lock. Called for every probe, not only for the first: somebody may have installed a
-// handler meanwhile, or this process may have been forked while another thread was in here.
-void InstallDispatcher()
+// Called for every probe, not only for the first: somebody may have installed a handler
+// meanwhile, or this process may have been forked while another thread was in here.
+void InstallDispatcher() ZOR_REQUIRES(g_iDispatcherOwner)
 {
     struct sigaction dispatcher = {};
     dispatcher.sa_sigaction = DispatchFault;
@@ -157,8 +159,8 @@ void InstallDispatcher()
     }
 }
 
-// Under the lock. A handler that somebody has installed meanwhile stays.
-void RemoveDispatcher()
+// A handler that somebody has installed meanwhile stays.
+void RemoveDispatcher() ZOR_REQUIRES(g_iDispatcherOwner)
 {
     for (std::size_t i = 0; i < kFaultSignals.size(); ++i)
     {
@@ -168,6 +170,24 @@ void RemoveDispatcher()
         {
             ::sigaction(kFaultSignals[i], &g_vActionsBefore[i], nullptr);
         }
+    }
+}
+
+/// Returns the signals that the caller blocks.
+sigset_t AddProbe()
+{
+    const CDispatcherLock lock;
+    ++g_iProbes;
+    InstallDispatcher();
+    return lock.GetMaskBefore();
+}
+
+void RemoveProbe()
+{
+    const CDispatcherLock lock;
+    if (--g_iProbes == 0)
+    {
+        RemoveDispatcher();
     }
 }
 
@@ -224,14 +244,8 @@ __attribute__((no_sanitize("address", "thread", "undefined"))) void TouchPages(v
 namespace mu
 {
 
-CMemoryProbe::CMemoryProbe()
+CMemoryProbe::CMemoryProbe() : m_maskBefore(AddProbe())
 {
-    {
-        const CDispatcherLock lock;
-        m_maskBefore = lock.GetMaskBefore();
-        ++g_iProbes;
-        InstallDispatcher();
-    }
     sigset_t mask = m_maskBefore;
     for (const int iSignal : kFaultSignals)
     {
@@ -242,13 +256,7 @@ CMemoryProbe::CMemoryProbe()
 
 CMemoryProbe::~CMemoryProbe()
 {
-    {
-        const CDispatcherLock lock;
-        if (--g_iProbes == 0)
-        {
-            RemoveDispatcher();
-        }
-    }
+    RemoveProbe();
     pthread_sigmask(SIG_SETMASK, &m_maskBefore, nullptr);
 }
 

@@ -3,9 +3,8 @@
 
 #include <map>
 
-#include <pthread.h>
-
 #include "diagnostics/state_records.h"
+#include "threading/posix_mutex.h"
 
 /// The storage of every thread that traces. Its mutex guards insertion, erasure and reports. The
 /// process has one while any thread has storage; mu::CThreadStatesMapScope gives access to it.
@@ -22,8 +21,9 @@ public:
     /// the lock fails or the head does not fit.
     int PrintAllStateReports(char* szBuffer, int iBufferSize);
 
-    std::map<unsigned long, SPosixThreadExceptionVars*> m_mapThreads; ///< by pthread_t
-    pthread_mutex_t m_mutex;
+    /// By pthread_t.
+    std::map<unsigned long, SPosixThreadExceptionVars*> m_mapThreads ZOR_GUARDED_BY(m_mutex);
+    mu::CPosixMutex m_mutex;
 };
 
 namespace mu
@@ -33,7 +33,33 @@ namespace mu
 /// process crashes may never give it back.
 void SetCrashMode();
 /// Locks a mutex that a report needs. False if the lock fails or, in a crash, is not free in time.
-bool LockForReport(pthread_mutex_t& mutex);
+bool LockForReport(CPosixMutex& mutex) ZOR_TRY_ACQUIRE(true, mutex);
+
+/// The same for a scope.
+class ZOR_SCOPED_CAPABILITY CReportLock
+{
+public:
+    explicit CReportLock(CPosixMutex& mutex) ZOR_ACQUIRE(mutex)
+        : m_mutex(mutex), m_bLocked(LockForReport(mutex))
+    {
+    }
+    ~CReportLock() ZOR_RELEASE()
+    {
+        if (m_bLocked)
+        {
+            pthread_mutex_unlock(&m_mutex);
+        }
+    }
+
+    CReportLock(const CReportLock&) = delete;
+    CReportLock& operator=(const CReportLock&) = delete;
+
+    bool IsLocked() const { return m_bLocked; }
+
+private:
+    CPosixMutex& m_mutex;
+    const bool m_bLocked;
+};
 
 /// Keeps the process's map from being made or freed for a scope, so that a report can walk it
 /// (under the map's own mutex). Threads that register or leave wait meanwhile; do not nest.

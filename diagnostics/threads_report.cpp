@@ -75,8 +75,9 @@ bool AppendThreadHead(CFixedText& text, unsigned long dwThreadID, const SSchedul
 class CThreadsReport
 {
 public:
-    CThreadsReport(const CThreadStatesMap& map, char* szBuffer, int iBufferSize)
-        : m_mapThreads(map.m_mapThreads), m_text(szBuffer, iBufferSize)
+    CThreadsReport(const std::map<unsigned long, SPosixThreadExceptionVars*>& mapThreads,
+                   char* szBuffer, int iBufferSize)
+        : m_mapThreads(mapThreads), m_text(szBuffer, iBufferSize)
     {
     }
 
@@ -146,13 +147,8 @@ int CThreadStatesMap::PrintAllStateReports(char* szBuffer, int iBufferSize)
 {
     const CSetAsideChain chain;
     CFunctionSwitch fsReport("TSM::PASR");
-    if (!LockForReport(m_mutex))
-    {
-        return 0;
-    }
-    const int iLength = CThreadsReport(*this, szBuffer, iBufferSize).Write();
-    pthread_mutex_unlock(&m_mutex);
-    return iLength;
+    const CReportLock lock(m_mutex);
+    return lock.IsLocked() ? CThreadsReport(m_mapThreads, szBuffer, iBufferSize).Write() : 0;
 }
 
 int WriteThreadsStateReport(char* szBuffer, int iBufferSize)

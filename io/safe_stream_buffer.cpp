@@ -70,15 +70,13 @@ void CSafeStreamBuffer::SignalIfReadable()
     }
 }
 
-bool CSafeStreamBuffer::WaitForSignal(CMutexProtection& mpState, unsigned long dwMilliseconds)
+void CSafeStreamBuffer::ResetIfUnreadable()
 {
     if (m_bSignalled && !IsReadable())
     {
         m_bSignalled = false;
         m_weData.Reset();
     }
-    mpState.Unlock();
-    return m_weData.Wait(dwMilliseconds);
 }
 
 void* CSafeStreamBuffer::HandOutWriteBlock(int iOffset, int iSize)
@@ -129,7 +127,7 @@ bool CSafeStreamBuffer::NeedsToGrow(int iSize) const
 }
 
 template <typename TCommit>
-bool CSafeStreamBuffer::GiveWriteBlockBack(int iSize, TCommit commit)
+bool CSafeStreamBuffer::GiveWriteBlockBack(const void* pBlock, int iSize, TCommit commit)
 {
     const CMutexProtection mpState(m_mutex, mu::kInfinite);
     m_iWriteBlockHeld = 0;
@@ -137,7 +135,7 @@ bool CSafeStreamBuffer::GiveWriteBlockBack(int iSize, TCommit commit)
     {
         return true;
     }
-    if (!m_bEnabled || m_bFrozen || m_bWriteBlockInvalid || !commit())
+    if (!m_bEnabled || m_bFrozen || m_bWriteBlockInvalid || !commit(m_ring, OffsetOf(pBlock)))
     {
         return false;
     }
@@ -153,14 +151,16 @@ bool CSafeStreamBuffer::CommitWrittenBlock(void* pBlock, int iCommittedSize, int
     mu::CFunctionParam fpAllocatedSize(fsCommit, "iAllocatedSize", iAllocatedSize);
 
     return GiveWriteBlockBack(
-        iCommittedSize,
-        [&] { return m_ring.CommitWritten(OffsetOf(pBlock), iCommittedSize, iAllocatedSize); });
+        pBlock, iCommittedSize,
+        [&](mu::CBlockRing& ring, int iOffset)
+        { return ring.CommitWritten(iOffset, iCommittedSize, iAllocatedSize); });
 }
 
 bool CSafeStreamBuffer::CommitWrittenBlockBufferOverflow(void* pBlock, int iSize)
 {
-    return GiveWriteBlockBack(iSize,
-                              [&] { return m_ring.CommitWrittenOverEnd(OffsetOf(pBlock), iSize); });
+    return GiveWriteBlockBack(pBlock, iSize,
+                              [&](mu::CBlockRing& ring, int iOffset)
+                              { return ring.CommitWrittenOverEnd(iOffset, iSize); });
 }
 
 bool CSafeStreamBuffer::CommitWrittenBlockByEndPtr(void* pBlock, const void* pEnd,
@@ -179,7 +179,7 @@ void CSafeStreamBuffer::SetEndOfStream()
 void* CSafeStreamBuffer::GetBlockToRead(int& iSize)
 {
     CFunctionSwitch fsGet("SSB::GBTR");
-    mu::CFunctionParam fpDataIsAvailable(fsGet, "m_bDataIsAvailable", m_ring.HasData());
+    mu::CFunctionParam fpDataIsAvailable(fsGet, "m_bDataIsAvailable", GetTracedRing().HasData());
 
     iSize = 0;
     for (;;)
@@ -199,7 +199,9 @@ void* CSafeStreamBuffer::GetBlockToRead(int& iSize)
         {
             return nullptr;
         }
-        if (!WaitForSignal(mpState, mu::kInfinite)) // only an event that could not be made
+        ResetIfUnreadable();
+        mpState.Unlock();
+        if (!m_weData.Wait(mu::kInfinite)) // only an event that could not be made
         {
             return nullptr;
         }
@@ -220,15 +222,17 @@ template <typename TCommit>
 bool CSafeStreamBuffer::GiveReadBlockBack(int iSize, TCommit commit)
 {
     m_pReadBlockHeld = nullptr;
-    const bool bDone = iSize == 0 || (m_bEnabled && !m_bFrozen && commit());
+    const bool bDone = iSize == 0 || (m_bEnabled && !m_bFrozen && commit(m_ring));
     m_snapshot.Take(m_ring);
     return bDone;
 }
 
 bool CSafeStreamBuffer::CommitReadLocked(void* pBlock, int iSize)
 {
-    return GiveReadBlockBack(
-        iSize, [&] { return !m_bReadBlockInvalid && m_ring.CommitRead(OffsetOf(pBlock), iSize); });
+    const bool bValid = !m_bReadBlockInvalid;
+    const int iOffset = OffsetOf(pBlock);
+    return GiveReadBlockBack(iSize, [=](mu::CBlockRing& ring)
+                             { return bValid && ring.CommitRead(iOffset, iSize); });
 }
 
 bool CSafeStreamBuffer::CommitReadBlock(void* pBlock, int iSize)
@@ -245,21 +249,28 @@ bool CSafeStreamBuffer::CommitReadBlockByEndPtr(void* pBlock, const void* pEnd)
 bool CSafeStreamBuffer::CommitReadBlockBufferOverflow(void* pBlock, int iSize)
 {
     const CMutexProtection mpState(m_mutex, mu::kInfinite);
-    return GiveReadBlockBack(
-        iSize,
-        [&] { return !m_bReadBlockInvalid && m_ring.CommitReadOverEnd(OffsetOf(pBlock), iSize); });
+    const bool bValid = !m_bReadBlockInvalid;
+    const int iOffset = OffsetOf(pBlock);
+    return GiveReadBlockBack(iSize, [=](mu::CBlockRing& ring)
+                             { return bValid && ring.CommitReadOverEnd(iOffset, iSize); });
 }
 
 bool CSafeStreamBuffer::SetReadRelativePosition(int iOffset)
 {
     const CMutexProtection mpState(m_mutex, mu::kInfinite);
-    return GiveReadBlockBack(iOffset, [&] { return m_ring.Skip(iOffset); });
+    return GiveReadBlockBack(iOffset, [=](mu::CBlockRing& ring) { return ring.Skip(iOffset); });
 }
 
 bool CSafeStreamBuffer::WaitForData(unsigned int dwMilliseconds)
 {
     CMutexProtection mpState(m_mutex, mu::kInfinite);
-    return m_ring.HasData() || WaitForSignal(mpState, dwMilliseconds);
+    if (m_ring.HasData())
+    {
+        return true;
+    }
+    ResetIfUnreadable();
+    mpState.Unlock();
+    return m_weData.Wait(dwMilliseconds);
 }
 
 bool CSafeStreamBuffer::HandleTransportDone(void* pBlock, int iSize)

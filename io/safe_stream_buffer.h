@@ -140,57 +140,61 @@ public:
     /// numbers are those of GetTotalRead(); where the reader has come further, ullByte is raised to
     /// it. Nothing is consumed, and no lock is taken: what counts is the state after the last
     /// commit. The reader must be at rest meanwhile.
-    const void* GetBlockInCrash(unsigned long long& ullByte, int& iSize) const;
+    const void* GetBlockInCrash(unsigned long long& ullByte,
+                                int& iSize) const ZOR_NO_THREAD_SAFETY_ANALYSIS;
 
 protected:
     CSafeStreamBuffer();
     ~CSafeStreamBuffer();
 
 private:
-    // These want the lock.
-    void* At(int iOffset) const { return m_pMemory + iOffset; }
-    int OffsetOf(const void* pBlock) const;
-    bool CanWrite() const;
-    bool IsMemoryInUse() const;
-    void* HandOutWriteBlock(int iOffset, int iSize);
-    void* HandOutReadBlock(int& iSize);
+    void* At(int iOffset) const ZOR_REQUIRES(m_mutex) { return m_pMemory + iOffset; }
+    int OffsetOf(const void* pBlock) const ZOR_REQUIRES(m_mutex);
+    bool CanWrite() const ZOR_REQUIRES(m_mutex);
+    bool IsMemoryInUse() const ZOR_REQUIRES(m_mutex);
+    void* HandOutWriteBlock(int iOffset, int iSize) ZOR_REQUIRES(m_mutex);
+    void* HandOutReadBlock(int& iSize) ZOR_REQUIRES(m_mutex);
     template <typename TCommit>
-    bool GiveReadBlockBack(int iSize, TCommit commit);
-    bool CommitReadLocked(void* pBlock, int iSize);
-    bool ReplaceMemory(std::unique_ptr<char[]> pInternal, char* pMemory, int iSize);
-    void StartOver(bool bEndOfStream);
-    bool IsReadable() const;
-    void SignalIfReadable();
-    /// Gives the lock back.
-    bool WaitForSignal(CMutexProtection& mpState, unsigned long dwMilliseconds);
-    void Thaw();
+    bool GiveReadBlockBack(int iSize, TCommit commit) ZOR_REQUIRES(m_mutex);
+    bool CommitReadLocked(void* pBlock, int iSize) ZOR_REQUIRES(m_mutex);
+    bool ReplaceMemory(std::unique_ptr<char[]> pInternal, char* pMemory, int iSize)
+        ZOR_REQUIRES(m_mutex);
+    void StartOver(bool bEndOfStream) ZOR_REQUIRES(m_mutex);
+    bool IsReadable() const ZOR_REQUIRES(m_mutex);
+    void SignalIfReadable() ZOR_REQUIRES(m_mutex);
+    void ResetIfUnreadable() ZOR_REQUIRES(m_mutex);
+    void Thaw() ZOR_REQUIRES(m_mutex);
 
-    // These take it.
     template <typename TCommit>
-    bool GiveWriteBlockBack(int iSize, TCommit commit);
-    bool NeedsToGrow(int iSize) const;
-    bool TakesMore() const;
-    void* AllocateAtWriteOffset(int iMaxSize, int& iSize);
-    void* GetBlockThroughFreeze(int& iSize);
-    bool CommitReadThroughFreeze(void* pBlock, int iSize);
+    bool GiveWriteBlockBack(const void* pBlock, int iSize, TCommit commit) ZOR_EXCLUDES(m_mutex);
+    bool NeedsToGrow(int iSize) const ZOR_EXCLUDES(m_mutex);
+    bool TakesMore() const ZOR_EXCLUDES(m_mutex);
+    void* AllocateAtWriteOffset(int iMaxSize, int& iSize) ZOR_EXCLUDES(m_mutex);
+    void* GetBlockThroughFreeze(int& iSize) ZOR_EXCLUDES(m_mutex);
+    bool CommitReadThroughFreeze(void* pBlock, int iSize) ZOR_EXCLUDES(m_mutex);
 
-    mutable CMutualExclusion m_mutex;    // guards all below
-    CWinEvent m_weData;                  // the stream has ended, or there is data and no freeze
-    CWinEvent m_weThawed;                // no freeze
-    bool m_bSignalled = false;           // the data event
-    std::unique_ptr<char[]> m_pInternal; // null: external memory or none
-    char* m_pMemory = nullptr;
-    mu::CBlockRing m_ring;
-    mu::CRingSnapshot m_snapshot;
-    bool m_bEndOfStream = false;
-    bool m_bEnabled = true;
-    bool m_bFrozen = false;
+    /// For state reports, which read what its functions point at and take no lock.
+    const mu::CBlockRing& GetTracedRing() const ZOR_NO_THREAD_SAFETY_ANALYSIS { return m_ring; }
+
+    mutable CMutualExclusion m_mutex;
+    // Signalled and reset under the lock, waited for without it.
+    CWinEvent m_weData;                                // ended, or there is data and no freeze
+    CWinEvent m_weThawed;                              // no freeze
+    bool m_bSignalled ZOR_GUARDED_BY(m_mutex) = false; // the data event
+    // Null: external memory or none.
+    std::unique_ptr<char[]> m_pInternal ZOR_GUARDED_BY(m_mutex);
+    char* m_pMemory ZOR_GUARDED_BY(m_mutex) = nullptr;
+    mu::CBlockRing m_ring ZOR_GUARDED_BY(m_mutex);
+    mu::CRingSnapshot m_snapshot; // taken under the lock
+    bool m_bEndOfStream ZOR_GUARDED_BY(m_mutex) = false;
+    bool m_bEnabled ZOR_GUARDED_BY(m_mutex) = true;
+    bool m_bFrozen ZOR_GUARDED_BY(m_mutex) = false;
     // Invalid: a commit is refused until another block is handed out. Held: the reader has a
     // block that it has not given back, valid or not.
-    bool m_bReadBlockInvalid = true;
-    bool m_bWriteBlockInvalid = true;
-    const void* m_pReadBlockHeld = nullptr;
-    int m_iWriteBlockHeld = 0; // its size, 0: none
+    bool m_bReadBlockInvalid ZOR_GUARDED_BY(m_mutex) = true;
+    bool m_bWriteBlockInvalid ZOR_GUARDED_BY(m_mutex) = true;
+    const void* m_pReadBlockHeld ZOR_GUARDED_BY(m_mutex) = nullptr;
+    int m_iWriteBlockHeld ZOR_GUARDED_BY(m_mutex) = 0; // its size, 0: none
 };
 
 #endif

@@ -67,8 +67,8 @@ int CSafeStreamBuffer::Write(const void* pData, int iSize)
 int CSafeStreamBuffer::Read(void* pBuffer, int iMaxSize, int iMinSize)
 {
     CFunctionSwitch fsRead("SSB::Rd");
-    mu::CFunctionParam fpReadPtr(fsRead, "iReadPtr", m_ring.GetReadOffset());
-    mu::CFunctionParam fpWritePtr(fsRead, "iWritePtr", m_ring.GetWriteOffset());
+    mu::CFunctionParam fpReadPtr(fsRead, "iReadPtr", GetTracedRing().GetReadOffset());
+    mu::CFunctionParam fpWritePtr(fsRead, "iWritePtr", GetTracedRing().GetWriteOffset());
 
     if (iMaxSize < 0 || iMinSize > iMaxSize)
     {

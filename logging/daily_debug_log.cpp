@@ -41,7 +41,7 @@ CDailyDebugLog::CTextBuffer* CDailyDebugLog::MakeTextBuffer()
 }
 
 CDailyDebugLog::CDailyDebugLog()
-    : m_pTextBuffer(MakeTextBuffer()), m_pFlushMutex(std::make_shared<std::recursive_mutex>())
+    : m_pTextBuffer(MakeTextBuffer()), m_pFlushMutex(std::make_shared<CFlushMutex>())
 {
     RegisterForCrash();
 }
@@ -60,7 +60,8 @@ void CDailyDebugLog::ReleaseResources()
         pScheduler->RemoveTasks(0, TimeToSaveLog, this, 1);
         pScheduler->RemoveTasks(0, TimeToHandleConfigChange, this, 1);
     }
-    const std::scoped_lock lock(*m_pFlushMutex, m_writeMutex);
+    const CFlushLock flushLock(*m_pFlushMutex);
+    const mu::CPosixLock writeLock(m_writeMutex);
     UnregisterForCrash();
     m_pTextBuffer.reset();
     CloseFile();
@@ -68,7 +69,7 @@ void CDailyDebugLog::ReleaseResources()
 
 bool CDailyDebugLog::SetBufferSize(int iSize)
 {
-    const std::scoped_lock lock(m_writeMutex);
+    const mu::CPosixLock lock(m_writeMutex);
     if (m_pTextBuffer == nullptr || !m_pTextBuffer->SetBufferSize(iSize))
     {
         return false;
@@ -101,7 +102,7 @@ void CDailyDebugLog::SetStorageScheduler(IScheduler* pScheduler)
 {
     CSchedulerReference pOld;
     {
-        const std::scoped_lock lock(m_writeMutex);
+        const mu::CPosixLock lock(m_writeMutex);
         if (pScheduler == m_pScheduler)
         {
             return;
@@ -116,7 +117,7 @@ void CDailyDebugLog::SetStorageScheduler(IScheduler* pScheduler)
 
 CDailyDebugLog::CSchedulerReference CDailyDebugLog::GetScheduler()
 {
-    const std::scoped_lock lock(m_writeMutex);
+    const mu::CPosixLock lock(m_writeMutex);
     if (m_pScheduler != nullptr)
     {
         m_pScheduler->AddRef();
@@ -175,7 +176,7 @@ bool CDailyDebugLog::AddBlock(const char* pText, int iLength, int iRoom, bool bA
     bool bFlush = false;
     {
         szState = "alloc";
-        const std::scoped_lock lock(m_writeMutex);
+        const mu::CPosixLock lock(m_writeMutex);
         if (m_pTextBuffer == nullptr || m_bCrashed)
         {
             return false;
@@ -219,7 +220,7 @@ void CDailyDebugLog::CheckLargeContent()
 {
     bool bLarge = false;
     {
-        const std::scoped_lock lock(m_writeMutex);
+        const mu::CPosixLock lock(m_writeMutex);
         bLarge = IsContentLarge();
     }
     if (bLarge)

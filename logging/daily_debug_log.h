@@ -12,6 +12,7 @@
 #include "logging/logger.h"
 #include "mu/calendar.h"
 #include "threading/auto_delete.h"
+#include "threading/posix_mutex.h"
 #include "threading/scheduler_interface.h"
 #include "threading/thread_id.h"
 
@@ -130,6 +131,22 @@ private:
     using CSchedulerReference = std::unique_ptr<IScheduler, SReleaser>;
     using CTextBuffer = AutoDeleteThreadObjectImpl<CSafeStreamBuffer>;
 
+    class ZOR_CAPABILITY("mutex") CFlushMutex : public std::recursive_mutex
+    {
+    };
+    class ZOR_SCOPED_CAPABILITY CFlushLock
+    {
+    public:
+        explicit CFlushLock(CFlushMutex& mutex) ZOR_ACQUIRE(mutex) : m_lock(mutex) {}
+        ~CFlushLock() ZOR_RELEASE() = default;
+
+        CFlushLock(const CFlushLock&) = delete;
+        CFlushLock& operator=(const CFlushLock&) = delete;
+
+    private:
+        const std::scoped_lock<std::recursive_mutex> m_lock;
+    };
+
     enum class EOutcome
     {
         Written, ///< also if the clock is not set, or if a crash has taken the file
@@ -144,16 +161,16 @@ private:
                   const char*& szState);
     template <typename TAdd>
     void AddMessage(Severity eSeverity, TAdd add);
-    bool IsContentLarge();
+    bool IsContentLarge() ZOR_REQUIRES(m_writeMutex);
     CSchedulerReference GetScheduler();
 
     void RequestFlush(bool bForError);
     void QueueFlush(IScheduler& scheduler, unsigned long long ullDelay, bool bDayEnd);
     void QueueRetry();
     void FinishQueuedFlush();
-    EOutcome WriteContent();
-    bool OpenFile(const mu::STimeComponents& date);
-    void CloseFile();
+    EOutcome WriteContent() ZOR_REQUIRES(*m_pFlushMutex);
+    bool OpenFile(const mu::STimeComponents& date) ZOR_REQUIRES(m_file);
+    void CloseFile() ZOR_REQUIRES(*m_pFlushMutex);
     void ForgetClock();
     bool FindFile(const mu::STimeComponents& date, bool bMakeDirectory, std::wstring& wsPath);
     mu::STimeComponents GetFileDate();
@@ -171,27 +188,28 @@ protected:
     Severity m_eLowestSeverity = Status; ///< constant once other threads log
 
 private:
-    IScheduler* m_pScheduler = nullptr;
-    std::unique_ptr<CTextBuffer, SReleaser> m_pTextBuffer; // null when released
+    IScheduler* m_pScheduler ZOR_GUARDED_BY(m_writeMutex) = nullptr;
+    // Null when released, which takes both locks below: either will do to use it.
+    std::unique_ptr<CTextBuffer, SReleaser> m_pTextBuffer;
     std::atomic<CMediaRecorderConfiguration*> m_pRecConfig{nullptr};
     mu::CDayFile m_file;
     LogCallback m_pInitCallback = nullptr;
     LogCallback m_pTermCallback = nullptr;
     void* m_pInitContext = nullptr;
     void* m_pTermContext = nullptr;
-    mu::STimeComponents m_fileDate;
+    mu::STimeComponents m_fileDate ZOR_GUARDED_BY(m_writeMutex);
 
     // Held from the allocation of a block to its commit, because the buffer is for one writer. Also
     // guards the pointers to the scheduler and the buffer, the file's date and the path for a
     // crash. Never held while text is formatted or anything is called that may wait.
-    std::mutex m_writeMutex;
+    mu::CPosixMutex m_writeMutex = PTHREAD_MUTEX_INITIALIZER;
     // The buffer has at least this much room. Known without asking it, which is done only when this
     // falls below half of its size.
-    long long m_llFreeAtLeast = 0;
+    long long m_llFreeAtLeast ZOR_GUARDED_BY(m_writeMutex) = 0;
     // Held during a flush and the task that it runs in. The task may release the log's last
     // reference: so the mutex is shared, to outlive the log, and recursive, because the log's
-    // destruction locks it once more.
-    const std::shared_ptr<std::recursive_mutex> m_pFlushMutex;
+    // destruction locks it once more. A thread that takes both mutexes takes this one first.
+    const std::shared_ptr<CFlushMutex> m_pFlushMutex;
     std::atomic<unsigned long> m_dwFlushThreadID{mu::kNoThreadID}; // of the thread in SaveLog()
     bool m_bAskedInFlush = false;            // whether that thread asked for a flush meanwhile
     std::atomic<int> m_iFlushesQueued{0};    // without day ends; may be too low for a moment

@@ -5,7 +5,6 @@
 #include <cstring>
 #include <utility>
 
-#include <pthread.h>
 #include <unistd.h>
 
 #include "diagnostics/crash_handler.h"
@@ -18,23 +17,24 @@ namespace
 
 // The process's logs. A crash walks the list under the lock, so that no log is destroyed meanwhile.
 // If it cannot have the lock, because it interrupted the thread that holds it, it walks without.
-pthread_mutex_t g_mutexOfLogs = PTHREAD_MUTEX_INITIALIZER;
-std::atomic<CDailyDebugLog*> g_pFirstLog{nullptr};
+mu::CPosixMutex g_mutexOfLogs = PTHREAD_MUTEX_INITIALIZER;
+std::atomic<CDailyDebugLog*> g_pFirstLog ZOR_GUARDED_BY(g_mutexOfLogs){nullptr};
 
 } // namespace
 
 void CDailyDebugLog::RegisterForCrash()
 {
-    pthread_mutex_lock(&g_mutexOfLogs);
-    m_pNextLog = g_pFirstLog.load();
-    g_pFirstLog = this;
-    pthread_mutex_unlock(&g_mutexOfLogs);
+    {
+        const mu::CPosixLock lock(g_mutexOfLogs);
+        m_pNextLog = g_pFirstLog.load();
+        g_pFirstLog = this;
+    }
     mu::SetCrashLogWriter(WriteAllInCrash);
 }
 
 void CDailyDebugLog::UnregisterForCrash()
 {
-    pthread_mutex_lock(&g_mutexOfLogs);
+    const mu::CPosixLock lock(g_mutexOfLogs);
     for (std::atomic<CDailyDebugLog*>* ppLog = &g_pFirstLog; *ppLog != nullptr;
          ppLog = &ppLog->load()->m_pNextLog)
     {
@@ -44,19 +44,14 @@ void CDailyDebugLog::UnregisterForCrash()
             break;
         }
     }
-    pthread_mutex_unlock(&g_mutexOfLogs);
 }
 
 void CDailyDebugLog::WriteAllInCrash()
 {
-    const bool bLocked = mu::LockForReport(g_mutexOfLogs);
+    const mu::CReportLock lock(g_mutexOfLogs);
     for (CDailyDebugLog* pLog = g_pFirstLog; pLog != nullptr; pLog = pLog->m_pNextLog)
     {
         pLog->WriteInCrash();
-    }
-    if (bLocked)
-    {
-        pthread_mutex_unlock(&g_mutexOfLogs);
     }
 }
 
@@ -74,7 +69,7 @@ void CDailyDebugLog::PrepareForCrash()
     const bool bFound =
         m_pRecConfig != nullptr && mu::IsCurrentTimeSane(date) && FindFile(date, false, wsPath);
     std::string strPath = bFound ? mu::PathToUTF8(wsPath.c_str()) : std::string();
-    const std::scoped_lock lock(m_writeMutex);
+    const mu::CPosixLock lock(m_writeMutex);
     m_file.SetPathForCrash(std::move(strPath));
 }
 

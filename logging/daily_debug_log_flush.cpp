@@ -31,18 +31,18 @@ class CClockRegistration final : public mu::IClockListener
 public:
     void Set(CDailyDebugLog* pLog)
     {
-        const std::scoped_lock lock(m_mutex);
+        const mu::CPosixLock lock(m_mutex);
         m_pLog = pLog;
     }
     void Remove(const CDailyDebugLog* pLog)
     {
-        const std::scoped_lock lock(m_mutex);
+        const mu::CPosixLock lock(m_mutex);
         m_pLog = m_pLog == pLog ? nullptr : m_pLog;
     }
 
     void HandleClockSet() override
     {
-        const std::scoped_lock lock(m_mutex);
+        const mu::CPosixLock lock(m_mutex);
         if (m_pLog != nullptr)
         {
             m_pLog->ScheduleNextLogFlush(false);
@@ -50,8 +50,8 @@ public:
     }
 
 private:
-    std::mutex m_mutex;
-    CDailyDebugLog* m_pLog = nullptr;
+    mu::CPosixMutex m_mutex = PTHREAD_MUTEX_INITIALIZER;
+    CDailyDebugLog* m_pLog ZOR_GUARDED_BY(m_mutex) = nullptr;
 };
 
 constinit CClockRegistration g_clockRegistration;
@@ -123,7 +123,7 @@ void CDailyDebugLog::ScheduleNextLogFlush(bool bNow)
     pScheduler->RemoveTasks(0, TimeToSaveLog, this, 1);
     const mu::STimeComponents now = GetCurrentLocalTime();
     {
-        const std::scoped_lock lock(m_writeMutex);
+        const mu::CPosixLock lock(m_writeMutex);
         m_fileDate = now;
     }
     PrepareForCrash();
@@ -182,8 +182,8 @@ void CDailyDebugLog::TaskCancelled(IScheduler*, void* pContext, int iParameter)
 void CDailyDebugLog::TimeToSaveLog(IScheduler*, void* pContext, int iParameter, bool&)
 {
     auto* const pLog = static_cast<CDailyDebugLog*>(pContext);
-    const std::shared_ptr<std::recursive_mutex> pFlushMutex = pLog->m_pFlushMutex;
-    const std::scoped_lock lock(*pFlushMutex);
+    const std::shared_ptr<CFlushMutex> pFlushMutex = pLog->m_pFlushMutex;
+    const CFlushLock lock(*pFlushMutex);
     if (iParameter == 0)
     {
         // Before the flush: an Error that comes from now on may miss it, and queues another one.
@@ -196,8 +196,8 @@ void CDailyDebugLog::TimeToSaveLog(IScheduler*, void* pContext, int iParameter, 
 void CDailyDebugLog::TimeToHandleConfigChange(IScheduler*, void* pContext, int, bool&)
 {
     auto* const pLog = static_cast<CDailyDebugLog*>(pContext);
-    const std::shared_ptr<std::recursive_mutex> pFlushMutex = pLog->m_pFlushMutex;
-    const std::scoped_lock lock(*pFlushMutex);
+    const std::shared_ptr<CFlushMutex> pFlushMutex = pLog->m_pFlushMutex;
+    const CFlushLock lock(*pFlushMutex);
     pLog->TimeToHandleConfigChange();
     pLog->Release();
 }
@@ -223,7 +223,7 @@ void CDailyDebugLog::HandleConfigurationChange()
 
 void CDailyDebugLog::TimeToHandleConfigChange()
 {
-    const std::scoped_lock lock(*m_pFlushMutex);
+    const CFlushLock lock(*m_pFlushMutex);
     PrepareForCrash();
     CloseFile();
     m_bArmed = true;
@@ -234,7 +234,7 @@ void CDailyDebugLog::SaveLog(bool bDayEnd)
 {
     CFunctionSwitch fsSave("DDL::SL");
 
-    const std::scoped_lock lock(*m_pFlushMutex);
+    const CFlushLock lock(*m_pFlushMutex);
     const bool bInsideFlush = m_dwFlushThreadID != mu::kNoThreadID;
     if (bInsideFlush || m_pTextBuffer == nullptr || m_pRecConfig == nullptr)
     {
@@ -344,7 +344,7 @@ void CDailyDebugLog::CloseFile()
 mu::STimeComponents CDailyDebugLog::GetFileDate()
 {
     const mu::STimeComponents now = GetCurrentLocalTime();
-    const std::scoped_lock lock(m_writeMutex);
+    const mu::CPosixLock lock(m_writeMutex);
     return m_pScheduler == nullptr ? now : m_fileDate;
 }
 

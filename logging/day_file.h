@@ -8,6 +8,7 @@
 #include "io/file_access.h"
 #include "mu/calendar.h"
 #include "threading/thread_id.h"
+#include "threading/thread_safety.h"
 
 namespace mu
 {
@@ -19,16 +20,16 @@ namespace mu
 /// out.
 ///
 /// One thread at a time, and inside a CTurn, except where an operation says otherwise.
-class CDayFile
+class ZOR_CAPABILITY("turn") CDayFile
 {
 public:
     /// Holds the file for a scope, if it is free. Once a crash has taken it, it is never free
     /// again.
-    class CTurn
+    class ZOR_SCOPED_CAPABILITY CTurn
     {
     public:
-        explicit CTurn(CDayFile& file);
-        ~CTurn();
+        explicit CTurn(CDayFile& file) ZOR_ACQUIRE(file);
+        ~CTurn() ZOR_RELEASE();
 
         CTurn(const CTurn&) = delete;
         CTurn& operator=(const CTurn&) = delete;
@@ -55,11 +56,11 @@ public:
 
     bool IsOpen() const { return m_iDescriptor.load(std::memory_order_relaxed) >= 0; }
     /// Makes the file if it is missing. ullNext is the number of the first byte to be written.
-    bool Open(const std::wstring& wsPath, unsigned long long ullNext);
-    void Close();
+    bool Open(const std::wstring& wsPath, unsigned long long ullNext) ZOR_REQUIRES(this);
+    void Close() ZOR_REQUIRES(this);
     /// Returns the bytes written, which may be fewer, or -1 if an error came before the first. What
     /// was interrupted by a signal goes on.
-    int Write(const void* pText, int iSize);
+    int Write(const void* pText, int iSize) ZOR_REQUIRES(this);
     /// Makes what was written survive a power cut. Needs no turn.
     bool Flush();
 

@@ -70,12 +70,13 @@ public:
         "<table border='1'><tr><th>Time</th><th>Message</th><th>Parameters</th></tr>";
     static void AppendHTMLRow(const SLogMessageRec& record, std::string& html);
 
-    // These take no lock: no other thread logs meanwhile. UTF-8; false if it could not be written.
+    // These take no lock, and are not checked for one: no other thread logs meanwhile. UTF-8; false
+    // if it could not be written.
 
     /// The day, wherever it changes, and the messages, each with its time of day.
-    bool WriteText(IFileWriter& writer, const wchar_t* wszLineEnd);
+    bool WriteText(IFileWriter& writer, const wchar_t* wszLineEnd) ZOR_NO_THREAD_SAFETY_ANALYSIS;
     /// Both make or replace a file, which begins with a byte-order mark.
-    bool SaveInXMLFile(const wchar_t* wszPath);
+    bool SaveInXMLFile(const wchar_t* wszPath) ZOR_NO_THREAD_SAFETY_ANALYSIS;
     bool SaveInTextFile(const wchar_t* wszPath, const wchar_t* wszLineEnd);
 
     /// Appends one line for a message, text name="value" name="value", and one for each message
@@ -91,16 +92,16 @@ protected:
 private:
     void LogText(const char* szText);
     void Keep(CEasyXML& exmlMessage);
-    void KeepLocked(CEasyXML& exmlMessage);
+    void KeepLocked(CEasyXML& exmlMessage) ZOR_REQUIRES(m_lock);
 
-    std::deque<SLogMessageRec> m_messages;
+    std::deque<SLogMessageRec> m_messages ZOR_GUARDED_BY(m_lock);
 
 protected:
-    CMutualExclusion m_lock; // guards what is kept and the count of it
+    CMutualExclusion m_lock;
 
 private:
     std::atomic<int> m_iLostMessages{0}; // since they were told last; changed without the lock
-    long long m_llTotalMessages = 0;
+    long long m_llTotalMessages ZOR_GUARDED_BY(m_lock) = 0;
 };
 
 #endif

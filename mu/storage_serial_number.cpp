@@ -3,17 +3,17 @@
 #include "mu/file_system.h"
 
 #include <cstddef>
-#include <mutex>
 
 #include "diagnostics/function_state.h"
 #include "io/file_access.h"
 #include "mu/hex.h"
+#include "threading/posix_mutex.h"
 
 namespace
 {
 
-std::mutex g_mutexOfSerialNumber;
-std::string g_strSerialNumber;
+mu::CPosixMutex g_mutexOfSerialNumber = PTHREAD_MUTEX_INITIALIZER;
+std::string g_strSerialNumber ZOR_GUARDED_BY(g_mutexOfSerialNumber);
 
 } // namespace
 
@@ -75,13 +75,13 @@ bool ParseIdentifySerialNumber(const std::string& strIdentify, std::string& strS
 
 void SetMainStorageSerialNumber(const std::string& strSerialNumber)
 {
-    const std::scoped_lock lock(g_mutexOfSerialNumber);
+    const CPosixLock lock(g_mutexOfSerialNumber);
     g_strSerialNumber = strSerialNumber;
 }
 
 std::string GetSavedMainStorageSerialNumber()
 {
-    const std::scoped_lock lock(g_mutexOfSerialNumber);
+    const CPosixLock lock(g_mutexOfSerialNumber);
     return g_strSerialNumber;
 }
 

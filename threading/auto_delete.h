@@ -49,7 +49,7 @@ private:
     ~AutoDeleteThreadObjectImpl() = default;
 
     CMutualExclusion m_mutex;
-    int m_iReferences = 0;
+    int m_iReferences ZOR_GUARDED_BY(m_mutex) = 0;
 };
 
 #endif

@@ -8,6 +8,7 @@
 
 #include "diagnostics/function_state.h"
 #include "threading/thread_id.h"
+#include "threading/thread_safety.h"
 
 /// A lock that knows its owner and counts its locks.
 ///
@@ -18,7 +19,7 @@
 ///
 /// Any thread may call any operation but the destructor. A lock whose set-up failed for want of
 /// memory is invalid: Lock() returns false at once.
-class CMutualExclusion
+class ZOR_CAPABILITY("mutex") CMutualExclusion
 {
 public:
     CMutualExclusion();
@@ -30,7 +31,7 @@ public:
 
     /// Returns whether the caller holds the lock now. 0 only tries; every other value waits without
     /// a limit, whatever time it stands for.
-    bool Lock(unsigned long dwMilliseconds)
+    bool Lock(unsigned long dwMilliseconds) ZOR_TRY_ACQUIRE(true)
     {
         CFunctionSwitch fsLock("MtEx::Lock");
         fsLock.GetEntry()->m_pFirstParam = &m_paramOwner;
@@ -53,7 +54,7 @@ public:
 
     /// Takes one Lock() back, also of another thread. With the last one the lock is free, and the
     /// object is not touched any more: another thread that waits may destroy it.
-    void Unlock()
+    void Unlock() ZOR_RELEASE()
     {
         CFunctionSwitch fsUnlock("MtEx::Unlock");
 
@@ -107,25 +108,25 @@ private:
 };
 
 /// Holds a lock for a scope, if it gets it. Used by one thread.
-class CMutexProtection
+class ZOR_SCOPED_CAPABILITY CMutexProtection
 {
 public:
-    CMutexProtection(CMutualExclusion& mutex, unsigned long dwMilliseconds)
+    CMutexProtection(CMutualExclusion& mutex, unsigned long dwMilliseconds) ZOR_ACQUIRE(mutex)
         : m_mutex(mutex), m_bLocked(mutex.Lock(dwMilliseconds))
     {
     }
-    ~CMutexProtection() { Unlock(); }
+    ~CMutexProtection() ZOR_RELEASE() { Unlock(); }
 
     CMutexProtection(const CMutexProtection&) = delete;
     CMutexProtection& operator=(const CMutexProtection&) = delete;
 
     /// True at once if this guard holds the lock already.
-    bool Lock(unsigned long dwMilliseconds)
+    bool Lock(unsigned long dwMilliseconds) ZOR_TRY_ACQUIRE(true)
     {
         m_bLocked = m_bLocked || m_mutex.Lock(dwMilliseconds);
         return m_bLocked;
     }
-    void Unlock()
+    void Unlock() ZOR_RELEASE()
     {
         if (m_bLocked)
         {

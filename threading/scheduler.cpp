@@ -6,13 +6,13 @@
 #include <cstddef>
 #include <ctime>
 #include <limits>
-#include <mutex>
 #include <new>
 #include <utility>
 
 #include <pthread.h>
 
 #include "diagnostics/function_state.h"
+#include "threading/posix_mutex.h"
 #include "threading/simple_thread.h"
 #include "threading/thread_id.h"
 
@@ -94,12 +94,12 @@ public:
     void Stop()
     {
         {
-            std::unique_lock lock(m_mutex);
+            CPosixLock lock(m_mutex);
             m_bStopped = true;
             pthread_cond_broadcast(&m_cond);
             while (!m_bFinished && m_dwThreadID != mu::GetCurrentThreadID())
             {
-                pthread_cond_wait(&m_cond, lock.mutex()->native_handle());
+                pthread_cond_wait(&m_cond, &m_mutex);
             }
         }
         CancelTasks([](const STask&) { return true; }, true);
@@ -107,7 +107,7 @@ public:
 
     unsigned long long Queue(STask task, unsigned long long ullDelay)
     {
-        const std::scoped_lock lock(m_mutex);
+        const CPosixLock lock(m_mutex);
         if (m_bStopped || m_uTasks == m_aTasks.size())
         {
             return 0;
@@ -131,7 +131,7 @@ public:
 
     int Count()
     {
-        const std::scoped_lock lock(m_mutex);
+        const CPosixLock lock(m_mutex);
         return static_cast<int>(m_uTasks);
     }
 
@@ -141,7 +141,7 @@ public:
     void CancelTasks(TMatch match, bool bAll)
     {
         AddRef(); // a cancel callback may drop the scheduler
-        std::unique_lock lock(m_mutex);
+        CPosixLock lock(m_mutex);
         const unsigned long long ullLastNumber = m_ullLastNumber;
         bool bFound = true;
         for (bool bFirst = true; bFound && (bFirst || bAll); bFirst = false)
@@ -156,19 +156,19 @@ public:
             if (bFound)
             {
                 const STask task = Take(uPlace - 1);
-                lock.unlock();
+                lock.Unlock();
                 task.m_pCancel(m_pScheduler, task.m_pContext, task.m_iParameter);
-                lock.lock();
+                lock.Lock();
             }
         }
-        lock.unlock();
+        lock.Unlock();
         Release();
     }
 
 private:
     static constexpr unsigned long long kNever = std::numeric_limits<unsigned long long>::max();
 
-    STask Take(std::size_t uPlace)
+    STask Take(std::size_t uPlace) ZOR_REQUIRES(m_mutex)
     {
         const STask task = m_aTasks[uPlace];
         std::copy(m_aTasks.data() + uPlace + 1, m_aTasks.data() + m_uTasks,
@@ -179,14 +179,13 @@ private:
 
     // Waits until the queue changes or ullDue is reached, at most a day: a later time might not fit
     // a timespec.
-    void Wait(std::unique_lock<std::mutex>& lock, unsigned long long ullNow,
-              unsigned long long ullDue)
+    void Wait(unsigned long long ullNow, unsigned long long ullDue) ZOR_REQUIRES(m_mutex)
     {
         constexpr unsigned long long kDay = 86400 * kMicrosecondsPerSecond;
         const unsigned long long ullWakeUp = ullNow + std::min(ullDue - ullNow, kDay);
         const std::timespec tsWakeUp{static_cast<std::time_t>(ullWakeUp / kMicrosecondsPerSecond),
                                      static_cast<long>(ullWakeUp % kMicrosecondsPerSecond) * 1000};
-        pthread_cond_timedwait(&m_cond, lock.mutex()->native_handle(), &tsWakeUp);
+        pthread_cond_timedwait(&m_cond, &m_mutex, &tsWakeUp);
     }
 
     int ThreadMain(void*) override
@@ -196,7 +195,7 @@ private:
         CFunctionParam fpTask(fsMain, "szTask", szTask);
 
         {
-            std::unique_lock lock(m_mutex);
+            CPosixLock lock(m_mutex);
             m_dwThreadID = mu::GetCurrentThreadID();
             while (!m_bStopped)
             {
@@ -205,16 +204,16 @@ private:
                     m_uTasks > 0 ? m_aTasks[m_uTasks - 1].m_ullDue : kNever;
                 if (ullDue > ullNow)
                 {
-                    Wait(lock, ullNow, ullDue);
+                    Wait(ullNow, ullDue);
                     continue;
                 }
                 const STask task = Take(m_uTasks - 1);
-                lock.unlock();
+                lock.Unlock();
                 bool bReserved = false;
                 szTask = task.m_szName;
                 task.m_pTask(m_pScheduler, task.m_pContext, task.m_iParameter, bReserved);
                 szTask = nullptr;
-                lock.lock();
+                lock.Lock();
             }
             m_bFinished = true;
             pthread_cond_broadcast(&m_cond);
@@ -227,14 +226,15 @@ private:
     IScheduler* const m_pScheduler;
     std::atomic<int> m_iReferences{1};
 
-    std::mutex m_mutex; // for all below
+    CPosixMutex m_mutex = PTHREAD_MUTEX_INITIALIZER;
     pthread_cond_t m_cond;
-    std::array<STask, CScheduler::kMaxQueuedTasks> m_aTasks; // the next one due is the last
-    std::size_t m_uTasks = 0;
-    unsigned long long m_ullLastNumber = 0;
-    unsigned long m_dwThreadID = mu::kNoThreadID;
-    bool m_bStopped = false;
-    bool m_bFinished = false;
+    // The next one due is the last.
+    std::array<STask, CScheduler::kMaxQueuedTasks> m_aTasks ZOR_GUARDED_BY(m_mutex);
+    std::size_t m_uTasks ZOR_GUARDED_BY(m_mutex) = 0;
+    unsigned long long m_ullLastNumber ZOR_GUARDED_BY(m_mutex) = 0;
+    unsigned long m_dwThreadID ZOR_GUARDED_BY(m_mutex) = mu::kNoThreadID;
+    bool m_bStopped ZOR_GUARDED_BY(m_mutex) = false;
+    bool m_bFinished ZOR_GUARDED_BY(m_mutex) = false;
 };
 
 CScheduler::~CScheduler()

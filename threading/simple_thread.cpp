@@ -27,8 +27,8 @@ namespace mu
 struct SSimpleThreadRun
 {
     CMutualExclusion m_mutex;
-    pthread_t m_handle = 0; // 0: none runs
-    SFuncStateEntry* m_pTopEntry = nullptr;
+    pthread_t m_handle ZOR_GUARDED_BY(m_mutex) = 0; // 0: none runs
+    SFuncStateEntry* m_pTopEntry ZOR_GUARDED_BY(m_mutex) = nullptr;
 };
 
 } // namespace mu

@@ -25,7 +25,7 @@ public:
 
 private:
     CMutualExclusion m_mutex;
-    std::set<CPreciseTimer*> m_setTimers;
+    std::set<CPreciseTimer*> m_setTimers ZOR_GUARDED_BY(m_mutex);
 };
 
 namespace mu
