@@ -18,6 +18,15 @@ void OpenStandardDescriptors()
     }
 }
 
+void CloseDescriptor(int& iDescriptor)
+{
+    if (iDescriptor >= 0)
+    {
+        ::close(iDescriptor);
+        iDescriptor = -1;
+    }
+}
+
 int MoveIntoSelectRange(int iDescriptor, int iKept)
 {
     if (iDescriptor < FD_SETSIZE)

@@ -4,6 +4,9 @@
 /// Opens /dev/null for standard descriptors that are closed, so that no pipe takes their place.
 void OpenStandardDescriptors();
 
+/// Closes a descriptor, unless it is -1, and makes it -1.
+void CloseDescriptor(int& iDescriptor);
+
 /// Moves a descriptor to a number that select() can hold and returns the new number. A program
 /// may inherit so many descriptors that those it opens lie beyond: then one of the inherited ones,
 /// never iKept, gives way.

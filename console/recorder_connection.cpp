@@ -13,6 +13,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "console/descriptors.h"
 #include "console/pipe_sending.h"
 #include "console/user_name.h"
 
@@ -44,15 +45,6 @@ std::string DescribeFailedOpen(const char* szPath, int iError)
         strText += "; it belongs to user " + UserName(status.st_uid) + ", mode " + szMode;
     }
     return strText;
-}
-
-void CloseDescriptor(int& iDescriptor)
-{
-    if (iDescriptor >= 0)
-    {
-        ::close(iDescriptor);
-        iDescriptor = -1;
-    }
 }
 
 } // namespace

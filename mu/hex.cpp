@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <bit>
+#include <cassert>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -315,6 +316,7 @@ int HexDump(const void* pData, int iLength, char* szOut, int iCapacity)
         char szLine[96];
         const int iLine =
             SNPrintF(szLine, sizeof(szLine), "[%4.4s]   %-50.50s  %s\r\n", szOffset, szHex, szText);
+        assert(iLine > 0 && iLine < static_cast<int>(sizeof(szLine)));
         if (iLine >= iCapacity - iDone)
         {
             break;

@@ -1,6 +1,7 @@
 #include "mu/mail_body.h"
 
 #include <algorithm>
+#include <cassert>
 #include <cstddef>
 #include <string_view>
 
@@ -47,6 +48,7 @@ void CharsToMailBody(const char* szText, int iLength, std::string& strBody)
     for (std::string_view svRest = strText; !svRest.empty();)
     {
         const std::size_t uLength = LineLength(svRest);
+        assert(uLength > 0 || svRest.starts_with("\r\n")); // or the loop would not end
         strBody += svRest.substr(0, uLength);
         svRest.remove_prefix(uLength);
         if (!svRest.empty())

@@ -1,5 +1,6 @@
 #include "mu/numbers.h"
 
+#include <cassert>
 #include <charconv>
 #include <climits>
 #include <clocale>
@@ -28,6 +29,7 @@ bool IsWhiteSpace(TChar ch)
 template <typename TChar>
 SInteger ReadInteger(const TChar* pText, const TChar* pEnd, unsigned long long ullLimit)
 {
+    assert(ullLimit >= 9);
     while (pText != pEnd && IsWhiteSpace(*pText))
     {
         ++pText;

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cassert>
 #include <cstddef>
 #include <string_view>
 #include <utility>
@@ -91,6 +92,7 @@ void Encode(std::string& strText, const CKeptBytes& kept)
         pOut[2] = kDigits[uByte & 15];
         pOut += 3;
     }
+    assert(pOut == strOut.data() + strOut.size());
     strText = std::move(strOut);
 }
 

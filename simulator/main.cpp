@@ -1,6 +1,7 @@
 #include <csignal>
 #include <cstdio>
 #include <new>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -110,12 +111,13 @@ int Run(int argc, char* argv[])
     {
         return Fail("no thread can be started", kExitCannotRun);
     }
-    CWebPages pages(log.GetRecorder(), server.GetDocument(), [&] { return server.GetUptime(); });
+    std::optional<CWebPages> pages; // must outlive the server, whose thread asks them
     CHttpServer http;
     if (httpAddress)
     {
+        pages.emplace(log.GetRecorder(), server.GetDocument(), [&] { return server.GetUptime(); });
         strError = http.Start(*httpAddress, [&](IWebServerExtContext* pContext)
-                              { return pages.Reply(pContext); });
+                              { return pages->Reply(pContext); });
         if (!strError.empty())
         {
             return Fail(strError, kExitCannotRun);

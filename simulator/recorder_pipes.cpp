@@ -14,6 +14,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "console/descriptors.h"
 #include "console/pipe_protocol.h"
 #include "console/user_name.h"
 #include "io/file_access.h"
@@ -69,15 +70,6 @@ std::size_t GrowPipe(int iPipe, std::size_t uWanted)
         iCapacity = ::fcntl(iPipe, F_GETPIPE_SZ);
     }
     return static_cast<std::size_t>(std::max(iCapacity, 0));
-}
-
-void CloseDescriptor(int& iDescriptor)
-{
-    if (iDescriptor >= 0)
-    {
-        ::close(iDescriptor);
-        iDescriptor = -1;
-    }
 }
 
 } // namespace
