@@ -60,12 +60,16 @@ constinit CExceptionDelivery g_delivery(true);
 std::atomic<unsigned long> g_dwReportingThread{0};
 std::atomic<pid_t> g_iReportingProcess{0};
 
+/// The handler's installation calls this, or else the first report, which is not in a handler then.
+void LoadLocalTimes()
+{
+    static pthread_once_t s_once = PTHREAD_ONCE_INIT;
+    pthread_once(&s_once, [] { g_localTimes.Load(); });
+}
+
 mu::STimeComponents GetLocalTime()
 {
-    if (!g_localTimes.IsLoaded()) // no handler was installed, so this is not in one
-    {
-        g_localTimes.Load();
-    }
+    LoadLocalTimes();
     return g_localTimes.At(std::time(nullptr));
 }
 
@@ -225,7 +229,7 @@ void InstallHandler()
 /// Gets beforehand what cannot be had in a crash.
 void PrepareOnce()
 {
-    g_localTimes.Load();
+    LoadLocalTimes();
     PrepareBacktrace();
     ReserveDescriptorForCrash();
     StartCrashWatchdog();

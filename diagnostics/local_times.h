@@ -16,7 +16,6 @@ public:
     /// Takes the time zone that is set now (tzset(3)). Needs some milliseconds; not for signal
     /// handlers.
     void Load();
-    bool IsLoaded() const { return m_iChanges > 0; }
 
     /// The local time of a moment from 1970 to 2100; UTC if nothing is loaded. Any thread and any
     /// signal handler may call it.

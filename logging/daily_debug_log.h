@@ -223,7 +223,8 @@ private:
 };
 
 /// The log whose day end is scheduled anew when mu::SetCurrentLocalTimeComponents() has set the
-/// clock; null for none. Any thread may call it; it waits for a rescheduling that is under way.
+/// clock; null for none. The application holds a reference on the log as long as it is registered.
+/// Any thread may call it; it waits for a rescheduling that is under way.
 void SetDailyDebugLogForTimeChange(CDailyDebugLog* pLog);
 
 #endif

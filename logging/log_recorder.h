@@ -24,6 +24,7 @@
 ///
 /// Any thread may log, and no logging thread waits: a message that finds the recorder busy, or no
 /// memory, is lost. How many were is told by a message of its own before the next one that is kept.
+/// The operations that hand messages out throw std::bad_alloc without memory.
 class CLogRecorder : public IXMLLogger, public ITextLogger, public SLoggingParameters
 {
 public:
