@@ -2,6 +2,7 @@
 
 #include <array>
 #include <atomic>
+#include <cassert>
 #include <csetjmp>
 #include <cstdint>
 
@@ -185,6 +186,7 @@ sigset_t AddProbe()
 void RemoveProbe()
 {
     const CDispatcherLock lock;
+    assert(g_iProbes > 0);
     if (--g_iProbes == 0)
     {
         RemoveDispatcher();
@@ -265,6 +267,7 @@ CMemoryProbe::~CMemoryProbe()
 [[gnu::noinline]] bool CMemoryProbe::Call(void (*pFunction)(void*), void* pArgument)
 {
     SPosixThreadExceptionVars* const pVars = g_pThreadExceptionVars;
+    assert(pVars != nullptr); // null on a thread that did not make the probe
     std::jmp_buf* const pOuterJump = pVars->m_pMemoryTestJump;
     const int iRunningReads = g_iRunningReads;
     std::jmp_buf jump;

@@ -58,6 +58,9 @@ public:
     /// The same from wherever the unread bytes start.
     bool Skip(int iSize);
 
+    /// For assertions: whether the offsets and the data end are as described above.
+    bool IsConsistent() const;
+
 private:
     /// The free bytes lie between the write offset and the read offset; none if the two are equal.
     bool IsWrapped() const

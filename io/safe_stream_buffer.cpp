@@ -1,6 +1,7 @@
 #include "io/safe_stream_buffer.h"
 
 #include <algorithm>
+#include <cassert>
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
@@ -139,6 +140,7 @@ bool CSafeStreamBuffer::GiveWriteBlockBack(const void* pBlock, int iSize, TCommi
     {
         return false;
     }
+    assert(m_ring.IsConsistent());
     m_snapshot.Take(m_ring);
     SignalIfReadable();
     return true;
@@ -223,6 +225,7 @@ bool CSafeStreamBuffer::GiveReadBlockBack(int iSize, TCommit commit)
 {
     m_pReadBlockHeld = nullptr;
     const bool bDone = iSize == 0 || (m_bEnabled && !m_bFrozen && commit(m_ring));
+    assert(m_ring.IsConsistent());
     m_snapshot.Take(m_ring);
     return bDone;
 }

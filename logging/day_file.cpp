@@ -1,6 +1,7 @@
 #include "logging/day_file.h"
 
 #include <algorithm>
+#include <cassert>
 #include <cerrno>
 #include <iterator>
 #include <utility>
@@ -63,8 +64,16 @@ void CDayFile::SetPathForCrash(std::string strPath)
     m_szCrashPath = strOwn.empty() ? nullptr : strOwn.data();
 }
 
+// For assertions. A crash may take the file in the middle of a turn.
+bool CDayFile::IsInTurn() const
+{
+    const unsigned long dwOwnerID = m_dwOwnerID;
+    return dwOwnerID == GetCurrentThreadID() || dwOwnerID == kCrash;
+}
+
 bool CDayFile::Open(const std::wstring& wsPath, unsigned long long ullNext)
 {
+    assert(IsInTurn());
     unsigned long long llEnd = 0;
     bool bAtEnd = false;
     if (m_file.Open(wsPath.c_str(), CFileAccess::FM_OPEN_OR_CREATE, true))
@@ -90,12 +99,14 @@ void CDayFile::Begin(int iDescriptor, unsigned long long llEnd)
 
 void CDayFile::Close()
 {
+    assert(IsInTurn());
     m_iDescriptor = -1;
     m_file.Close();
 }
 
 int CDayFile::Write(const void* pText, int iSize)
 {
+    assert(IsInTurn());
     if (m_iMarkLeft > 0)
     {
         const int iWritten = Put(kMark + kMarkSize - m_iMarkLeft, m_iMarkLeft);

@@ -75,6 +75,7 @@ public:
 private:
     static constexpr unsigned long kCrash = 0; // no thread's id
 
+    bool IsInTurn() const;
     bool WaitForOwner();
     bool OpenForCrash();
     void Begin(int iDescriptor, unsigned long long llEnd);

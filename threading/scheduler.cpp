@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <atomic>
+#include <cassert>
 #include <cstddef>
 #include <ctime>
 #include <limits>
@@ -85,7 +86,9 @@ public:
     void AddRef() { ++m_iReferences; }
     void Release()
     {
-        if (--m_iReferences == 0)
+        const int iReferences = --m_iReferences;
+        assert(iReferences >= 0);
+        if (iReferences == 0)
         {
             delete this;
         }
@@ -116,12 +119,11 @@ public:
         task.m_ullDue = ullNow + std::min(ullDelay, kNever - ullNow);
         task.m_ullNumber = ++m_ullLastNumber;
         STask* const pEnd = m_aTasks.data() + m_uTasks;
-        STask* const pPlace = std::lower_bound(m_aTasks.data(), pEnd, task,
-                                               [](const STask& queued, const STask& added)
-                                               { return queued.m_ullDue > added.m_ullDue; });
+        STask* const pPlace = std::lower_bound(m_aTasks.data(), pEnd, task, IsLater);
         std::move_backward(pPlace, pEnd, pEnd + 1);
         *pPlace = task;
         ++m_uTasks;
+        assert(std::is_sorted(m_aTasks.data(), m_aTasks.data() + m_uTasks, IsLater));
         if (pPlace == pEnd)
         {
             pthread_cond_broadcast(&m_cond);
@@ -168,8 +170,12 @@ public:
 private:
     static constexpr unsigned long long kNever = std::numeric_limits<unsigned long long>::max();
 
+    static constexpr auto IsLater = [](const STask& a, const STask& b)
+    { return a.m_ullDue > b.m_ullDue; };
+
     STask Take(std::size_t uPlace) ZOR_REQUIRES(m_mutex)
     {
+        assert(uPlace < m_uTasks);
         const STask task = m_aTasks[uPlace];
         std::copy(m_aTasks.data() + uPlace + 1, m_aTasks.data() + m_uTasks,
                   m_aTasks.data() + uPlace);
