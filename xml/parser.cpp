@@ -98,6 +98,13 @@ private:
                    : Refuse(EXMLError::UnclosedTag, pTag);
     }
 
+    /// The tag that begins at pTag goes on at p, behind its "/", with something else than ">".
+    [[gnu::cold, gnu::noinline]] const TChar* RefuseTagEnd(const TChar* p, const TChar* pTag)
+    {
+        return p == m_scan.m_pEnd ? Refuse(EXMLError::UnclosedTag, pTag)
+                                  : Refuse(EXMLError::BadTagEnd, p);
+    }
+
     /// The name in a closing tag begins at pName; the element that is open has another one.
     [[gnu::cold, gnu::noinline]] const TChar* RefuseClosingTag(const TChar* pName)
     {
@@ -185,12 +192,7 @@ private:
         if (*p == TChar('/'))
         {
             ++p;
-            if (p == m_scan.m_pEnd || *p != TChar('>'))
-            {
-                return p == m_scan.m_pEnd ? Refuse(EXMLError::UnclosedTag, pName - 1)
-                                          : Refuse(EXMLError::BadTagEnd, p);
-            }
-            return p + 1;
+            return p != m_scan.m_pEnd && *p == TChar('>') ? p + 1 : RefuseTagEnd(p, pName - 1);
         }
         assert(*p == TChar('>')); // the text has no NUL, which would end the attributes too
         m_vOpen.push_back({pElement, pName, uNameLength,

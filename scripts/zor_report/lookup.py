@@ -21,7 +21,7 @@ def look_up(reports, build, is_forced):
         frames = report["backtrace"]
         for frame, place in zip(frames, of_report):
             at_fault = frame is frames[0] and report["what"] in SIGNALS
-            # "+0" is a function that a call went to.
+            # An offset of 0 is where the call went; the other addresses are where calls return to.
             if at_fault or (frame["symbol"] and frame["offset"] == "+0"):
                 frame["functions"] = addresses.at(place)
             else:
@@ -80,7 +80,7 @@ def only(items):
 
 
 def find_base(frames, elf):
-    """Where a file was loaded: not all frames tell, but one is enough. None if no one does."""
+    """The address at which a file was loaded, from the first frame that tells it; None without."""
     if elf.is_fixed:
         return 0
     for frame in frames:
@@ -100,15 +100,15 @@ def place_of(frame, elf, base):
 
 
 def find_failed(frames):
-    """What fails in the run-time library, or at no code, fails for the function that went there: the
-    first one whose source is known."""
+    """The frame to look at first: the first one outside the run-time library whose source is known.
+    It called what failed, be that in the library or at an address without code."""
     outside = [frame for frame in frames if not RUN_TIME.search(frame["module"] or "")]
     return next((frame for frame in outside for function in frame["functions"] if function["file"]),
                 next((frame for frame in outside if frame["module"]), frames[0]))
 
 
 def name_by_symbol(frames):
-    """What is in none of the build's files may have a name nevertheless."""
+    """Names frames that lie in none of the build's files by their symbols, if they have any."""
     names = demangle(frame["symbol"] for frame in frames)
     for frame in frames:
         frame["functions"] = [new_function(names.get(frame["symbol"], frame["symbol"]))]

@@ -67,7 +67,7 @@ def match_frame(text):
 
 
 def is_landmark(text):
-    """Whether a line is none of a chain's functions."""
+    """Whether a line belongs to the report itself, so that it cannot be a function of a chain."""
     return (text in (BACKTRACE, SEPARATOR) or STACK.fullmatch(text) or THREAD.fullmatch(text) or
             match_threads(text) or LOG_TIME.match(text) or TIME.fullmatch(text[-20:]))
 
@@ -78,7 +78,7 @@ class ReportReader:
     def __init__(self, stream, name):
         self._lines = LineReader(stream)
         self._name = name
-        self._open_before = 0  # a text that is open ends on no line before this one
+        self._open_before = 0  # no line before this one ends the text that is open
 
     def __iter__(self):
         while line := self._lines.peek():
