@@ -48,7 +48,7 @@ public:
             Append({szPiece, uTaken});
             if (uTaken < uLength || uLength < uPiece)
             {
-                return uTaken == uLength;
+                return static_cast<int>(uLength) <= iMost; // nothing fits below 0, not even ""
             }
             iMost -= static_cast<int>(uTaken);
             szText += uPiece;

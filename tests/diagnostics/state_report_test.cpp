@@ -114,6 +114,7 @@ TEST(StateReport, SaysEachTypeOfValueAndCutsByTheRulesAtEverySize)
           {"iShort", &iShort, FPT_SHORT, "-32,768"},
           {"uWord", &uWord, FPT_WORD, "0xBEEF"},
           {"uOther", &uDword, 99, "0x0A1B2C3D"},
+          {"", &iValues[1], FPT_INT, "-999"},
           {"i3", &iValues[3], FPT_INT, "2,147,483,647"}}},
         {"T::M",
          {{"szLong", &szLong, FPT_STRING, strLong},
