@@ -84,7 +84,7 @@ public:
     {
         CHttpConnection connection;
         connection.Refuse(iStatus);
-        Send(connection.TakeReply(false));
+        Send(connection.TakeReply(IsHead()));
     }
 
 private:
@@ -112,8 +112,11 @@ private:
         {
             connection.Refuse(503);
         }
-        Send(connection.TakeReply(request.method() == http::verb::head));
+        Send(connection.TakeReply(IsHead()));
     }
+
+    /// False where the method is not known yet.
+    bool IsHead() const { return m_parser.get().method() == http::verb::head; }
 
     /// The status to refuse a request with, 200 for a good one, 0 where nobody waits for a reply.
     int CheckRequest(error_code error) const
@@ -126,7 +129,7 @@ private:
         {
             return 413;
         }
-        if (error == http::error::end_of_stream || error == http::error::partial_message ||
+        if (error == http::error::end_of_stream ||
             (error && error.category() != make_error_code(http::error::bad_method).category()))
         {
             return 0;

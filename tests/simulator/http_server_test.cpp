@@ -77,6 +77,7 @@ TEST(HttpServer, AnswersOrRefuses)
         "HTTP/1.1 200 OK\r\nContent-Type: text/plain\r\nContent-Length: 3\r\n" + kCommonHeaders;
     EXPECT_EQ(CClient(server).Ask("GET / HTTP/1.1\r\n" + strHost + "\r\n"), strHeader + "xxx");
     EXPECT_EQ(CClient(server).Ask("HEAD / HTTP/1.1\r\n" + strHost + "\r\n"), strHeader);
+    EXPECT_THAT(CClient(server).Ask("HEAD / HTTP/1.1\r\n\r\n"), testing::EndsWith("\r\n\r\n"));
     EXPECT_THAT(CClient(server).Ask("PUT / HTTP/1.0\r\n\r\n"),
                 testing::HasSubstr("\r\nAllow: GET, HEAD\r\n"));
 
@@ -116,6 +117,11 @@ TEST(HttpServer, AnswersOrRefuses)
                 testing::HasSubstr("\r\nContent-Type: text/xml\r\nContent-Length: 3\r\n"
                                    "Content-Security-Policy: default-src 'none'; "
                                    "style-src 'unsafe-inline'; base-uri"));
+
+    const CClient half(server);
+    EXPECT_EQ(::write(half.Socket(), "GET", 3), 3);
+    ::shutdown(half.Socket(), SHUT_WR);
+    EXPECT_THAT(ReadFrom(half.Socket()), StartsWith("HTTP/1.1 400 "));
 
     CHttpServer second;
     EXPECT_THAT(second.Start(server.GetAddress(), Handle), testing::EndsWith("in use"));
