@@ -1,4 +1,3 @@
-#include <climits>
 #include <cstddef>
 #include <cstdint>
 #include <string>
@@ -8,6 +7,7 @@
 #include <fuzzer/FuzzedDataProvider.h>
 
 #include "fuzz/support/law.h"
+#include "fuzz/support/plain_utf8.h"
 #include "mu/unicode.h"
 
 // Both conversions beside the plainest form of their rules, one unit or byte at a time.
@@ -20,64 +20,9 @@ int Length(const auto& text)
     return static_cast<int>(text.size());
 }
 
-std::string PlainEncode(const std::vector<std::uint32_t>& vUnits)
-{
-    std::string strOut;
-    for (const std::uint32_t u : vUnits)
-    {
-        const int iMore = u <= 0x7F ? 0 : u <= 0x7FF ? 1 : u <= 0xFFFF ? 2 : u <= 0x10FFFE ? 3 : -1;
-        if (iMore < 0)
-        {
-            continue;
-        }
-        static constexpr std::uint32_t kLeads[] = {0, 0xC0, 0xE0, 0xF0};
-        strOut += static_cast<char>(kLeads[iMore] | u >> 6 * iMore);
-        for (int i = iMore - 1; i >= 0; --i)
-        {
-            strOut += static_cast<char>(0x80 | (u >> 6 * i & 0x3F));
-        }
-    }
-    return strOut;
-}
-
-struct SPlainText
-{
-    std::wstring m_wsText;
-    std::size_t m_uError = std::string_view::npos;
-};
-
-SPlainText PlainDecode(std::string_view svText, std::size_t uCapacity)
-{
-    SPlainText plain;
-    for (std::size_t i = 0; i < svText.size() && plain.m_wsText.size() < uCapacity;)
-    {
-        const auto uLead = static_cast<unsigned char>(svText[i]);
-        const std::size_t uMore = uLead < 0x80 ? 0 : uLead < 0xE0 ? 1 : uLead < 0xF0 ? 2 : 3;
-        static constexpr std::uint32_t kBits[] = {0x7F, 0x1F, 0x0F, 0x07};
-        std::uint32_t u = uLead & kBits[uMore];
-        if (i + uMore >= svText.size())
-        {
-            break;
-        }
-        for (std::size_t k = 1; k <= uMore; ++k)
-        {
-            const auto uByte = static_cast<unsigned char>(svText[i + k]);
-            if ((uByte & 0xC0) != 0x80)
-            {
-                plain.m_uError = i + 1;
-                return plain;
-            }
-            u = u << 6 | (uByte & 0x3F);
-        }
-        plain.m_wsText += static_cast<wchar_t>(u);
-        i += uMore + 1;
-    }
-    return plain;
-}
-
 void CheckDecoding(const std::string& strText, int iCapacity)
 {
-    const SPlainText plain = PlainDecode(strText, INT_MAX);
+    const SPlainText plain = PlainDecode(strText);
     std::wstring wsOut = L"before";
     const char* szError = nullptr;
     const int iUnits = mu::ConvertString(strText.data(), Length(strText), wsOut, &szError);
@@ -127,7 +72,7 @@ void CheckEncodingOf16Bits(const std::vector<std::uint32_t>& vUnits)
     {
         vHalves.push_back(static_cast<unsigned short>(u));
     }
-    const std::string strPlain = PlainEncode({vHalves.begin(), vHalves.end()});
+    const std::string strPlain = PlainEncode(vHalves);
     std::vector<char> vOut(strPlain.size() + 1, 'Z');
     const int iWritten =
         mu::ConvertString16(vHalves.data(), Length(vHalves), vOut.data(), Length(strPlain) + 5);
