@@ -160,7 +160,7 @@ TEST_F(ZorDiag, AsksAndTellsByItsExitCode)
         {"list --json", "G", {kNames}, 0, szNames},
         {"list", "G", {Parameters("")}, 0, "", "list is empty."},
         {"parameters", "G", {Message('H', 0, "<p>\r\n\x07</p>\n")}, 0, "<p>\n\\x07</p>\n"},
-        {"parameters", "G", {Message('H', 0, "<p>")}, 5, "", "malformed"},
+        {"parameters", "G", {Message('H', 0, "\n<p>")}, 5, "", "line 2, column 1: this "},
         {"list", "G", {Message('H', 0, "")}, 5, "", "malformed"},
         {"log", "C", {strText}, 0, szShown},
         {"log --raw", "C", {strText}, 0, kText},

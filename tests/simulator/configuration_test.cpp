@@ -75,7 +75,7 @@ TEST(Configuration, KeepsWhatItDoesNotChange)
         {"another document", "<html><body/></html>", "not a recorder's configuration"},
         {"another namespace", "<zor:RecorderConfiguration xmlns:zor=\"http://other.example/\"/>",
          "not a recorder's configuration"},
-        {"a cut file", kStart, "not well-formed XML"},
+        {"a cut file", kMark + kStart + "\n <a>", "not well-formed XML: line 2, column 2: this "},
         {"no UTF-8", kStart + "\xE9" + kEnd, "no text in UTF-8"},
     };
     for (const SConfigurationCase& row : aCases)
