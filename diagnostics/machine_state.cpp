@@ -19,6 +19,38 @@ bool ReadBefore(CMemoryProbe& probe, std::uintptr_t uAddress, T& code)
 
 } // namespace
 
+#if defined(__arm__)
+
+SUnwoundFrame GetUnwoundFrame(_Unwind_Context* pContext)
+{
+    constexpr int kStackPointer = 13;
+    constexpr int kProgramCounter = 15;
+    return {_Unwind_GetGR(pContext, kProgramCounter), _Unwind_GetGR(pContext, kStackPointer),
+            _Unwind_GetRegionStart(pContext), false};
+}
+
+std::uintptr_t InstructionAt(std::uintptr_t uCodeAddress)
+{
+    return uCodeAddress & ~std::uintptr_t{1};
+}
+
+#else
+
+SUnwoundFrame GetUnwoundFrame(_Unwind_Context* pContext)
+{
+    int iInterrupted = 0;
+    const std::uintptr_t uAddress = _Unwind_GetIPInfo(pContext, &iInterrupted);
+    return {uAddress, _Unwind_GetCFA(pContext), _Unwind_GetRegionStart(pContext),
+            iInterrupted != 0};
+}
+
+std::uintptr_t InstructionAt(std::uintptr_t uCodeAddress)
+{
+    return uCodeAddress;
+}
+
+#endif
+
 #if defined(__x86_64__)
 
 SMachineState GetInterruptedState(const ucontext_t& context)
@@ -34,19 +66,6 @@ std::uintptr_t SetInterruptedState(ucontext_t& context, std::uintptr_t uInstruct
     context.uc_mcontext.gregs[REG_RIP] = static_cast<greg_t>(uInstruction);
     context.uc_mcontext.gregs[REG_RSP] = static_cast<greg_t>(uStackPointer);
     return uInstruction;
-}
-
-SUnwoundFrame GetUnwoundFrame(_Unwind_Context* pContext)
-{
-    int iInterrupted = 0;
-    const std::uintptr_t uAddress = _Unwind_GetIPInfo(pContext, &iInterrupted);
-    return {uAddress, _Unwind_GetCFA(pContext), _Unwind_GetRegionStart(pContext),
-            iInterrupted != 0};
-}
-
-std::uintptr_t InstructionAt(std::uintptr_t uCodeAddress)
-{
-    return uCodeAddress;
 }
 
 namespace
@@ -109,19 +128,6 @@ std::uintptr_t SetInterruptedState(ucontext_t& context, std::uintptr_t uInstruct
     context.uc_mcontext.arm_pc = InstructionAt(uInstruction + 2);
     context.uc_mcontext.arm_sp = uStackPointer;
     return context.uc_mcontext.arm_pc;
-}
-
-SUnwoundFrame GetUnwoundFrame(_Unwind_Context* pContext)
-{
-    constexpr int kStackPointer = 13;
-    constexpr int kProgramCounter = 15;
-    return {_Unwind_GetGR(pContext, kProgramCounter), _Unwind_GetGR(pContext, kStackPointer),
-            _Unwind_GetRegionStart(pContext), false};
-}
-
-std::uintptr_t InstructionAt(std::uintptr_t uCodeAddress)
-{
-    return uCodeAddress & ~std::uintptr_t{1};
 }
 
 namespace
@@ -204,19 +210,6 @@ bool FollowsCall(CMemoryProbe& probe, std::uintptr_t uCodeAddress, std::uintptr_
 std::uintptr_t SetInterruptedState(ucontext_t&, std::uintptr_t uInstruction, std::uintptr_t)
 {
     return uInstruction;
-}
-
-SUnwoundFrame GetUnwoundFrame(_Unwind_Context* pContext)
-{
-    int iInterrupted = 0;
-    const std::uintptr_t uAddress = _Unwind_GetIPInfo(pContext, &iInterrupted);
-    return {uAddress, _Unwind_GetCFA(pContext), _Unwind_GetRegionStart(pContext),
-            iInterrupted != 0};
-}
-
-std::uintptr_t InstructionAt(std::uintptr_t uCodeAddress)
-{
-    return uCodeAddress;
 }
 
 bool FollowsCall(CMemoryProbe&, std::uintptr_t, std::uintptr_t& uTarget)
