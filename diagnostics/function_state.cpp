@@ -82,16 +82,6 @@ void UnregisterThread()
 
 } // namespace
 
-CThreadStatesMap::CThreadStatesMap()
-{
-    pthread_mutex_init(&m_mutex, nullptr);
-}
-
-CThreadStatesMap::~CThreadStatesMap()
-{
-    pthread_mutex_destroy(&m_mutex);
-}
-
 namespace mu
 {
 

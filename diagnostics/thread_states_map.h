@@ -11,8 +11,8 @@
 class CThreadStatesMap
 {
 public:
-    CThreadStatesMap();
-    ~CThreadStatesMap();
+    CThreadStatesMap() = default;
+    ~CThreadStatesMap() { pthread_mutex_destroy(&m_mutex); }
 
     CThreadStatesMap(const CThreadStatesMap&) = delete;
     CThreadStatesMap& operator=(const CThreadStatesMap&) = delete;
@@ -23,7 +23,7 @@ public:
 
     /// By pthread_t.
     std::map<unsigned long, SPosixThreadExceptionVars*> m_mapThreads ZOR_GUARDED_BY(m_mutex);
-    mu::CPosixMutex m_mutex;
+    mu::CPosixMutex m_mutex = PTHREAD_MUTEX_INITIALIZER; ///< which cannot fail
 };
 
 namespace mu

@@ -40,14 +40,19 @@ int FollowLinks(std::string& strPath)
 
 bool WriteAll(int iFile, std::string_view svContents)
 {
-    while (!svContents.empty())
+    constexpr int kMostTries = 100; // in a row, of those that a signal interrupts
+    for (int iTries = 0; !svContents.empty();)
     {
         const ssize_t iWritten = ::write(iFile, svContents.data(), svContents.size());
-        if (iWritten < 0 && errno != EINTR)
+        if (iWritten < 0 && (errno != EINTR || ++iTries == kMostTries))
         {
             return false;
         }
-        svContents.remove_prefix(iWritten > 0 ? static_cast<std::size_t>(iWritten) : 0);
+        if (iWritten > 0)
+        {
+            svContents.remove_prefix(static_cast<std::size_t>(iWritten));
+            iTries = 0;
+        }
     }
     return true;
 }

@@ -23,11 +23,13 @@ constexpr int kReportSize = 200;
     va_start(args, szFormat);
     const int iLength = std::vsnprintf(szText, sizeof(szText), szFormat, args);
     va_end(args);
+    constexpr int kMostTries = 100; // of those that a signal interrupts
+    int iTries = 0;
     ssize_t iWritten = 0;
     for (const char* p = szText; p < szText + iLength; p += iWritten)
     {
         iWritten = ::write(STDOUT_FILENO, p, static_cast<std::size_t>(szText + iLength - p));
-        if (iWritten < 0 && errno == EINTR)
+        if (iWritten < 0 && errno == EINTR && ++iTries < kMostTries)
         {
             iWritten = 0;
         }
