@@ -23,6 +23,7 @@
 #include <boost/beast/http/error.hpp>
 #include <boost/beast/http/parser.hpp>
 #include <boost/beast/http/read.hpp>
+#include <boost/system/system_error.hpp>
 
 #include "diagnostics/function_state.h"
 #include "simulator/http_connection.h"
@@ -376,6 +377,13 @@ std::string CHttpServer::Start(const SHttpAddress& address, CHandler handler,
                                const SHttpLimits& limits)
 {
     m_address = address;
-    m_pListener = std::make_unique<CListener>(std::move(handler), limits);
-    return m_pListener->Start(m_address);
+    try
+    {
+        m_pListener = std::make_unique<CListener>(std::move(handler), limits);
+        return m_pListener->Start(m_address);
+    }
+    catch (const boost::system::system_error& error)
+    {
+        return m_address.GetURL() + ": " + error.what(); // no descriptors
+    }
 }
