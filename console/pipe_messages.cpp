@@ -1,9 +1,11 @@
 #include "console/pipe_messages.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <climits>
 #include <cstdint>
 #include <cstdio>
+#include <cstdlib>
 #include <new>
 
 #include <poll.h>
@@ -13,8 +15,27 @@
 #include "console/pipe_protocol.h"
 #include "mu/text.h"
 
+namespace
+{
+
+// Before main() nobody catches what is thrown.
+CEasyXML MakeDocument()
+{
+    try
+    {
+        return {};
+    }
+    catch (const std::bad_alloc&)
+    {
+        std::fputs("No memory for the device parameters\n", stderr);
+        std::_Exit(ENOMEM);
+    }
+}
+
+} // namespace
+
 CMemBlockPtr g_mbReceiveBuffer;
-CEasyXML g_exmlParams;
+CEasyXML g_exmlParams = MakeDocument();
 
 namespace
 {
