@@ -20,13 +20,17 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-/// Reads until uLength bytes are there, the end, or nothing for long; emulated machines are slow.
-inline std::string ReadFrom(int iDescriptor, std::size_t uLength = std::string::npos)
+/// Reads until uLength bytes or svMark are there, the end, or nothing for long; emulated machines
+/// are slow.
+inline std::string ReadFrom(int iDescriptor, std::size_t uLength = std::string::npos,
+                            std::string_view svMark = {}, int iMilliseconds = 30000)
 {
     std::string strRead;
     char szBytes[4096];
     pollfd polled{iDescriptor, POLLIN, 0};
-    while (strRead.size() < uLength && ::poll(&polled, 1, 30000) > 0)
+    while (strRead.size() < uLength &&
+           (svMark.empty() || strRead.find(svMark) == std::string::npos) &&
+           ::poll(&polled, 1, iMilliseconds) > 0)
     {
         const ssize_t iRead =
             ::read(iDescriptor, szBytes, std::min(sizeof(szBytes), uLength - strRead.size()));
@@ -111,6 +115,10 @@ public:
     std::string ReadOutput(std::size_t uLength = std::string::npos) const
     {
         return ReadFrom(m_iOutput, uLength);
+    }
+    std::string ReadOutputUntil(std::string_view svMark, int iMilliseconds) const
+    {
+        return ReadFrom(m_iOutput, std::string::npos, svMark, iMilliseconds);
     }
     std::string ReadErrors() const { return ReadFrom(m_iErrors); }
 

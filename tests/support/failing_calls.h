@@ -3,18 +3,30 @@
 
 #include <functional>
 
-/// System calls on files, made to fail in tests that link failing_calls.cpp.
+/// System calls that are made to fail: open, lseek, fstat and write in tests that link
+/// failing_calls.cpp, the others where tests/faults/more_calls.cpp is linked too.
 enum class ECall
 {
-    Open,
+    Open, ///< and all that makes a descriptor
+    Close,
     Seek,
     Stat,
-    Write
+    Read,
+    Write,
+    Print,  ///< a write to a standard descriptor
+    Move,   ///< a read that does not wait
+    Sync,   ///< fsync
+    Change, ///< of names, modes and lengths
+    Query,  ///< of all that is asked of the system otherwise
+    Wait,
+    Make, ///< of threads, locks, mappings and connections
 };
 
 /// Asked before each such call of the process, if there is one: 0 lets it happen, an errno fails
-/// it, and the negative of a number cuts a write to so many bytes.
+/// it, and the negative of a number cuts a read or write to so many bytes.
 extern std::function<int(ECall)> g_onCall;
+/// The answer; errno is set to it where it is one.
+int AskForFault(ECall eCall);
 
 /// Gives the process's calls of one kind this fault, to the end of the scope: iTimes of them, from
 /// the iFirst-th on.

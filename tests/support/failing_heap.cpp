@@ -1,11 +1,15 @@
 #include "tests/support/failing_heap.h"
 
+#include <atomic>
 #include <cerrno>
 #include <cstddef>
+
+bool (*g_pIsAllocationRefused)() = nullptr;
 
 namespace
 {
 
+std::atomic<long> g_iBlocksOfProcess{0};
 thread_local int g_iAllowed = INT_MAX;
 thread_local int g_iRefused = INT_MAX;
 thread_local bool g_bFailed = false;
@@ -35,6 +39,11 @@ long CFailingHeap::BlocksInUse()
     return g_iBlocks;
 }
 
+long CFailingHeap::BlocksOfProcess()
+{
+    return g_iBlocksOfProcess;
+}
+
 #if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
 
 extern "C"
@@ -48,8 +57,20 @@ extern "C"
 namespace
 {
 
+void Count(long iBlocks)
+{
+    g_iBlocks += iBlocks;
+    g_iBlocksOfProcess.fetch_add(iBlocks, std::memory_order_relaxed);
+}
+
 bool IsRefused()
 {
+    if (g_pIsAllocationRefused != nullptr && g_pIsAllocationRefused())
+    {
+        g_bFailed = true;
+        errno = ENOMEM;
+        return true;
+    }
     if (g_iAllowed == INT_MAX)
     {
         return false;
@@ -71,7 +92,7 @@ bool IsRefused()
 
 void* Counted(void* pMemory)
 {
-    g_iBlocks += pMemory != nullptr ? 1 : 0;
+    Count(pMemory != nullptr ? 1 : 0);
     return pMemory;
 }
 
@@ -101,7 +122,7 @@ extern "C"
 
     void free(void* pMemory)
     {
-        g_iBlocks -= pMemory != nullptr ? 1 : 0;
+        Count(pMemory != nullptr ? -1 : 0);
         __libc_free(pMemory);
     }
 }

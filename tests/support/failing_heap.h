@@ -3,6 +3,10 @@
 
 #include <climits>
 
+/// Asked before each allocation of the process, if there is one: true refuses it. Constant once
+/// there are other threads.
+extern bool (*g_pIsAllocationRefused)();
+
 /// The process's allocator, made to fail. Tests that use it link failing_heap.cpp; where a
 /// sanitizer brings its own allocator, kAvailable is false.
 class CFailingHeap
@@ -26,6 +30,8 @@ public:
     static bool HasFailed();
     /// Blocks that this thread allocated and nobody freed, up to a constant.
     static long BlocksInUse();
+    /// The same of all threads.
+    static long BlocksOfProcess();
 };
 
 #endif

@@ -1,0 +1,32 @@
+#ifndef ZOR_TESTS_FAULTS_FAULT_PLAN_H
+#define ZOR_TESTS_FAULTS_FAULT_PLAN_H
+
+#include <climits>
+
+/// The one fault of a process: of its allocations or system calls that can have it, the one with
+/// the number m_lFirst, counted from 0, and with m_bEver all later ones too.
+struct SFaultPlan
+{
+    int m_iFault; ///< ENOMEM: of allocations; else of system calls, an errno or -1: short
+    long m_lFirst = LONG_MAX;
+    bool m_bEver = false;
+};
+
+/// What the plan came to.
+struct SFaultResult
+{
+    long m_lCalls = 0; ///< that could have had the fault
+    int m_iHappened = 0;
+    long m_lBlocks = 0;      ///< of the heap, in use
+    long m_lDescriptors = 0; ///< open
+};
+
+/// Before there are other threads; nothing fails yet.
+void SetFaultPlan(const SFaultPlan& plan);
+/// From and to here the process's calls count.
+void EnableFaults(bool bEnable);
+SFaultResult GetFaultResult();
+/// Until so many threads are left, at most some seconds, by calls that never fail.
+void WaitForThreads(unsigned uLeft);
+
+#endif
