@@ -41,6 +41,10 @@ TEST(Calendar, AgreesWithTheLibraryOnEveryDay)
         time.FromStandardTimeValue(llSeconds);
         ASSERT_EQ(time, (STimeComponents{iYear, iMonth, Int(date.day()), iSecond / 3600,
                                          iSecond / 60 % 60, iSecond % 60}));
+        ASSERT_EQ(time.GetNumDayMinutes(), iSecond / 60);
+        STimeComponents sameDay = {iYear, iMonth, Int(date.day()), 1, 2, 3};
+        ASSERT_TRUE(!sameDay.SetFromNumDaySeconds(-1) && !sameDay.SetFromNumDaySeconds(86400));
+        ASSERT_TRUE(sameDay.SetFromNumDaySeconds(iSecond) && sameDay == time) << Text(sameDay);
         ASSERT_EQ(time.GetStandardTimeValue(), llSeconds - (iYear == 2100 ? kSecondsPerDay : 0));
         ASSERT_EQ(mu::CalcDayOfWeek(time), Int(std::chrono::weekday(day).c_encoding()) + 1);
         ASSERT_EQ(mu::GetNumDaysInMonth(iMonth, iYear), Int(lastOfMonth));

@@ -1,5 +1,6 @@
 #include "mu/text.h"
 
+#include "mu/characters.h"
 #include "mu/search.h"
 #include "mu/words.h"
 #include "tests/mu/wide.h"
@@ -44,6 +45,26 @@ TEST(Text, CasesAreThoseOfAscii)
     };
     expect(strText, "@AZAZ[`{\xE9\0Z"s, "@azaz[`{\xE9\0z"s);
     expect(Wide(strText), Wide("@AZAZ[`{\xE9\0Z"s), Wide("@azaz[`{\xE9\0z"s));
+}
+
+TEST(Text, ClassesAreThoseOfAscii)
+{
+    const std::tuple<wchar_t, bool, bool, bool> kCases[] = {
+        {L' ', true, false, false},  {L'\t', false, false, false}, {L'\x00A0', false, false, false},
+        {L'/', false, false, false}, {L'0', false, true, true},    {L'5', false, true, true},
+        {L'6', false, true, false},  {L'9', false, true, false},   {L':', false, false, false},
+    };
+    for (const auto& [wc, bSpace, bDigit, bDigit025] : kCases)
+    {
+        SCOPED_TRACE(static_cast<int>(wc));
+        const char szText[] = {'7', static_cast<char>(wc)};
+        const wchar_t wszText[] = {L'7', wc};
+        EXPECT_EQ(mu::IsSpace(wc), bSpace);
+        EXPECT_EQ(mu::IsDigit025(wc), bDigit025);
+        EXPECT_EQ(mu::AreDigits(szText, 2), bDigit);
+        EXPECT_EQ(mu::AreDigits(wszText, 2), bDigit);
+        EXPECT_TRUE(mu::AreDigits(wszText, 1) && mu::AreDigits(szText, 0));
+    }
 }
 
 TEST(Text, LineBreaksBecomeOneNewLineEach)
@@ -91,6 +112,25 @@ TEST(Search, FirstCharacterInOrOutOfASet)
     EXPECT_EQ(mu::FindFirstNotOfChars(wszText, 2, L"ab", 2), nullptr);
     EXPECT_EQ(mu::FindNextOf(wszText, L"", false), nullptr);
     EXPECT_EQ(mu::FindNextOf(wszText, L"ab", true), nullptr);
+}
+
+TEST(Search, PlacesOfACharacterAndPrefixes)
+{
+    for (const int iMost : {-1, 0, 1, 2, 3})
+    {
+        int aiFound[3] = {-7, -7, -7};
+        int aiWide[3] = {-7, -7, -7};
+        const int iFound = std::clamp(iMost, 0, 2);
+        EXPECT_EQ(mu::FindCharPositions("a.b.", 4, '.', iMost, aiFound), iFound);
+        EXPECT_EQ(mu::FindCharPositions(L"a.b.c.", 4, L'.', iMost, aiWide), iFound);
+        const std::vector<int> vExpected = {iFound > 0 ? 1 : -7, iFound > 1 ? 3 : -7, -7};
+        EXPECT_EQ(std::vector(aiFound, aiFound + 3), vExpected);
+        EXPECT_EQ(std::vector(aiWide, aiWide + 3), vExpected);
+    }
+    const wchar_t* vPrefixes[] = {L"ab", L"a", nullptr, L""};
+    EXPECT_EQ(mu::FindStringPrefix(L"abc", vPrefixes), 0);
+    EXPECT_EQ(mu::FindStringPrefix(L"ac", vPrefixes), 1);
+    EXPECT_EQ(mu::FindStringPrefix(L"", vPrefixes), -1);
 }
 
 TEST(Search, TokensInABuffer)

@@ -117,6 +117,12 @@ TEST(Clock, IsSetAsFarAsItGoes)
     mu::STimeComponents time;
     EXPECT_TRUE(mu::GetLocalTimeComponents(1'720'000'000, time));
     EXPECT_EQ(time, (mu::STimeComponents{2024, 7, 3, 12, 46, 40}));
+    long long llSeconds = 0;
+    EXPECT_EQ(mu::SetLocalTimeComponents(llSeconds, time), 1'720'000'000);
+    mu::GetTimeComponents(llSeconds, time);
+    EXPECT_EQ(time, (mu::STimeComponents{2024, 7, 3, 9, 46, 40}));
+    EXPECT_EQ(mu::SetTimeComponents(llSeconds, time), 1'720'000'000);
+    EXPECT_EQ(mu::GetTimeVarFromTimestamp(mu::GetTimestamp(5) + 999'999), 5);
     EXPECT_FALSE(mu::GetLocalTimeComponents(LLONG_MAX, time));
     EXPECT_EQ(mu::GetTimestamp(ULLONG_MAX), LLONG_MAX);
 }
