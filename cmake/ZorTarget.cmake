@@ -1,6 +1,6 @@
 # What every target of the project shares: the warnings, as errors, when ZOR_STRICT asks for them; the
-# hardening when ZOR_HARDEN does; in a release, with ZOR_SPLIT_DEBUG, debug information that names
-# no folder of this machine.
+# hardening when ZOR_HARDEN does; counters of what runs when ZOR_COVERAGE does; in a release, with
+# ZOR_SPLIT_DEBUG, debug information that names no folder of this machine.
 function(zor_configure_target target)
     if(ZOR_STRICT)
         target_compile_options(${target} PRIVATE
@@ -13,6 +13,15 @@ function(zor_configure_target target)
             -g -ffile-prefix-map=${PROJECT_SOURCE_DIR}=. -ffile-prefix-map=${PROJECT_BINARY_DIR}=.
             # Clang takes the first of two maps that fit, not the last.
             $<$<CXX_COMPILER_ID:Clang>:-fdebug-compilation-dir=.>>)
+    endif()
+    if(ZOR_COVERAGE)
+        target_compile_options(${target} PRIVATE
+            --coverage -fprofile-update=atomic -fno-builtin-execv)
+        target_link_options(${target} PRIVATE --coverage)
+        get_target_property(type ${target} TYPE)
+        if(type STREQUAL EXECUTABLE)
+            target_sources(${target} PRIVATE ${PROJECT_SOURCE_DIR}/tests/support/coverage_exit.cpp)
+        endif()
     endif()
     if(ZOR_HARDEN)
         target_compile_options(${target} PRIVATE
