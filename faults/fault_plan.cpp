@@ -1,4 +1,4 @@
-#include "tests/faults/fault_plan.h"
+#include "faults/fault_plan.h"
 
 #include <atomic>
 #include <cerrno>

@@ -8,7 +8,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
-#include "tests/faults/fault_plan.h"
+#include "faults/fault_plan.h"
 
 namespace
 {

@@ -1,5 +1,5 @@
-#ifndef ZOR_TESTS_FAULTS_FAULT_PLAN_H
-#define ZOR_TESTS_FAULTS_FAULT_PLAN_H
+#ifndef ZOR_FAULTS_FAULT_PLAN_H
+#define ZOR_FAULTS_FAULT_PLAN_H
 
 #include <climits>
 

@@ -21,6 +21,7 @@
 #include <sys/socket.h>
 
 #include "diagnostics/function_state.h"
+#include "faults/fault_plan.h"
 #include "io/file_access.h"
 #include "io/safe_stream_buffer.h"
 #include "logging/daily_debug_log.h"
@@ -28,7 +29,6 @@
 #include "mu/file_system.h"
 #include "mu/memory_block.h"
 #include "simulator/recorder_configuration.h"
-#include "tests/faults/fault_plan.h"
 #include "tests/support/child_process.h"
 #include "tests/support/files.h"
 #include "tests/support/pipes.h"
@@ -152,17 +152,17 @@ void Configuration()
         "leaves no other file");
 }
 
-template <typename TLogger>
-class TOwn final : public TLogger
+class COwnLog final : public CDailyDebugLog
 {
 public:
-    ~TOwn()
-    {
-        if constexpr (std::is_base_of_v<CDailyDebugLog, TLogger>)
-        {
-            this->ReleaseResources();
-        }
-    }
+    ~COwnLog() { ReleaseResources(); }
+    int AddRef() override { return 1; }
+    int Release() override { return 1; }
+};
+
+class COwnRecorder final : public CLogRecorder
+{
+public:
     int AddRef() override { return 1; }
     int Release() override { return 1; }
 };
@@ -210,12 +210,12 @@ void WriteDailyLog(bool bScheduled)
     strAccepted.reserve(4096);
     strLine.reserve(64);
     std::unique_ptr<CScheduler> pScheduler;
-    std::unique_ptr<TOwn<CDailyDebugLog>> pLog;
+    std::unique_ptr<COwnLog> pLog;
     WithFaults(
         [&]
         {
             pScheduler = bScheduled ? std::make_unique<CScheduler>() : nullptr;
-            pLog = std::make_unique<TOwn<CDailyDebugLog>>();
+            pLog = std::make_unique<COwnLog>();
             pLog->SetBufferSize(8192);
             pLog->SetRecConfig(&configuration);
             pLog->SetStorageScheduler(bScheduled ? pScheduler->m_pScheduler : nullptr);
@@ -261,7 +261,7 @@ void Recorder()
     WithFaults(
         [&]
         {
-            TOwn<CLogRecorder> recorder;
+            COwnRecorder recorder;
             recorder.SetLowestLogSeverity(IBaseLogger::Status);
             for (int i = 0; i < kMessages; ++i)
             {
@@ -454,9 +454,9 @@ public:
         if (!g_ofProgram)
         {
             g_ofProgram = result;
-            m_bEndedWell = iCode == 0;
+            s_bEndedWell = iCode == 0;
         }
-        else if (m_bEndedWell)
+        else if (s_bEndedWell)
         {
             Law(g_ofProgram->m_lDescriptors == result.m_lDescriptors, "a descriptor was lost");
             Law(g_ofProgram->m_lBlocks <= result.m_lBlocks, "memory was lost");
@@ -465,7 +465,7 @@ public:
     }
 
 private:
-    static inline bool m_bEndedWell = false;
+    static inline bool s_bEndedWell = false;
     const std::string m_strResult;
 };
 
