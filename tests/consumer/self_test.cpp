@@ -1,10 +1,14 @@
 #include "self_test.h"
 
+#include <cstdio>
+#include <ctime>
+#include <string_view>
+#include <thread>
+
 #include <sys/types.h>
 
 #include "diagnostics/function_state.h"
 #include "diagnostics/state_report.h"
-#include "tests/support/testing.h"
 #include "threading/thread_id.h"
 #include "xml/easy_xml.h"
 
