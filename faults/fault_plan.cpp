@@ -2,6 +2,7 @@
 
 #include <atomic>
 #include <cerrno>
+#include <cstdio>
 
 #include <dirent.h>
 #include <fcntl.h>
@@ -94,5 +95,20 @@ SFaultResult GetFaultResult()
         ++result.m_lDescriptors;
     }
     ::closedir(pDirectory);
+    return result;
+}
+
+void PrintFaultResult(int iDescriptor, const SFaultResult& result)
+{
+    ::dprintf(iDescriptor, "%ld %d %ld %ld", result.m_lCalls, result.m_iHappened, result.m_lBlocks,
+              result.m_lDescriptors);
+}
+
+SFaultResult ParseFaultResult(const char* szPrinted)
+{
+    SFaultResult result;
+    result.m_iHappened = 1;
+    std::sscanf(szPrinted, "%ld %d %ld %ld", &result.m_lCalls, &result.m_iHappened,
+                &result.m_lBlocks, &result.m_lDescriptors);
     return result;
 }

@@ -7,7 +7,7 @@
 /// the number m_lFirst, counted from 0, and with m_bEver all later ones too.
 struct SFaultPlan
 {
-    int m_iFault; ///< ENOMEM: of allocations; else of system calls, an errno or -1: short
+    int m_iFault = 0; ///< ENOMEM: of allocations; else of system calls, an errno or -1: short
     long m_lFirst = LONG_MAX;
     bool m_bEver = false;
 };
@@ -26,6 +26,9 @@ void SetFaultPlan(const SFaultPlan& plan);
 /// From and to here the process's calls count.
 void EnableFaults(bool bEnable);
 SFaultResult GetFaultResult();
+void PrintFaultResult(int iDescriptor, const SFaultResult& result);
+/// Of a text that is none: one that happened.
+SFaultResult ParseFaultResult(const char* szPrinted);
 /// Until so many threads are left, at most some seconds, by calls that never fail.
 void WaitForThreads(unsigned uLeft);
 

@@ -39,13 +39,26 @@
         return AskForFault(ECall::call) > 0 ? (failure) : s_pReal arguments;                       \
     }
 
+// The same of a call whose third argument is not declared; it is passed on as a pointer.
+#define ZOR_FAILING_VARIADIC_CALL(name, TRequest, ...)                                             \
+    int name(int a, TRequest b, ...) __VA_ARGS__                                                   \
+    {                                                                                              \
+        ZOR_REAL(name);                                                                            \
+        va_list args;                                                                              \
+        va_start(args, b);                                                                         \
+        void* const pArgument = va_arg(args, void*);                                               \
+        va_end(args);                                                                              \
+        return AskForFault(ECall::Query) > 0 ? -1 : s_pReal(a, b, pArgument);                      \
+    }
+
 namespace
 {
 
-// Of a variable list.
-void* TakePointer(va_list args)
+// The result of a wait, which a fault made short.
+int EndWait(bool bFails, int iReady)
 {
-    return va_arg(args, void*);
+    errno = bFails ? EINTR : errno;
+    return bFails && iReady == 0 ? -1 : iReady;
 }
 
 } // namespace
@@ -105,25 +118,8 @@ extern "C"
         return *b != 0 && AskForFault(ECall::Query) > 0 ? -1 : s_pReal(a, b, c, d);
     }
 
-    int ioctl(int a, unsigned long b, ...) noexcept
-    {
-        ZOR_REAL(ioctl);
-        va_list args;
-        va_start(args, b);
-        void* const pArgument = TakePointer(args);
-        va_end(args);
-        return AskForFault(ECall::Query) > 0 ? -1 : s_pReal(a, b, pArgument);
-    }
-
-    int fcntl(int a, int b, ...)
-    {
-        ZOR_REAL(fcntl);
-        va_list args;
-        va_start(args, b);
-        void* const pArgument = TakePointer(args);
-        va_end(args);
-        return AskForFault(ECall::Query) > 0 ? -1 : s_pReal(a, b, pArgument);
-    }
+    ZOR_FAILING_VARIADIC_CALL(ioctl, unsigned long, noexcept)
+    ZOR_FAILING_VARIADIC_CALL(fcntl, int, )
 
     ssize_t read(int a, void* b, std::size_t c)
     {
@@ -154,26 +150,20 @@ extern "C"
     {
         ZOR_REAL(poll);
         const bool bFails = AskForFault(ECall::Wait) > 0;
-        const int iReady = s_pReal(a, b, bFails ? 0 : c);
-        errno = bFails ? EINTR : errno;
-        return bFails && iReady == 0 ? -1 : iReady;
+        return EndWait(bFails, s_pReal(a, b, bFails ? 0 : c));
     }
     int select(int a, fd_set* b, fd_set* c, fd_set* d, timeval* e)
     {
         ZOR_REAL(select);
         const bool bFails = AskForFault(ECall::Wait) > 0;
         timeval tvNone{};
-        const int iReady = s_pReal(a, b, c, d, bFails ? &tvNone : e);
-        errno = bFails ? EINTR : errno;
-        return bFails && iReady == 0 ? -1 : iReady;
+        return EndWait(bFails, s_pReal(a, b, c, d, bFails ? &tvNone : e));
     }
     int epoll_wait(int a, epoll_event* b, int c, int d)
     {
         ZOR_REAL(epoll_wait);
         const bool bFails = AskForFault(ECall::Wait) > 0;
-        const int iReady = s_pReal(a, b, c, bFails ? 0 : d);
-        errno = bFails ? EINTR : errno;
-        return bFails && iReady == 0 ? -1 : iReady;
+        return EndWait(bFails, s_pReal(a, b, c, bFails ? 0 : d));
     }
     // At the end of its time, so that one that is repeated with the rest does not last for ever.
     int nanosleep(const std::timespec* a, std::timespec* b)
@@ -185,7 +175,6 @@ extern "C"
         {
             *b = {};
         }
-        errno = bFails ? EINTR : errno;
-        return bFails ? -1 : iResult;
+        return EndWait(bFails, iResult);
     }
 }

@@ -53,8 +53,7 @@ ssize_t Print(void* pDescriptor, const char* szText, std::size_t uSize)
     WaitForThreads(2); // this one and the one that watches over a crash
     const SFaultResult result = GetFaultResult();
     const int iFile = ::open(g_szPath, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
-    ::dprintf(iFile, "%ld %d %ld %ld", result.m_lCalls, result.m_iHappened, result.m_lBlocks,
-              result.m_lDescriptors);
+    PrintFaultResult(iFile, result);
     ::close(iFile);
 }
 

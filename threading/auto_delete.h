@@ -35,9 +35,11 @@ public:
 
     int Release() override
     {
-        CMutexProtection lock(m_mutex, mu::kInfinite);
-        const int iReferences = --m_iReferences;
-        lock.Unlock(); // the lock is destroyed with the object
+        int iReferences = 0;
+        {
+            const CMutexProtection lock(m_mutex, mu::kInfinite); // it is destroyed with the object
+            iReferences = --m_iReferences;
+        }
         if (iReferences == 0)
         {
             delete this;

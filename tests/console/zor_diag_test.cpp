@@ -334,7 +334,7 @@ TEST_F(ZorDiag, BearsEachFaultOfTheSimulator)
     {
         SCOPED_TRACE(szFault);
         RemovePipes();
-        CChildProcess simulator(ZOR_SIMULATOR, {"--faults", szFault});
+        CChildProcess simulator(ZOR_RECORDER, {"--faults", szFault});
         ASSERT_EQ(simulator.ReadOutput(16), "Recorder ready.\n");
         const char* szExit = szExits;
         for (const std::string strQuestion : {"show 2", "log", "parameters"})

@@ -4,7 +4,7 @@
 #include <functional>
 
 /// System calls that are made to fail: open, lseek, fstat and write in tests that link
-/// failing_calls.cpp, the others where tests/faults/more_calls.cpp is linked too.
+/// failing_calls.cpp, the others where faults/more_calls.cpp is linked too.
 enum class ECall
 {
     Open, ///< and all that makes a descriptor
