@@ -77,6 +77,7 @@ public:
         {
             ::prctl(PR_SET_PDEATHSIG, SIGKILL);
             ::setenv("LC_ALL", "C", 1);
+            std::signal(SIGINT, SIG_DFL); // a shell ignores it for what runs in the background
             for (int i = 0; i < 3; ++i)
             {
                 ::dup2(aiChild[i], i);
