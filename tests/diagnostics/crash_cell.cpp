@@ -23,6 +23,9 @@
 
 // Ends in one way: crash_cell CRASH [THREAD FOLDER OPTION...]
 
+bool g_bReporting = false; // for crash_calls.cpp
+bool g_bOldSystem = false;
+
 namespace
 {
 
@@ -177,6 +180,7 @@ void SignalEvent()
 // The file of lines, open for the crash's last step.
 int g_iLines = -1;
 bool g_bCrashInWriter = false;
+bool g_bWatchCalls = false;
 
 // The crash is a child's, which has only this thread.
 void Fork()
@@ -243,6 +247,8 @@ const std::map<std::string, Action> kOptions = {
     {"fork", Fork},
     {"restart", [] { EnableProgramRestart(true); }},
     {"traces", LeaveTraces},
+    {"old-system", [] { g_bOldSystem = true; }},
+    {"watched", [] { g_bWatchCalls = true; }},
     {"writer-crashes", [] { g_bCrashInWriter = true; }},
     {"exit-hangs", [] { std::atexit(SleepForEver); }},
     {"full", [] { ReplaceOutput(true); }},
@@ -301,7 +307,13 @@ void Crash(const std::string& strCrash)
                 std::fputs("exit\n", stdout);
             });
     }
-    kCrashes.at(strCrash)();
+    const Action crash = kCrashes.at(strCrash);
+    if (g_bWatchCalls)
+    {
+        mu::g_ptlTextLogger = nullptr; // it may do what it likes
+        g_bReporting = true;
+    }
+    crash();
 }
 
 } // namespace
@@ -329,6 +341,7 @@ int main(int iArgs, char** ppArgs)
     mu::SetCrashLogWriter(
         []
         {
+            g_bReporting = false;
             if (::write(g_iLines, "lines", 5) == 5 && g_bCrashInWriter)
             {
                 std::abort();

@@ -106,6 +106,7 @@ const SCell kCells[] = {
     {"main worker", "error", "Wrong" + kThread},
     {"main", "long", "long"},
     {"main", "map", "Stuck\r\n"},
+    {"main worker", "null", kNull, "watched"},
     {"main", "state", kOddThread + "T::In\r\nT::Out iValue=7\r\n===============\r\n"},
     {"untraced", "heap", "Abort Signal\r\nStack=number\r\nBacktrace:\r\nframe\r\n", "short"},
     {"untraced", "state", kOdd},
@@ -140,6 +141,7 @@ const SCell kCells[] = {
     // The end.
     {"main", "null", kNull, "event", "event\n"},
     {"main", "null", kNull, "restart"},
+    {"main", "null", kNull, "old-system restart vector", kRestarted},
     {"main worker", "error", "Wrong" + kThread, "short restart traces vector", kRestarted},
 };
 
