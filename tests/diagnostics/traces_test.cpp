@@ -1,0 +1,273 @@
+// What a report calls the library's functions and their parameters, all in one table.
+
+#include <set>
+#include <sstream>
+
+#include <dlfcn.h>
+#include <pthread.h>
+
+#include <gmock/gmock.h>
+
+#include "config/media_recorder_configuration.h"
+#include "diagnostics/state_report.h"
+#include "io/file_access.h"
+#include "io/safe_stream_buffer.h"
+#include "logging/daily_debug_log.h"
+#include "logging/log_recorder.h"
+#include "mu/file_system.h"
+#include "mu/memory_block.h"
+#include "mu/strings_map.h"
+#include "mu/url.h"
+#include "tests/support/failing_calls.h"
+#include "tests/support/failing_heap.h"
+#include "tests/support/temporary_folder.h"
+#include "tests/support/testing.h"
+#include "threading/event.h"
+#include "threading/scheduler.h"
+#include "threading/simple_thread.h"
+#include "xml/easy_xml.h"
+
+namespace
+{
+
+// The functions under way, with their parameters' names and types, and their stages, at any
+// allocation, file's call or lock of any thread.
+std::set<std::string> g_setSeen;
+std::atomic<bool> g_bLook = false;
+std::mutex g_mutexOfSeen;
+thread_local bool g_bLooking = false;
+
+void Look()
+{
+    if (!g_bLook || g_bLooking)
+    {
+        return;
+    }
+    const int iError = errno;
+    g_bLooking = true;
+    const std::scoped_lock lock(g_mutexOfSeen);
+    for (const SFuncStateEntry* p = GetCurrentFuncStateEntry(); p != nullptr; p = p->m_pPrevious)
+    {
+        std::string strFunction = p->m_szTag;
+        for (const SFuncStateParam* q = p->m_pFirstParam; q != nullptr; q = q->m_pNext)
+        {
+            const std::string_view svName = q->m_szName;
+            strFunction.append(" ").append(svName).append(":") += std::to_string(q->m_iType);
+            if (svName == "szStage" || svName == "szStep" || svName == "szState")
+            {
+                g_setSeen.insert(*static_cast<const char* const*>(q->m_pValue));
+            }
+        }
+        g_setSeen.insert(strFunction);
+    }
+    g_bLooking = false;
+    errno = iError;
+}
+
+} // namespace
+
+// In place of the C library's.
+#define ZOR_LOOK_IN_CALL(name, TArgument)                                                          \
+    extern "C" int name(TArgument argument) noexcept                                               \
+    {                                                                                              \
+        static const auto s_pReal =                                                                \
+            reinterpret_cast<decltype(&::name)>(::dlsym(RTLD_NEXT, #name));                        \
+        Look();                                                                                    \
+        return s_pReal(argument);                                                                  \
+    }
+ZOR_LOOK_IN_CALL(pthread_mutex_lock, pthread_mutex_t*)
+ZOR_LOOK_IN_CALL(pthread_detach, pthread_t)
+
+namespace
+{
+
+void WaitUntilSeen(const char* szTrace)
+{
+    for (int i = 0; i < 10'000; ++i, ::usleep(1000))
+    {
+        const std::scoped_lock lock(g_mutexOfSeen);
+        if (g_setSeen.contains(szTrace))
+        {
+            return;
+        }
+    }
+}
+
+class CLog final : public CDailyDebugLog
+{
+public:
+    ~CLog() { ReleaseResources(); }
+    int AddRef() override { return 1; }
+    int Release() override { return 1; }
+};
+
+class CThread final : public CSimpleThread
+{
+    int ThreadMain(void*) override
+    {
+        Look();
+        return 0;
+    }
+};
+
+TEST(Traces, NameFunctionsAndParameters)
+{
+    const CTemporaryFolder folder;
+    const std::wstring wsFile = folder.WidePath(L"file");
+    const std::wstring wsOther = folder.WidePath(L"other");
+    const wchar_t* const wszFile = wsFile.c_str();
+    const std::string strFile = folder.Path("file");
+    std::vector<std::wstring> vNames;
+    std::wstring wsText, wsFolder;
+    std::string strText;
+    unsigned long long ull = 0;
+    CFileAccess file, source;
+    CMemBlockPtr block;
+    CEasyXML document;
+    CEasyXMLNode root = document.AddRoot(L"z:root", L"urn:z");
+    root.AppendChild(L"a", L"").SetAttributeValue(L"b", L"", L"c");
+    CNamespacesPrefixesMap prefixes;
+    CURLParamsMap params;
+    CBasicStringsMap cookies;
+    CMediaRecorderConfiguration configuration;
+    configuration.m_wsRootDirectory = folder.WidePath(L"root");
+    CLog log;
+    CPosixEventObject done;
+    CWinEvent event;
+    CThread thread;
+    char szBuffer[1000];
+    auto* const pRing = new AutoDeleteThreadObjectImpl<CSafeStreamBuffer>;
+    auto* const pTarget = new AutoDeleteThreadObjectImpl<CSafeStreamBuffer>;
+    pRing->AddRef(), pTarget->AddRef();
+    pRing->SetBufferSize(100), pTarget->SetBufferSize(100);
+    mu::CScheduler& scheduler = *new AutoDeleteThreadObjectImpl<mu::CScheduler>;
+    scheduler.AddRef();
+    const auto Task = [](IScheduler*, void* pDone, int, bool&)
+    {
+        Look();
+        static_cast<CPosixEventObject*>(pDone)->Signal();
+    };
+    int iBlock = 0;
+
+    const std::tuple<const char*, std::function<void()>> aRows[] = {
+        {"MU::CDP szStep:5", [&] { mu::CreateDirectoriesPath(folder.WidePath(L"d/e").c_str()); }},
+        {"FA::Op wszFileName:7", [&] { file.Open(wszFile, CFileAccess::FM_CREATE, false); }},
+        {"FA::Op szFileName:5", [&] { source.Open(strFile.c_str(), CFileAccess::FM_READ, true); }},
+        {"FA::Wrt iMessageLength:2", [&] { file.Write("text", 4); }},
+        {"FA::SetPos", [&] { file.SetPosition(1); }},
+        {"FA::GetPos", [&] { file.GetPosition(); }},
+        {"FA::GetSz", [&] { file.GetSize(); }},
+        {"FA::Cp", [&] { file.Copy(&source); }},
+        {"FA::Cp wszSource:7 wszTarget:7", [&] { CFileAccess::Copy(wszFile, wsOther.c_str()); }},
+        {"FA::TOS wszPath:7", [&] { CFileAccess::ToString(wszFile, wsText); }},
+        {"FA::GSFC szFileName:5",
+         [&] { CFileAccess::GetStrFileContent(strFile.c_str(), strText); }},
+        {"FA::SSFC szFileName:5 szValue:5",
+         [&] { CFileAccess::SetStrFileContent(strFile.c_str(), "<a/>"); }},
+        {"PD::GFSBP wszFilePath:7", [&] { mu::GetFileSizeByPath(wszFile); }},
+        {"PD::FF wszDirectory:7", [&] { mu::FindFiles(folder.WidePath().c_str(), L"*", vNames); }},
+        {"PD::FSD wszDirectory:7 iNumEntries:2",
+         [&] { mu::FindSubDirectories(folder.WidePath().c_str(), vNames); }},
+        {"PD::GMSSN", [&] { mu::GetMainStorageSerialNumber(strText); }},
+        {"PD::GDSA pwszDirectory:7", [&] { mu::GetDiskSpaceAvailable(wszFile, ull, ull); }},
+        {"PD::RFP wszOriginalName:7 wszNewName:7", [&] { mu::RenameFilePath(wszFile, L"/no/a"); }},
+        {"PD::DFP pwszFileName:7", [&] { mu::DeleteFilePath(wsOther.c_str()); }},
+        {"PD::DD pwszDir:7", [&] { mu::DeleteDirectory(wsOther.c_str()); }},
+        {"BSM::FCH", [&] { cookies.FromCookieHeader("a=b", 3); }},
+        {"URLPM::FB", [&] { params.FromBuffer("a=b", 3); }},
+        {"EXML::STF", [&] { document.SaveToFile(wszFile); }},
+        {"VT::TXML", [&] { document.GetXML(wsText); }},
+        {"EXML::GNSPFX", [&] { document.GetNamespacePrefixes(prefixes); }},
+        {"EXMLN::MW", [&] { root.MergeWith(document.Clone().GetRoot()); }},
+        {"EXML::LFT szText:5 iTextLength:2", [&] { document.LoadFromText("<a/>", 4); }},
+        {"EXML::LFTW wszText:7", [&] { document.LoadFromText(L"<a/>"); }},
+        {"VT::FXML wszXML:7", [&] { document.LoadFromText(L"<a b='c'/>"); }},
+        {"MRC::GRFT",
+         [&] {
+             configuration.GetDirectoryForTime(EFileTransferCategory::Recording, {}, 0, wsText,
+                                               wsFolder);
+         }},
+        {"SSB::AlcBlk iSize:2", [&] { pRing->CommitWrittenBlock(pRing->AllocateBlock(10), 0); }},
+        {"SSB::CWB iCommittedSize:2 iAllocatedSize:2",
+         [&] { pRing->CommitWrittenBlock(pRing->AllocateBlock(10), 10); }},
+        {"SSB::ABRIN iSize:2",
+         [&] { pRing->CommitWrittenBlock(pRing->AllocateBlockResizeIfNeeded(10), 0); }},
+        {"SSB::Wt", [&] { pRing->Write("0123456789", 10); }},
+        {"SSB::PBTR", [&] { pRing->CommitReadBlock(pRing->PollBlockToRead(iBlock), 1); }},
+        {"SSB::GBTR m_bDataIsAvailable:6",
+         [&] { pRing->CommitReadBlock(pRing->GetBlockToRead(iBlock), 1); }},
+        {"SSB::Rd iReadPtr:2 iWritePtr:2", [&] { pRing->Read(szBuffer, 4, 4); }},
+        {"CST::thMain m_psrReader:1",
+         [&]
+         {
+             pRing->StartCopyThread(pTarget);
+             pTarget->Read(szBuffer, 14, 14);
+         }},
+        {"SSB::WTo pswOutput:1 pBlock:1 iSize:2",
+         [&]
+         {
+             pRing->SetEndOfStream();
+             pRing->WriteTo(pTarget);
+         }},
+        {"DDL::ATV szState:5;check size", [&] { log.AddTextF("x"); }},
+        {"DDL::AT szState:5;check size", [&] { log.AddText("x", 1, true); }},
+        {"DDL::LM", [&] { log.LogMessage(IBaseLogger::Error, document); }},
+        {"DDL::SL", [&] { log.SaveLog(false); }},
+        {"DDL::HCC", [&] { log.HandleConfigurationChange(); }},
+        {"DDL::SNLF bNow:6",
+         [&]
+         {
+             log.SetStorageScheduler(&scheduler);
+             log.ScheduleNextLogFlush(true);
+             log.SetStorageScheduler(nullptr);
+         }},
+        {"WinEv::Wait dwMilliseconds:2", [&] { event.Wait(1); }},
+        {"Sch::thMain szTask:5",
+         [&]
+         {
+             scheduler.Start("scheduler");
+             scheduler.ScheduleTask(0, "task", 0, Task, nullptr, &done, 0);
+             done.Wait(mu::kInfinite);
+         }},
+        {"Posix Thread Main szThreadName:5 tid:3 szStage:5;initial;thread main function execution;"
+         "release parameters;detach thread;final",
+         [&]
+         {
+             thread.StartThread("thread", nullptr, nullptr);
+             WaitUntilSeen("final");
+         }},
+        {"ST::STP", [&] { thread.SetThreadPriority(0); }},
+        {"ST::WSR", [&] { thread.WriteStateReport(szBuffer, sizeof(szBuffer)); }},
+        {"TSM::PASR", [&] { WriteThreadsStateReport(szBuffer, sizeof(szBuffer)); }},
+    };
+    g_pIsAllocationRefused = []
+    {
+        Look();
+        return false;
+    };
+    g_onCall = [](ECall)
+    {
+        Look();
+        return 0;
+    };
+    for (const auto& [szTraces, work] : aRows)
+    {
+        g_bLook = true;
+        work();
+        g_bLook = false;
+        std::istringstream traces(szTraces);
+        for (std::string strTrace; std::getline(traces, strTrace, ';');)
+        {
+            const std::scoped_lock lock(g_mutexOfSeen);
+            EXPECT_THAT(g_setSeen, testing::Contains(strTrace));
+        }
+        g_setSeen.clear();
+    }
+    g_pIsAllocationRefused = nullptr;
+    g_onCall = nullptr;
+    scheduler.Stop();
+    scheduler.Release();
+    pRing->Release(), pTarget->Release();
+}
+
+} // namespace
