@@ -32,9 +32,7 @@ std::wstring Written(CMediaRecorderConfiguration config)
     std::wstring wsXML;
     exml.GetXML(wsXML);
     for (std::size_t u = 0; (u = wsXML.find(wsDeclaration, u)) != std::wstring::npos;)
-    {
         wsXML.erase(u, wsDeclaration.size());
-    }
     return wsXML;
 }
 

@@ -131,9 +131,7 @@ TEST_F(Console, ObeysCommands)
     const std::string str199(199, 'x');
     std::string strEcho = "Invalid input: " + str199 + " ( ";
     for (int i = 0; i < 199; ++i)
-    {
         strEcho += "0x78 ";
-    }
     strEcho += ")\r\n";
     const std::string strHelp = "diag list\r\ndiag <n>\r\nlog\r\nexit\r\nquit\r\n";
     const std::string strHighest = "d\0\0\0\xFE\xFF\xFF\x7F\0\0\0\0"s;
@@ -229,9 +227,7 @@ TEST_F(Console, HandlesMessagesAndDropsWhatIsNone)
           strHeader + Word(0x40000000) + "abc", strHeader + Word(0x7FFFFFFF) + "abc",
           strHeader + Word(0x80000000) + "abc",
           strHeader + Word(0xFFFFFFFF) + std::string(20000, 'x')})
-    {
         vecSteps.push_back({"dropped", strDropped, "", ""});
-    }
     Play(vecSteps);
 }
 
@@ -306,9 +302,7 @@ TEST_F(Console, BearsClosedStandardDescriptorsAndAFullDisk)
             [uClosed]
             {
                 for (int i = 0; i < 3; ++i)
-                {
                     ::close((uClosed >> i & 1) != 0 ? i : -1);
-                }
                 ::dup2(uClosed == 8 ? ::open("/dev/full", O_WRONLY) : -1, STDOUT_FILENO);
             });
         Send(kGood);
@@ -319,9 +313,7 @@ TEST_F(Console, BearsClosedStandardDescriptorsAndAFullDisk)
             EXPECT_EQ(m_pConsole->Wait(), 0);
         }
         if ((uClosed & 10) == 0)
-        {
             ExpectOutput(kStarted + kReadingGood);
-        }
         m_pConsole.reset();
         EXPECT_EQ(ReadFrom(m_iRequests), ""); // no output strayed into the pipe
         CloseRecorder();
@@ -334,9 +326,7 @@ TEST_F(Console, BearsInheritedDescriptorsBeyondTheRangeOfSelect)
     ::getrlimit(RLIMIT_NOFILE, &limit);
     limit.rlim_cur = 2048;
     if (limit.rlim_max < limit.rlim_cur)
-    {
         GTEST_SKIP() << "this machine does not allow that many descriptors";
-    }
     for (const int iInherited : {FD_SETSIZE - 1, FD_SETSIZE, 1500})
     {
         SCOPED_TRACE(iInherited);
@@ -345,9 +335,7 @@ TEST_F(Console, BearsInheritedDescriptorsBeyondTheRangeOfSelect)
             {
                 ::setrlimit(RLIMIT_NOFILE, &limit);
                 for (int i = 3; i < 64; ++i) // would leave gaps
-                {
                     ::close(i);
-                }
                 while (::dup(2) < iInherited - 1)
                 {
                 }

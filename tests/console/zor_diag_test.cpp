@@ -85,9 +85,7 @@ protected:
     void Play(const char* szRequests, const Words& vecReplies, std::size_t uPiece = 0)
     {
         if (m_iMessages < 0)
-        {
             m_iMessages = ::open(g_aszPipePaths[1], O_WRONLY | O_CLOEXEC);
-        }
         for (const std::string& strReply : vecReplies)
         {
             const char chType = *szRequests++;
@@ -98,9 +96,7 @@ protected:
             for (std::size_t uAt = 0; uAt < strReply.size(); uAt += uStep)
             {
                 if (!Write(strReply.substr(uAt, uStep)))
-                {
                     return;
-                }
                 std::this_thread::sleep_for(2ms);
             }
         }
@@ -142,9 +138,7 @@ TEST_F(ZorDiag, AsksAndTellsByItsExitCode)
         "\"name\":\"DISK\"}\n{\"number\":4,\"name\":\"Net\\u001b & \u00E9\"}\n";
     std::string strFlood;
     while (strFlood.size() < 5'000'000)
-    {
         strFlood += Message('Z', 0, std::string(1000, 'z'));
-    }
     const SCase aCases[] = {
         {"show 1", "Gd0", {kNames, kGood}, 0, "good\n", "", 1},
         {"show 01", "Gd0", {Message('e', 0, "late") + kNames, strMixed + kGood}, 0, "good\n"},
@@ -251,9 +245,7 @@ TEST_F(ZorDiag, RefusesBadUsage)
         {"log --wait 1000000.001", "--wait cannot be"},
         {"log --wait 99999999999999999999", "--wait cannot be"}};
     for (const auto& [szArguments, szComplaint] : aCases)
-    {
         Expect(szArguments, 2, szComplaint);
-    }
     EXPECT_EQ(CChildProcess(ZOR_DIAG, {"show", ""}).Wait(), 2);
     EXPECT_EQ(CChildProcess(ZOR_DIAG, {"log", "--wait", ""}).Wait(), 2);
     CChildProcess largest(ZOR_DIAG, Split("log --wait 1000000 --timeout 0.00001 --help"));

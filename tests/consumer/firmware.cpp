@@ -5,9 +5,7 @@
 int main()
 {
     if (!TestLibrary())
-    {
         return 1;
-    }
     std::puts("firmware: the library works");
     return 0;
 }

@@ -22,9 +22,7 @@ namespace
 bool Expect(bool bHolds, const char* szWhat)
 {
     if (!bHolds)
-    {
         std::fprintf(stderr, "failed: %s\n", szWhat);
-    }
     return bHolds;
 }
 

@@ -47,9 +47,7 @@ void CallAddress(std::uintptr_t uAddress)
     volatile std::uintptr_t uFirst = kBadAddress;
     volatile std::uintptr_t* pWord = &uFirst;
     while (*pWord != reinterpret_cast<std::uintptr_t>(__builtin_return_address(0)))
-    {
         ++pWord;
-    }
     *pWord = uFirst;
 }
 
@@ -123,18 +121,14 @@ void HoldMapAndGiveUp()
 void SleepForEver()
 {
     for (;;)
-    {
         ::pause();
-    }
 }
 
 void ReplaceOutput(bool bFull)
 {
     int vEnds[2];
     if (::pipe(vEnds) != 0 || ::dup2(vEnds[1], STDOUT_FILENO) < 0)
-    {
         std::abort();
-    }
     ::fcntl(STDOUT_FILENO, F_SETFL, O_NONBLOCK);
     while (bFull && ::write(STDOUT_FILENO, "x", 1) == 1)
     {
@@ -324,9 +318,7 @@ int main(int iArgs, char** ppArgs)
     SetRootExceptionFilesFolder(nullptr);
     InitExceptions_Once();
     if (iArgs == 2)
-    {
         Crash(vArgs[1]);
-    }
 
     const std::wstring wsFolder(vArgs[3].begin(), vArgs[3].end());
     std::string strScript = vArgs[3] + "/script";
@@ -343,9 +335,7 @@ int main(int iArgs, char** ppArgs)
         {
             g_bReporting = false;
             if (::write(g_iLines, "lines", 5) == 5 && g_bCrashInWriter)
-            {
                 std::abort();
-            }
         });
 
     Action pAgain = nullptr;
@@ -369,9 +359,7 @@ int main(int iArgs, char** ppArgs)
     {
         CFunctionSwitch fsLogger("T::Log");
         if (pAgain != nullptr)
-        {
             pAgain();
-        }
         g_mutexOfLogger.lock();
     };
     ::usleep(50'000); // for the options' threads
@@ -385,9 +373,7 @@ int main(int iArgs, char** ppArgs)
         std::thread(Crash, vArgs[1]).detach();
     }
     if (vArgs[2] == "main" || vArgs[2] == "both")
-    {
         Crash(vArgs[1]);
-    }
     for (int i = 0; i < 200; ++i)
     {
         ::usleep(100'000); // which an alarm would cut short

@@ -38,9 +38,7 @@ std::size_t TimeOf(const std::string& strReport)
 std::string Plain(std::string strReport)
 {
     if (const std::size_t uTime = TimeOf(strReport))
-    {
         strReport.replace(uTime, kTimeLength, "time");
-    }
     for (std::size_t u = 0; (u = strReport.find("0x", u)) != std::string::npos;)
     {
         const std::size_t uEnd = strReport.find_first_not_of("0123456789ABCDEFabcdef", u + 2);
@@ -197,9 +195,7 @@ public:
         const std::string strLog = ReadFile(m_folder.Path("log"));
         EXPECT_EQ(Plain(strLog), m_cell.m_eWhere == SCell::OnOutput ? "(none)" : strReport);
         if (m_cell.m_eWhere != SCell::OnOutput)
-        {
             EXPECT_EQ(ReadFile(m_folder.Path("dated/" + NameOfDatedFile(strLog))), strLog);
-        }
     }
 
 private:
@@ -221,9 +217,7 @@ TEST(CrashHandler, EndsTheProcessWithItsReportWhateverHappens)
         if ((kSanitized && (svCrash == "heap" || svOptions == "no-descriptors")) ||
             (kEmulated && svOptions.starts_with("fork")) ||
             (!kDivisionFaults && svCrash == "divide"))
-        {
             continue;
-        }
         std::istringstream threads(cell.m_szThreads);
         for (std::string strThread; threads >> strThread; ++iRuns)
         {

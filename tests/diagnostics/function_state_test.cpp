@@ -97,9 +97,7 @@ TEST(FunctionState, GoesWithoutWhatMemoryIsMissing)
             EXPECT_EQ(Storage() != nullptr, iAllowed >= 1);
         }
         if (iAllowed >= 1) // its storage; then the map, and its place there
-        {
             EXPECT_EQ(CountThreads(), iAllowed >= 3 ? 1 : -1);
-        }
         FreeThreadExVarsStorage();
         EXPECT_EQ(CFailingHeap::BlocksInUse(), iBlocks) << "the map goes with its last thread";
     }

@@ -28,9 +28,7 @@ void ProbeEverything()
         {s_pNoFile, 1, false},     {reinterpret_cast<void*>(-1), 1, false},
     };
     for (const auto& [pMemory, uSize, bReadable] : kCases)
-    {
         EXPECT_EQ(IsReadableMemory(pMemory, uSize), bReadable) << pMemory << " " << uSize;
-    }
     char szCopy[9] = "--------";
     EXPECT_EQ(mu::CMemoryProbe().CopySome(szCopy, s_pText, 8), 5U);
     EXPECT_STREQ(szCopy, "12345---");
@@ -74,9 +72,7 @@ TEST(ReadableMemory, ThreadsProbeAtOnceAndOnesRealFaultGoesToTheHandlerBefore)
     const auto probeOften = [](int iRounds)
     {
         while (iRounds-- > 0)
-        {
             ProbeEverything();
-        }
     };
     std::thread other(probeOften, 300);
     probeOften(300);
@@ -107,9 +103,7 @@ TEST(ReadableMemory, AnswersInAChildThatWasForkedWhileOtherThreadsProbed)
     const auto probe = [&]
     {
         while (!bEnd)
-        {
             IsReadableMemory(&bEnd, 1);
-        }
     };
     std::thread first(probe);
     std::thread second(probe);
@@ -117,11 +111,9 @@ TEST(ReadableMemory, AnswersInAChildThatWasForkedWhileOtherThreadsProbed)
     {
         int iStatus = 0;
         if (::fork() == 0)
-        {
             ::_exit(IsReadableMemory(&bEnd, 1) && !IsReadableMemory(reinterpret_cast<void*>(16), 1)
                         ? 42
                         : 43);
-        }
         ::wait(&iStatus);
         EXPECT_EQ(WEXITSTATUS(iStatus), 42);
     }

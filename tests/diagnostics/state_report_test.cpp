@@ -50,16 +50,12 @@ std::string ExpectedReport(const std::vector<Function>& vFunctions, int iSize)
     for (const auto& [szTag, vRows] : vFunctions)
     {
         if (room() <= 10 || room() <= static_cast<int>(std::strlen(szTag)) + 2)
-        {
             break;
-        }
         strReport += szTag;
         for (const SRow& row : vRows)
         {
             if (static_cast<int>(std::strlen(row.m_szName)) + 15 >= room())
-            {
                 break;
-            }
             strReport.append(" ").append(row.m_szName).append("=");
             const int iRoom = room();
             const int iLength = static_cast<int>(row.m_strText.size());
@@ -77,9 +73,7 @@ std::string ExpectedReport(const std::vector<Function>& vFunctions, int iSize)
             }
         }
         if (room() < 2)
-        {
             break;
-        }
         strReport += "\r\n";
     }
     return strReport;
@@ -149,10 +143,8 @@ TEST(StateReport, SaysEachTypeOfValueAndCutsByTheRulesAtEverySize)
         }
     }
     for (int iSize = -1; iSize < 1000; ++iSize)
-    {
         ASSERT_EQ(Report(WriteStateReport, iSize, vEntries), ExpectedReport(vFunctions, iSize))
             << iSize;
-    }
 }
 
 TEST(StateReport, EndsWhereTheChainIsDamaged)
@@ -275,9 +267,7 @@ void TraceDeeply(int iDepth)
     CFunctionSwitch fsDeep("T::Deep");
     mu::CFunctionParam fpText(fsDeep, "szText", szText);
     if (iDepth > 0)
-    {
         TraceDeeply(iDepth - 1);
-    }
 }
 
 TEST(StateReport, ReadsThreadsAtWorkThatMakeFillEmptyAndFreeTheirMap)

@@ -21,9 +21,7 @@ TEST(ByteBlock, EveryFormFollowsThePlainRule)
                 static_cast<wchar_t>(uRandom % 16 != 0 ? uRandom >> 25 : uRandom * 2654435761U);
         }
         for (const char ch : {'<', '\0', '\x7F'})
-        {
             ASSERT_EQ(BrokenByteBlockLaw(aBytes, aUnits, ch, ch == '<' ? 0x21 : '\t'), nullptr);
-        }
     }
 }
 

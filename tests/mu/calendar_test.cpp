@@ -71,9 +71,7 @@ TEST(Calendar, SecondsOfDatesFarOffAndBack)
         {{INT_MIN, 1, 1, 0, 0, 0}, -67768100567971200},
     };
     for (const auto& [time, llSeconds] : kSeconds)
-    {
         EXPECT_EQ(time.GetStandardTimeValue(), llSeconds) << Text(time);
-    }
     const TCase kDates[] = {
         {{2100, 13, 1, 0, 0, 0}, 4133980800}, // month 13
         {{1970, 1, -1459, 0, 0, 0}, -1460 * kSecondsPerDay},

@@ -103,9 +103,7 @@ TEST(MemoryBlock, TakesItsOwnBytes)
 TEST(MemoryBlock, WithoutMemoryNothingIsLost)
 {
     if constexpr (!CFailingHeap::kAvailable)
-    {
         GTEST_SKIP();
-    }
     CMemBlockPtr block("0123456789", 10);
     ASSERT_TRUE(block.SetPosition(8));
     {

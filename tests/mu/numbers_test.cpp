@@ -53,9 +53,7 @@ TEST(Numbers, DoublesInEveryLocale)
         {L"-1e309", -kInf}, {L"1e-400", 0},       {L"1\x0661", 1},
     };
     for (const auto& [wszText, dValue] : kRead)
-    {
         EXPECT_EQ(mu::StringToDouble(wszText), dValue) << wszText;
-    }
     EXPECT_EQ(mu::StringToDouble(L"1e4294967297"), kInf);
     EXPECT_TRUE(std::isnan(mu::StringToDouble(L"NAN(12)")));
 
@@ -66,9 +64,7 @@ TEST(Numbers, DoublesInEveryLocale)
         {L"-inf", -kInf},      {L"-nan", std::copysign(Limits::quiet_NaN(), -1.0)},
     };
     for (const auto& [wszText, dValue] : kWritten)
-    {
         EXPECT_EQ(mu::DoubleToString(dValue), wszText);
-    }
 }
 
 } // namespace

@@ -19,9 +19,7 @@ std::basic_string<TUnit> Ascii(std::size_t uLength)
 {
     std::basic_string<TUnit> text;
     while (text.size() < uLength)
-    {
         text += static_cast<TUnit>(text.size() * 7 & 0x7F);
-    }
     return text;
 }
 
@@ -64,9 +62,7 @@ TEST(WideToUtf8, EncodesEachUnitAtEveryPlaceOfABlock)
                 expect(L'0', [](auto... args) { return mu::ConvertString(args...); });
                 expect(0UL, mu::ConvertString32);
                 if (uCodePoint <= 0xFFFF)
-                {
                     expect(static_cast<unsigned short>(0), mu::ConvertString16);
-                }
             }
         }
     }
@@ -159,9 +155,7 @@ TEST(Unicode, TextIsCutBetweenCharacters)
     const std::string strText = "a\u00E4\u6E29\U0001F600";
     const std::size_t aLengths[] = {0, 1, 1, 3, 3, 3, 6, 6, 6, 6, 10, 10};
     for (std::size_t u = 0; u < std::size(aLengths); ++u)
-    {
         EXPECT_EQ(mu::CutText(strText, u), strText.substr(0, aLengths[u])) << u;
-    }
     EXPECT_EQ(mu::CutText("\x80\x80\x80", 2), "");
 }
 

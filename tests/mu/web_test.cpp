@@ -128,9 +128,7 @@ TEST(Web, ReadsWhatComesIn)
     for (const auto& [pEdit, strExpected, texts] : kCases)
     {
         for (const std::string& strText : texts)
-        {
             EXPECT_EQ(Edited(strText, pEdit), strExpected) << strText;
-        }
     }
 
     CBasicStringsMap map;
@@ -163,9 +161,7 @@ TEST(Web, KnowsWholeExtensionsInAnyCase)
 {
     std::string strType = "as it was";
     for (const int iLength : {-1, 2, 4})
-    {
         EXPECT_FALSE(mu::FindContentTypeForFileExt("jpg,jpeg", iLength, strType)) << strType;
-    }
     EXPECT_TRUE(mu::FindContentTypeForFileExt("HTML", 4, strType) && strType == "text/html");
     EXPECT_TRUE(mu::IsImageFileExtension("JPegs", 4) && !mu::IsImageFileExtension("mp4", 3));
 }

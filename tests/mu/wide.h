@@ -8,9 +8,7 @@ inline std::wstring Wide(const std::string& strText)
 {
     std::wstring wsText;
     for (const char ch : strText)
-    {
         wsText += static_cast<wchar_t>(static_cast<unsigned char>(ch));
-    }
     return wsText;
 }
 

@@ -13,9 +13,7 @@ using CExml = CEasyXML&;
 TEST(XmlAllocation, FailuresLeaveAWholeDocument)
 {
     if (!CFailingHeap::kAvailable)
-    {
         GTEST_SKIP() << "the sanitizer's allocator cannot be made to fail";
-    }
     static const std::wstring wsLong(100, L'x');
     const std::wstring wsXML = L"<r b='2' a='1'>te&amp;xt<c>" + std::wstring(2000, L'y') +
                                L"</c><d k='&#65;'><e/>more<e/>text</d></r>";

@@ -76,9 +76,7 @@ TEST(EasyXml, InvalidHandlesAreHarmlessEverywhere)
          {none.GetFirstChild(), none.GetNextSibling(), none.GetChildByName(L"c"),
           none.GetChildByName(L"c", L""), none.SyncChild(L"c", L"", true),
           none.AppendChild(L"c"s, nullptr), none.AppendChild(root), root.AppendChild(none)})
-    {
         EXPECT_FALSE(node.IsValid());
-    }
     none.RemoveChildrenByName(L"c");
     none.MergeWith(root);
     root.MergeWith(none);

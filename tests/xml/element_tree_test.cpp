@@ -76,9 +76,7 @@ TEST(ElementTree, ElementsMadeWithNewFindTheirPlace)
     EXPECT_EQ(Written(tree), L"<a><b>x</b></a>");
     EXPECT_TRUE(tree.GetRoot()->GetParent() == nullptr && tree.GetRoot()->GetIndex() == 0);
     for (const wchar_t* const wszName : {L"next", L"last"})
-    {
         tree.AddNodeToTree(nullptr, new CVariablesSubTree(&tree, nullptr, wszName));
-    }
     EXPECT_EQ(Written(tree), L"<last/>");
 }
 
@@ -163,9 +161,7 @@ TEST(ElementTree, AttributesAreSetSortedAndReplaced)
     ASSERT_TRUE(tree.FromXML(L"<r b='1' d='2'/>"));
     CVariablesSubTree* const pRoot = tree.GetRoot();
     for (const wchar_t* const wszName : {L"c", L"a", L"b", L"\xE9", L"e", L""})
-    {
         pRoot->SetAttribute(wszName, L"new");
-    }
     pRoot->SetAttribute(std::wstring(1, static_cast<wchar_t>(0x80000000)), L"last"); // unsigned
     pRoot->SetAttribute(L"b", std::wstring(100, L'x'));
     pRoot->SetAttribute(L"b", pRoot->GetAttributes().Find(L"b")->m_value.View().substr(97));

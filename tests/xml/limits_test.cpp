@@ -21,9 +21,7 @@ std::wstring Repeated(const std::wstring& wsPiece, int iTimes)
     std::wstring wsAll;
     wsAll.reserve(wsPiece.size() * static_cast<std::size_t>(iTimes));
     for (int i = 0; i < iTimes; ++i)
-    {
         wsAll += wsPiece;
-    }
     return wsAll;
 }
 
@@ -80,9 +78,7 @@ TEST(XmlLimits, EveryInputTakesLinearTime)
     std::wstring wsDescending = L"<a";
     constexpr int kNames = 200000;
     for (int i = kNames; i > 0; --i)
-    {
         wsDescending += L" n" + std::to_wstring(1000000 + i) + L"=''";
-    }
     EXPECT_TRUE(exml.LoadFromText((wsDescending + L"/>").c_str()).IsValid());
     CEasyXML other;
     EXPECT_TRUE(other.AddRoot(L"r", nullptr).SetAttributesFromText(wsDescending.substr(2)));
@@ -122,9 +118,7 @@ TEST(XmlLimits, DocumentsAreSmallAndChangingThemDoesNotGrowThem)
 {
     const auto HeapInUse = [] { return mallinfo2().uordblks + mallinfo2().hblkhd; };
     if (kSanitized)
-    {
         GTEST_SKIP() << "the sanitizer's allocator keeps no such counts";
-    }
     CEasyXML exml;
     CEasyXMLNode root = exml.LoadFromText(L"<r a='1'>text</r>");
     std::size_t uBefore = 0;

@@ -126,9 +126,7 @@ TEST(XmlParser, ReadsADocumentOrKeepsTheOldOne)
         ExpectRead(row.wsXML, row.wsWritten, row.bHeader);
     }
     for (const auto& row : kRefused)
-    {
         ExpectRead(row.wsXML, L"<old/>", row.bHeader, row.eReason, row.uOffset);
-    }
 }
 
 TEST(XmlParser, TellsPeopleTheLineAndColumnOfAnError)
@@ -201,9 +199,7 @@ TEST(XmlParser, Utf8ReadsAsItsConversionReads)
             {
                 const std::string strPieces = strFirst + strSecond + strThird + "</a>";
                 for (const char* const szAround : {"<a>", "<a y='", "<a", "<?x"})
-                {
                     iParsed += Parses(szAround + strPieces) ? 1 : 0;
-                }
             }
         }
     }

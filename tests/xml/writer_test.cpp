@@ -56,13 +56,9 @@ void AppendRandom(std::mt19937& random, CVariablesTree& tree, int iElements)
         pElement = tree.AppendNode(RandomName(), nullptr, pElement);
         pElement->SetText(RandomText(true));
         for (std::size_t j = random() % 3; j > 0; --j)
-        {
             pElement->SetAttribute(RandomName(), RandomText(false));
-        }
         for (std::size_t j = random() % 3; j > 0 && pElement->GetParent() != nullptr; --j)
-        {
             pElement = pElement->GetParent();
-        }
     }
 }
 
