@@ -1,4 +1,3 @@
-#include <algorithm>
 #include <csignal>
 #include <cstdint>
 #include <cstdio>
@@ -54,35 +53,23 @@ void CallAddress(std::uintptr_t uAddress)
 } // namespace
 
 // Whose names the backtrace must have.
-extern "C"
+struct SNamed
 {
-    [[gnu::noinline]] void JumpAway()
-    {
-        CallAddress(kBadAddress);
-    }
-    [[gnu::noinline]] void CallNothing()
-    {
-        CallAddress(0);
-    }
-    [[gnu::noinline]] void CallAndGetLost()
+    [[gnu::noinline]] static void JumpAway() { CallAddress(kBadAddress); }
+    [[gnu::noinline]] static void CallNothing() { CallAddress(0); }
+    [[gnu::noinline]] static void CallAndGetLost()
     {
         LoseReturnAddress();
         g_iZero = 0;
     }
-    [[gnu::noinline]] void CallTheLost()
+    [[gnu::noinline]] static void CallTheLost()
     {
         CallAndGetLost(); // not through a pointer, which would not tell its name
         g_iZero = 0;
     }
-    [[gnu::noinline]] void ThrowOut()
-    {
-        throw g_iZero;
-    }
-    [[gnu::noinline]] void GiveUp()
-    {
-        FatalProgramError("Wrong");
-    }
-}
+    [[gnu::noinline]] static void ThrowOut() { throw g_iZero; }
+    [[gnu::noinline]] static void GiveUp() { FatalProgramError("Wrong"); }
+};
 
 namespace
 {
@@ -103,12 +90,6 @@ void CorruptHeap()
     std::free(pBlock);
     std::free(pBlock);
     std::free(pNext);
-}
-
-void ReadBeyondFile()
-{
-    g_iZero = *static_cast<volatile char*>(
-        ::mmap(nullptr, 1, PROT_READ, MAP_SHARED, ::fileno(std::tmpfile()), 0));
 }
 
 void HoldMapAndGiveUp()
@@ -221,18 +202,24 @@ const std::map<std::string, Action> kCrashes = {
     {"null", [] { *reinterpret_cast<volatile int*>(static_cast<long>(g_iZero)) = 1; }},
     {"divide", [] { g_iZero = 1000 / g_iZero; }},
     {"illegal", [] { __builtin_trap(); }},
-    {"file", ReadBeyondFile},
+    {"file",
+     []
+     {
+         g_iZero = *static_cast<volatile char*>(
+             ::mmap(nullptr, 1, PROT_READ, MAP_SHARED, ::fileno(std::tmpfile()), 0));
+     }},
     {"overflow", [] { g_iZero = Overflow(0); }},
     {"heap", CorruptHeap},
-    {"jump", JumpAway},
-    {"null-call", CallNothing},
-    {"lost", CallTheLost},
-    {"throw", []() noexcept { ThrowOut(); }},
-    {"error", GiveUp},
+    {"jump", SNamed::JumpAway},
+    {"null-call", SNamed::CallNothing},
+    {"lost", SNamed::CallTheLost},
+    {"throw", []() noexcept { SNamed::ThrowOut(); }},
+    {"error", SNamed::GiveUp},
     {"state", [] { FatalProgramState("Odd"); }},
     {"long", [] { FatalProgramError(std::string(40'000, 'x').c_str()); }},
     {"map", HoldMapAndGiveUp},
     {"fork-child", CrashInForkedChild},
+    {"report", [] { ReportException(std::string("Own").data(), 3), ::_exit(0); }},
 };
 const std::map<std::string, Action> kOptions = {
     {"short", [] { mu::SetCrashTimeLimit(4'000); }},

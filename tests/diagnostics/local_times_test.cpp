@@ -2,9 +2,6 @@
 
 #include "tests/support/testing.h"
 
-namespace
-{
-
 TEST(LocalTimes, AreTheCLibrarysAroundEveryHour)
 {
     for (const char* const szZone :
@@ -26,5 +23,3 @@ TEST(LocalTimes, AreTheCLibrarysAroundEveryHour)
     }
     ::unsetenv("TZ");
 }
-
-} // namespace
