@@ -41,17 +41,12 @@ TEST(Binary, IntegersInEitherOrder)
 
 TEST(Binary, FloatsWithTheFractionAtTheLowEnd)
 {
-    const std::pair<float, std::uint32_t> kCases[] = {{1.0F, 0x3F800000},
-                                                      {-1.75F, 0xBF800003},
-                                                      {100.0F, 0x42800009},
-                                                      {0.1F, 0x3DCCCCCD},
-                                                      {-0.0F, 0},
-                                                      {NAN, 0},
-                                                      {-INFINITY, 0xFF800000},
-                                                      {0x1.8p-126F, 0x00800001},
-                                                      {0x1p-127F, 0},
-                                                      {0x3p-149F, 0xF5800001},
-                                                      {-0x1.FFFFFEp127F, 0xFF7FFFFF}};
+    const std::pair<float, std::uint32_t> kCases[] = {
+        {1.0F, 0x3F800000}, {-1.75F, 0xBF800003},    {0x1.8p-126F, 0x00800001},
+        {-0.0F, 0},         {100.0F, 0x42800009},    {0x3p-149F, 0xF5800001},
+        {NAN, 0},           {0.1F, 0x3DCCCCCD},      {-0x1.FFFFFEp127F, 0xFF7FFFFF},
+        {0x1p-127F, 0},     {-INFINITY, 0xFF800000},
+    };
     for (const auto& [fValue, uWord] : kCases)
         EXPECT_EQ(Written(mu::FloatToFourBytesLE, fValue), Written(mu::IntToFourBytesLE, uWord));
     const auto Unpack = [](std::uint32_t uWord)

@@ -2,9 +2,6 @@
 
 #include "tests/support/testing.h"
 
-namespace
-{
-
 TEST(ByteBlock, EveryFormFollowsThePlainRule)
 {
     std::mt19937 random(1);
@@ -24,5 +21,3 @@ TEST(ByteBlock, EveryFormFollowsThePlainRule)
             ASSERT_EQ(BrokenByteBlockLaw(aBytes, aUnits, ch, ch == '<' ? 0x21 : '\t'), nullptr);
     }
 }
-
-} // namespace

@@ -11,7 +11,7 @@ using mu::STimeComponents;
 using Days = std::chrono::sys_days;
 using std::chrono::year;
 
-constexpr long long kSecondsPerDay = 86400;
+constexpr long long kDay = 86400;
 
 int Int(auto number)
 {
@@ -35,8 +35,8 @@ TEST(Calendar, AgreesWithTheLibraryOnEveryDay)
         const int iMonth = Int(date.month());
         const auto lastOfMonth = (date.year() / date.month() / std::chrono::last).day();
         const long long llDays = day.time_since_epoch().count();
-        const int iSecond = static_cast<int>(llDays * 7919 % kSecondsPerDay);
-        const long long llSeconds = llDays * kSecondsPerDay + iSecond;
+        const int iSecond = static_cast<int>(llDays * 7919 % kDay);
+        const long long llSeconds = llDays * kDay + iSecond;
         STimeComponents time;
         time.FromStandardTimeValue(llSeconds);
         ASSERT_EQ(time, (STimeComponents{iYear, iMonth, Int(date.day()), iSecond / 3600,
@@ -45,7 +45,7 @@ TEST(Calendar, AgreesWithTheLibraryOnEveryDay)
         STimeComponents sameDay = {iYear, iMonth, Int(date.day()), 1, 2, 3};
         ASSERT_TRUE(!sameDay.SetFromNumDaySeconds(-1) && !sameDay.SetFromNumDaySeconds(86400));
         ASSERT_TRUE(sameDay.SetFromNumDaySeconds(iSecond) && sameDay == time) << Text(sameDay);
-        ASSERT_EQ(time.GetStandardTimeValue(), llSeconds - (iYear == 2100 ? kSecondsPerDay : 0));
+        ASSERT_EQ(time.GetStandardTimeValue(), llSeconds - (iYear == 2100 ? kDay : 0));
         ASSERT_EQ(mu::CalcDayOfWeek(time), Int(std::chrono::weekday(day).c_encoding()) + 1);
         ASSERT_EQ(mu::GetNumDaysInMonth(iMonth, iYear), Int(lastOfMonth));
 
@@ -61,21 +61,17 @@ TEST(Calendar, SecondsOfDatesFarOffAndBack)
     using TCase = std::pair<STimeComponents, long long>;
     // A day early from 1601 to 1900 and in most later years that end in 00.
     const TCase kSeconds[] = {
-        {{2200, 1, 1, 0, 0, 0}, 7258118400 - kSecondsPerDay},
-        {{1901, 1, 1, 0, 0, 0}, -2177452800},
-        {{1900, 12, 31, 0, 0, 0}, -2177539200 - kSecondsPerDay},
-        {{1601, 1, 1, 0, 0, 0}, -11644473600 - kSecondsPerDay},
-        {{1600, 12, 31, 0, 0, 0}, -11644560000},
-        {{1970, 1, 32, 24, 0, 0}, 32 * kSecondsPerDay},
-        {{INT_MAX, 12, 31, 0, 0, 0}, 67767976233446400},
-        {{INT_MIN, 1, 1, 0, 0, 0}, -67768100567971200},
+        {{2200, 1, 1}, 7258118400 - kDay},   {{1900, 12, 31}, -2177539200 - kDay},
+        {{1901, 1, 1}, -2177452800},         {{1970, 1, 32, 24, 0, 0}, 32 * kDay},
+        {{1601, 1, 1}, -11644473600 - kDay}, {{INT_MAX, 12, 31}, 67767976233446400},
+        {{1600, 12, 31}, -11644560000},      {{INT_MIN, 1, 1}, -67768100567971200},
     };
     for (const auto& [time, llSeconds] : kSeconds)
         EXPECT_EQ(time.GetStandardTimeValue(), llSeconds) << Text(time);
     const TCase kDates[] = {
-        {{2100, 13, 1, 0, 0, 0}, 4133980800}, // month 13
-        {{1970, 1, -1459, 0, 0, 0}, -1460 * kSecondsPerDay},
-        {{1966, 1, 1, 0, -1, -1}, -1461 * kSecondsPerDay - 61},
+        {{2100, 13, 1}, 4133980800}, // month 13
+        {{1970, 1, -1459}, -1460 * kDay},
+        {{1966, 1, 1, 0, -1, -1}, -1461 * kDay - 61},
         // The years are 292271025015 and -292271021074 without their upper halves.
         {{213248887, 4, 25, 15, 30, 7}, LLONG_MAX},
         {{-213244946, 1, -478, -15, -30, -8}, LLONG_MIN},
@@ -105,7 +101,7 @@ TEST(Calendar, FormOfATime)
 {
     const std::tuple<STimeComponents, const char*, const char*> kCases[] = {
         {{12345, 678, 100, 99, 101, 60}, "2345/78/00 99:01:60", "12345/678/100 99:101:60"},
-        {{-1, -2, -34, 0, 0, 0}, "000//0./-, 00:00:00", "-001/-2/-34 00:00:00"},
+        {{-1, -2, -34}, "000//0./-, 00:00:00", "-001/-2/-34 00:00:00"},
         {{INT_MIN, INT_MIN, INT_MIN, INT_MIN, INT_MIN, INT_MIN},
          "-*,(/,(/,( ,(:,(:,(",
          "-2147483648/-2147483648/-2147483648 -2147483648:-2147483648:-2147483648"},
@@ -185,22 +181,22 @@ TEST(Calendar, AmountsInEveryLocale)
 {
     const std::tuple<unsigned long long, const char*, const char*> kCases[] = {
         {1023, "1023 bytes", "8.0 Kbps"},
-        {1076, "1.1 KB", "8.4 Kbps"},
-        {131072, "128.0 KB", "1.00 Mb/s"},
         {134217728, "128.00 MB", "1.000 Gb/s"},
+        {1076, "1.1 KB", "8.4 Kbps"},
         {1073741823, "1024.00 MB", "8.000 Gb/s"},
+        {131072, "128.0 KB", "1.00 Mb/s"},
         {ULLONG_MAX, "17179869184.000 GB", "137438953472.000 Gb/s"},
     };
     const CCommaLocale comma;
     ASSERT_TRUE(comma.IsActive());
     for (const auto& [ullBytes, szCount, szBitrate] : kCases)
     {
-        std::string strCount;
-        std::wstring wsBitrate;
-        mu::GetByteCountString(ullBytes, strCount);
-        mu::GetBitrateString(ullBytes, wsBitrate);
-        EXPECT_EQ(strCount, szCount);
-        EXPECT_EQ(mu::WideStringToNarrow(wsBitrate), szBitrate);
+        std::string strCount, strBitrate;
+        std::wstring wsCount, wsBitrate;
+        mu::GetByteCountString(ullBytes, strCount), mu::GetByteCountString(ullBytes, wsCount);
+        mu::GetBitrateString(ullBytes, strBitrate), mu::GetBitrateString(ullBytes, wsBitrate);
+        EXPECT_EQ(strCount + " " + strBitrate, szCount + std::string(" ") + szBitrate);
+        EXPECT_EQ(mu::WideStringToNarrow(wsCount + L" " + wsBitrate), strCount + " " + strBitrate);
     }
 }
 

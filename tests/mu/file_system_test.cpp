@@ -7,9 +7,6 @@
 #include "tests/support/temporary_folder.h"
 #include "tests/support/testing.h"
 
-namespace
-{
-
 TEST(FileSystem, SortsNamesByCodePointOrByTime)
 {
     const CTemporaryFolder folder;
@@ -29,6 +26,17 @@ TEST(FileSystem, SortsNamesByCodePointOrByTime)
     }
     mu::SortFileNamesByFileTime(vNames, folder.WidePath());
     EXPECT_EQ(vNames, (std::vector<std::wstring>{L"gone", L"B", L"\u00E4", L"a"}));
+}
+
+TEST(FileSystem, CopiesByPathAndTellsTheFixedFolders)
+{
+    const CTemporaryFolder folder;
+    WriteFile(folder.Path("a"), "text");
+    EXPECT_TRUE(mu::CopyFileByPath(folder.WidePath(L"a").c_str(), folder.WidePath(L"b").c_str()));
+    EXPECT_EQ(ReadFile(folder.Path("b")), "text");
+    std::wstring wsProgram = L"old", wsTemporary;
+    mu::GetExecutableDirectory(wsProgram), mu::GetTemporaryFilesDirectory(wsTemporary);
+    EXPECT_EQ(wsProgram + wsTemporary, L"/usr/tmp/");
 }
 
 TEST(FileSystem, ReadsADisksSerialNumber)
@@ -56,5 +64,3 @@ TEST(FileSystem, ReadsADisksSerialNumber)
     mu::SetMainStorageSerialNumber("WD 1");
     EXPECT_EQ(mu::GetSavedMainStorageSerialNumber(), "WD 1");
 }
-
-} // namespace

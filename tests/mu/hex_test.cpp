@@ -3,9 +3,6 @@
 #include "tests/mu/wide.h"
 #include "tests/support/testing.h"
 
-namespace
-{
-
 using namespace std::string_literals;
 
 TEST(Hex, ReadsDigitsInThirtyTwoBits)
@@ -106,5 +103,3 @@ TEST(Hex, DumpsWholeLines)
     EXPECT_EQ(strOut.substr(static_cast<std::size_t>(iDone) - 64, 64),
               "[1000]   7E" + std::string(50, ' ') + ".\r\n");
 }
-
-} // namespace

@@ -19,7 +19,7 @@ constexpr CMemBlockPtr::StaticBlock kStatic;
 
 TEST(MemoryBlock, GrowsTwofoldOrAsFarAsNeeded)
 {
-    CMemBlockPtr block;
+    CMemBlockPtr block(0U);
     std::string strAll;
     for (const auto& [iCount, uSize] :
          {std::pair(5, 32U), {27, 32U}, {1, 64U}, {96, 129U}, {129, 258U}, {0, 258U}})
@@ -29,6 +29,7 @@ TEST(MemoryBlock, GrowsTwofoldOrAsFarAsNeeded)
         strAll += strMore;
         EXPECT_EQ(block.GetSize(), uSize);
     }
+    EXPECT_TRUE(block.Flush() && CMemBlockPtr(5U).GetSize() == 5);
     EXPECT_EQ(State(block), strAll + "@258");
 }
 
@@ -102,7 +103,7 @@ TEST(MemoryBlock, TakesItsOwnBytes)
 
 TEST(MemoryBlock, WithoutMemoryNothingIsLost)
 {
-    if constexpr (!CFailingHeap::kAvailable)
+    if (!CFailingHeap::kAvailable)
         GTEST_SKIP();
     CMemBlockPtr block("0123456789", 10);
     ASSERT_TRUE(block.SetPosition(8));

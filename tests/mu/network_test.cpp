@@ -3,9 +3,6 @@
 #include "mu/ip_prefix.h"
 #include "mu/network_interfaces.h"
 
-namespace
-{
-
 TEST(IpPrefix, MasksThereAndBack)
 {
     for (const bool bIPv6 : {false, true})
@@ -38,5 +35,3 @@ TEST(NetworkInterfaces, TheLoopbackIsFoundByNameAndAddress)
     EXPECT_FALSE(mu::FindNetworkInterfaceByName("lo?", byName) ||
                  mu::FindNetworkInterfaceByAddress("nowhere", byName));
 }
-
-} // namespace

@@ -3,9 +3,6 @@
 #include "tests/support/comma_locale.h"
 #include "tests/support/testing.h"
 
-namespace
-{
-
 TEST(Numbers, IntegersReadAsOnTheDevice)
 {
     const std::tuple<std::wstring, int, unsigned int, long long> kCases[] = {
@@ -66,5 +63,3 @@ TEST(Numbers, DoublesInEveryLocale)
     for (const auto& [wszText, dValue] : kWritten)
         EXPECT_EQ(mu::DoubleToString(dValue), wszText);
 }
-
-} // namespace

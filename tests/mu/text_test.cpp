@@ -6,9 +6,6 @@
 #include "tests/mu/wide.h"
 #include "tests/support/testing.h"
 
-namespace
-{
-
 using namespace std::string_literals;
 
 TEST(Text, ComparisonGivesThePlaceOfTheDifference)
@@ -40,11 +37,17 @@ TEST(Text, CasesAreThoseOfAscii)
         EXPECT_EQ(out, lower);
         mu::StringToUpperCase(out.data(), 2, out); // out of itself
         EXPECT_EQ(out, upper.substr(0, 2));
+        mu::StringToLowerCase(upper.data(), 5, out);
+        EXPECT_EQ(out, lower.substr(0, 5));
         mu::StringToUpperCase(text.data(), -1, out);
         EXPECT_TRUE(out.empty());
     };
     expect(strText, "@AZAZ[`{\xE9\0Z"s, "@azaz[`{\xE9\0z"s);
     expect(Wide(strText), Wide("@AZAZ[`{\xE9\0Z"s), Wide("@azaz[`{\xE9\0z"s));
+    char szText[] = "@azA\0z";
+    EXPECT_EQ(mu::StringToUpperCase(szText), 4);
+    EXPECT_STREQ(szText, "@AZA");
+    EXPECT_EQ(szText[5], 'z');
 }
 
 TEST(Text, ClassesAreThoseOfAscii)
@@ -70,15 +73,13 @@ TEST(Text, ClassesAreThoseOfAscii)
 TEST(Text, LineBreaksBecomeOneNewLineEach)
 {
     const std::tuple<std::string, std::string, std::string> kCases[] = {
-        {"a\r\nb\nc\r", "|", "a|b|c|"}, {"\n\r\n\r\r\n\n", "|", "|||||"},
-        {"\n", "<br>", "<br>"},         {"a\r\nb", "", "ab"},
-        {"a\r\nb", "\r\n", "a\r\nb"},   {"a\0\nb"s, "|", "a\0|b"s},
+        {"\n", "<br>", "<br>"}, {"a\r\nb", "\r\n", "a\r\nb"}, {"a\r\nb\nc\r", "|", "a|b|c|"},
+        {"a\r\nb", "", "ab"},   {"a\0\nb"s, "|", "a\0|b"s},   {"\n\r\n\r\r\n\n", "|", "|||||"},
     };
     for (const auto& [strIn, strNewLine, strOut] : kCases)
     {
         SCOPED_TRACE(testing::PrintToString(strIn));
-        const int iIn = static_cast<int>(strIn.size());
-        const int iOut = static_cast<int>(strOut.size());
+        const int iOut = Length(strOut);
         for (int iCapacity = -1; iCapacity <= iOut + 2; ++iCapacity)
         {
             const int iWritten = std::min(std::max(iCapacity, 0), iOut);
@@ -86,8 +87,8 @@ TEST(Text, LineBreaksBecomeOneNewLineEach)
             strExpected.append(iCapacity > iWritten ? 1 : 0, '\0');
             strExpected.resize(strOut.size() + 4, 'Z');
             std::string strBuffer(strExpected.size(), 'Z');
-            EXPECT_EQ(mu::ReplaceNewLines(strIn.data(), strBuffer.data(), strNewLine.c_str(), iIn,
-                                          iCapacity),
+            EXPECT_EQ(mu::ReplaceNewLines(strIn.data(), strBuffer.data(), strNewLine.c_str(),
+                                          Length(strIn), iCapacity),
                       iWritten);
             EXPECT_EQ(strBuffer, strExpected) << "in " << iCapacity;
         }
@@ -101,15 +102,43 @@ TEST(Text, LineBreaksBecomeOneNewLineEach)
     }
 }
 
+TEST(Text, IsReversedAndGetsAndLosesAFolderSeparator)
+{
+    wchar_t wszText[5] = L"abc";
+    for (const int iLength : {3, -1, 1, 2})
+        mu::wcsnrev(wszText, iLength);
+    EXPECT_STREQ(wszText, L"bca");
+    const wchar_t* const kCases[][3] = {
+        // added, removed
+        {L"", L"", L""},        {L"a", L"a/", L"a"}, {L"a/", L"a/", L"a"},
+        {L"a\\", L"a\\", L"a"}, {L"/", L"/", L""},   {L"//", L"//", L"/"},
+    };
+    for (const auto& [wszPath, wszAdded, wszRemoved] : kCases)
+    {
+        std::wstring wsAdded = wszPath, wsRemoved = wszPath;
+        mu::AddFolderSeparator(wsAdded), mu::RemoveLastFolderSeparator(wsRemoved);
+        EXPECT_EQ(wsAdded + L"," + wsRemoved, wszAdded + std::wstring(L",") + wszRemoved);
+        mu::AddFolderSeparator(std::wcscpy(wszText, wszPath));
+        EXPECT_STREQ(wszText, wszAdded);
+        mu::RemoveLastFolderSeparator(std::wcscpy(wszText, wszPath));
+        EXPECT_STREQ(wszText, wszRemoved);
+    }
+}
+
 TEST(Search, FirstCharacterInOrOutOfASet)
 {
-    const wchar_t* const wszText = L"ab\0c";
-    EXPECT_EQ(mu::FindFirstOfChars(wszText, 4, L"c\0", 2), wszText + 2);
-    EXPECT_EQ(mu::FindFirstOfChars(wszText, 2, L"c\0", 2), nullptr);
-    EXPECT_EQ(mu::FindFirstOfChars(wszText, -1, L"a", 1), nullptr);
-    EXPECT_EQ(mu::FindFirstOfChars(wszText, 4, L"a", -1), nullptr);
-    EXPECT_EQ(mu::FindFirstNotOfChars(wszText, 4, L"ab", 1), wszText + 1);
-    EXPECT_EQ(mu::FindFirstNotOfChars(wszText, 2, L"ab", 2), nullptr);
+    const auto expect = [](const auto* pText, const auto* pSet)
+    {
+        EXPECT_EQ(mu::FindFirstOfChars(pText, 4, pSet, 2), pText + 2);
+        EXPECT_EQ(mu::FindFirstOfChars(pText, 2, pSet, 2), nullptr);
+        EXPECT_EQ(mu::FindFirstOfChars(pText, -1, pText, 1), nullptr);
+        EXPECT_EQ(mu::FindFirstOfChars(pText, 4, pText, -1), nullptr);
+        EXPECT_EQ(mu::FindFirstNotOfChars(pText, 4, pText, 1), pText + 1);
+        EXPECT_EQ(mu::FindFirstNotOfChars(pText, 2, pText, 2), nullptr);
+    };
+    expect("ab\0c", "c\0");
+    expect(L"ab\0c", L"c\0");
+    const wchar_t* const wszText = L"ab";
     EXPECT_EQ(mu::FindNextOf(wszText, L"", false), nullptr);
     EXPECT_EQ(mu::FindNextOf(wszText, L"ab", true), nullptr);
 }
@@ -136,10 +165,9 @@ TEST(Search, PlacesOfACharacterAndPrefixes)
 TEST(Search, TokensInABuffer)
 {
     const std::tuple<std::string, int, std::string, int, std::vector<int>> kCases[] = {
-        {"aaaaa", 5, "aa", 2, {0, 2}},    {"xa\0b"s, 4, "a\0b"s, 3, {1}},
-        {"aaaaaa", 6, "a", 1, {0, 1, 2}}, {"abc", 3, "abc", 3, {0}},
-        {"abc", 3, "abcd", 4, {}},        {"abc", 2, "c", 1, {}},
-        {"abc", -1, "a", 1, {}},          {"abc", 3, "a", -1, {}},
+        {"abc", 2, "c", 1, {}},  {"aaaaa", 5, "aa", 2, {0, 2}}, {"xa\0b"s, 4, "a\0b"s, 3, {1}},
+        {"abc", -1, "a", 1, {}}, {"abc", 3, "abc", 3, {0}},     {"aaaaaa", 6, "a", 1, {0, 1, 2}},
+        {"abc", 3, "a", -1, {}}, {"abc", 3, "abcd", 4, {}},
     };
     for (const auto& [strBuffer, iLength, strToken, iTokenLength, positions] : kCases)
     {
@@ -174,5 +202,3 @@ TEST(Words, SplitAndSearched)
     for (const wchar_t* const wszMissing : {L"\"du  B\"", L"temp 39", L"tempê", L"°C2"})
         EXPECT_FALSE(mu::IsSearchMatch(wsText, wszMissing)) << wszMissing;
 }
-
-} // namespace

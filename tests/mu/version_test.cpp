@@ -2,9 +2,6 @@
 
 #include "tests/support/testing.h"
 
-namespace
-{
-
 TEST(Version, InOrderOfPrecedence)
 {
     const std::string strOrder[] = {"0.9.9",        "1.0.0-2",       "1.0.0-12345678901234567890",
@@ -33,5 +30,3 @@ TEST(Version, InOrderOfPrecedence)
                                       "1-", "1-a..b", "1-a.", "1+", "1-ä", "1+a+b"})
         EXPECT_FALSE(mu::ParseVersion(szWrong, first)) << szWrong;
 }
-
-} // namespace

@@ -1,5 +1,6 @@
 #include "mu/web.h"
 
+#include "tests/mu/wide.h"
 #include "tests/support/testing.h"
 #include "xml/easy_xml.h"
 
@@ -16,8 +17,8 @@ public:
     const char* GetRequestHeader(const char* /*szName*/) override { return nullptr; }
     int Write(const void* pData, int iLength) override
     {
-        m_strWritten.append(static_cast<const char*>(pData), static_cast<std::size_t>(iLength));
-        m_strWritten += '|';
+        m_strWritten.append(static_cast<const char*>(pData), static_cast<std::size_t>(iLength)) +=
+            '|';
         return m_iTaken-- > 0 ? 256 : 0; // any number but 0 is success
     }
 
@@ -63,11 +64,6 @@ TEST(Web, RepliesToTheByte)
     const std::string strCut = "HTTP/1.1 404 " + strStatus + "\r\nCo|";
     EXPECT_EQ(connection.m_strWritten, strCut + "a\0b|"s + strCut);
     EXPECT_FALSE(mu::WriteSoapReply("x", &connection));
-}
-
-int Length(const std::string& strText)
-{
-    return static_cast<int>(strText.size());
 }
 
 // What reads text, each as an edit of it.

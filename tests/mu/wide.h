@@ -3,6 +3,11 @@
 
 #include <string>
 
+int Length(const auto& text)
+{
+    return static_cast<int>(text.size());
+}
+
 /// The same text, one unit a byte.
 inline std::wstring Wide(const std::string& strText)
 {

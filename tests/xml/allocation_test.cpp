@@ -5,9 +5,6 @@
 #include "tests/support/testing.h"
 #include "xml/easy_xml.h"
 
-namespace
-{
-
 using CExml = CEasyXML&;
 
 TEST(XmlAllocation, FailuresLeaveAWholeDocument)
@@ -82,5 +79,3 @@ TEST(XmlAllocation, FailuresLeaveAWholeDocument)
         }
     }
 }
-
-} // namespace

@@ -1,16 +1,10 @@
 #include "xml/element_tree.h"
 
 #include "tests/support/testing.h"
+#include "tests/xml/written.h"
 
 namespace
 {
-
-std::wstring Written(const CVariablesTree& tree)
-{
-    std::wstring wsXML = L"(none)";
-    tree.ToXML(wsXML);
-    return wsXML;
-}
 
 CVariablesSubTree* Child(const CVariablesSubTree* pParent, int iPosition)
 {
@@ -97,8 +91,7 @@ TEST(ElementTree, ANewRootMayWrapWhatIsInTheTree)
 
 TEST(ElementTree, ElementsOfNoOrAnotherDocumentAreTakenOver)
 {
-    CVariablesTree tree;
-    CVariablesTree other;
+    CVariablesTree tree, other;
     tree.AppendNode(L"r", nullptr, nullptr);
     for (CVariablesTree* const pTree : {static_cast<CVariablesTree*>(nullptr), &other})
     {
@@ -190,8 +183,7 @@ TEST(ElementTree, MergingTakesOverWhatTheOtherSays)
     for (const auto& [szRule, wszInto, wszFrom, wszMerged] : aCases)
     {
         SCOPED_TRACE(szRule);
-        CVariablesTree into;
-        CVariablesTree from;
+        CVariablesTree into, from;
         ASSERT_TRUE(into.FromXML(wszInto) && from.FromXML(wszFrom));
         const std::wstring wsFrom = Written(from);
         into.GetRoot()->MergeWith(*from.GetRoot());

@@ -2,9 +2,6 @@
 
 #include "tests/support/testing.h"
 
-namespace
-{
-
 using namespace std::string_literals;
 
 TEST(XmlEntities, NarrowAndWideTextDecodeByOneSetOfRules)
@@ -51,5 +48,3 @@ TEST(XmlEntities, EscapesSixCharactersAndDecodesThemAgain)
     SEscapeXMLText rule;
     EXPECT_FALSE(HasSpecialCharsToReplace(L"plain \x3C00", rule));
 }
-
-} // namespace

@@ -1,10 +1,8 @@
-
-
-#include "mu/unicode.h"
 #include "tests/support/files.h"
 #include "tests/support/line_logger.h"
 #include "tests/support/temporary_folder.h"
 #include "tests/support/testing.h"
+#include "tests/xml/written.h"
 #include "xml/easy_xml.h"
 
 namespace
@@ -62,37 +60,22 @@ const struct
     std::uint32_t uOffset;
     bool bHeader = false; // whether a declaration was seen
 } kRefused[] = {
-    {L"<?xml ", UnclosedTag, 0},
-    {L"<?xml version=1.0?><a/>", BadAttribute, 14},
+    {L"< a/>", NoName, 1},          {L"<a></a >", WrongClosing, 5},
+    {L"<>x</>", NoName, 1},         {L"<ab></a>", WrongClosing, 6},
+    {L" \n", NoElement, 2},         {L"<a></ab>", WrongClosing, 5},
+    {L"<a/ >", BadTagEnd, 3},       {L" junk<a/>", TextOutside, 1},
+    {L"<a/", UnclosedTag, 0},       {L"<a x '1'/>", BadAttribute, 5},
+    {L"<a><", UnclosedTag, 3},      {L"</a><a/>", NothingToClose, 2},
+    {L"<a ?>", UnclosedTag, 0},     {L"<?xml ?", BadTagEnd, 6, true},
+    {L"<?xml ", UnclosedTag, 0},    {L" <a x='1\"/>", UnclosedTag, 1},
+    {L"<a x/>", UnclosedTag, 0},    {L"<x:a></y:a>", WrongClosing, 7},
+    {L"<a></a", UnclosedTag, 3},    {L"<a></a></a>", NothingToClose, 9},
+    {L"<a></b>", WrongClosing, 5},  {L"<!-- c --><a/>", BadAttribute, 7},
+    {L"<a/> <b/>", SecondRoot, 5},  {L"<?xml?><a/>", BadTagEnd, 6, true},
+    {L"<a/>junk", TextOutside, 4},  {L"<?xml ? ><a/>", BadTagEnd, 6, true},
+    {L"<a> <b>text", Unclosed, 4},  {L"<?xml version=1.0?><a/>", BadAttribute, 14},
+    {L"<a><b></b> ", Unclosed, 0},  {L"<?xml version='1.0' /><a/>", BadTagEnd, 20, true},
     {L"<a x=1/>", BadAttribute, 5},
-    {L"<a x/>", UnclosedTag, 0},
-    {L"<a x '1'/>", BadAttribute, 5},
-    {L" <a x='1\"/>", UnclosedTag, 1},
-    {L"<a></a >", WrongClosing, 5},
-    {L"<!-- c --><a/>", BadAttribute, 7},
-    {L"<>x</>", NoName, 1},
-    {L"< a/>", NoName, 1},
-    {L"<a/ >", BadTagEnd, 3},
-    {L"<a/", UnclosedTag, 0},
-    {L"<a><", UnclosedTag, 3},
-    {L"<a ?>", UnclosedTag, 0},
-    {L"<a></a", UnclosedTag, 3},
-    {L"<a></b>", WrongClosing, 5},
-    {L"<ab></a>", WrongClosing, 6},
-    {L"<a></ab>", WrongClosing, 5},
-    {L"<x:a></y:a>", WrongClosing, 7},
-    {L"<a></a></a>", NothingToClose, 9},
-    {L"</a><a/>", NothingToClose, 2},
-    {L"<a/> <b/>", SecondRoot, 5},
-    {L"<a/>junk", TextOutside, 4},
-    {L" junk<a/>", TextOutside, 1},
-    {L"<a> <b>text", Unclosed, 4},
-    {L"<a><b></b> ", Unclosed, 0},
-    {L" \n", NoElement, 2},
-    {L"<?xml version='1.0' /><a/>", BadTagEnd, 20, true},
-    {L"<?xml?><a/>", BadTagEnd, 6, true},
-    {L"<?xml ? ><a/>", BadTagEnd, 6, true},
-    {L"<?xml ?", BadTagEnd, 6, true},
 };
 
 void ExpectRead(const std::wstring& wsXML, const std::wstring& wsWritten, bool bHeader,
@@ -111,10 +94,7 @@ void ExpectRead(const std::wstring& wsXML, const std::wstring& wsWritten, bool b
         EXPECT_EQ(tree.GetParseError().m_uOffset, uOffset);
         EXPECT_EQ(tree.IsXMLHeaderTagEnabled(), bHeader);
         tree.EnableXMLHeaderTag(false);
-        std::wstring wsOut;
-        ASSERT_TRUE(tree.ToXML(wsOut));
-        EXPECT_EQ(wsOut, wsWritten);
-        EXPECT_EQ(tree.ToXMLLength(), static_cast<int>(wsOut.size()));
+        EXPECT_EQ(Written(tree), wsWritten);
     }
 }
 
@@ -154,55 +134,29 @@ bool Parses(const std::string& strXML)
     std::wstring wsXML;
     mu::ConvertString(bytes.data(), iLength, wsXML);
 
-    CVariablesTree narrow;
-    CVariablesTree wide;
+    CVariablesTree narrow, wide;
     const bool bParsed = wide.FromXML(wsXML.c_str());
     EXPECT_EQ(narrow.FromUTF8(bytes.data(), iLength), bParsed) << strXML;
     EXPECT_EQ(narrow.IsXMLHeaderTagEnabled(), wide.IsXMLHeaderTagEnabled());
-    std::wstring wsNarrow;
-    std::wstring wsWide;
-    EXPECT_EQ(narrow.ToXML(wsNarrow), wide.ToXML(wsWide));
-    EXPECT_TRUE(wsNarrow == wsWide) << strXML;
+    EXPECT_TRUE(Written(narrow) == Written(wide)) << strXML;
     return bParsed;
 }
 
 // Bytes that the lenient conversion makes markup of must be markup, wherever they stand.
 TEST(XmlParser, Utf8ReadsAsItsConversionReads)
 {
-    const std::string aPieces[] = {"<a>",
-                                   "</a>",
-                                   "<b x='1'/>",
-                                   "<a ",
-                                   "'>",
-                                   "&#6",
-                                   ";",
-                                   " ",
-                                   "\xC3\xA9",
-                                   "\xC0\xBC",
-                                   "\xE0\x80\xBC",
-                                   "\xF0\x80\x80\xBC",
-                                   "\x80\x80",
-                                   "\xF8\x80\x81\xA1",
-                                   "\xC0\xBB",
-                                   "\xF4\x8F\xBF\xBF",
-                                   "\xF7\xBF\xBF\xBF",
-                                   "\xC3",
-                                   "\xFF",
-                                   "\0"s,
-                                   "A text of more bytes than fit into a block "};
+    const std::string strLong(46, 'x'); // than a block
+    const std::string aPieces[] = {
+        ";",    " ",    "'>",    "<a>",      "\xC3\xA9", "\xE0\x80\xBC",     "\xF0\x80\x80\xBC",
+        "<a ",  "&#6",  "</a>",  "\0"s,      "\xC0\xBC", "<b x='1'/>",       "\xF8\x80\x81\xA1",
+        "\xC3", "\xFF", strLong, "\xC0\xBB", "\x80\x80", "\xF4\x8F\xBF\xBF", "\xF7\xBF\xBF\xBF",
+    };
     int iParsed = 0;
     for (const std::string& strFirst : aPieces)
-    {
         for (const std::string& strSecond : aPieces)
-        {
             for (const std::string& strThird : aPieces)
-            {
-                const std::string strPieces = strFirst + strSecond + strThird + "</a>";
-                for (const char* const szAround : {"<a>", "<a y='", "<a", "<?x"})
-                    iParsed += Parses(szAround + strPieces) ? 1 : 0;
-            }
-        }
-    }
+                for (const std::string strAround : {"<a>", "<a y='", "<a", "<?x"})
+                    iParsed += Parses(strAround + strFirst + strSecond + strThird + "</a>") ? 1 : 0;
     EXPECT_GT(iParsed, 1000);
 }
 
@@ -226,22 +180,19 @@ TEST(XmlParser, EveryPrefixIsRefusedAndEveryChangedByteEndsWell)
 TEST(XmlParser, AFileIsReadInItsEncodingAndFailuresAreLogged)
 {
     CTemporaryFolder folder;
-    const auto Write = [&folder](const wchar_t* wszName, const std::string& strBytes)
-    {
-        const std::wstring wsPath = folder.WidePath(wszName);
-        WriteFile(mu::WideStringToNarrow(wsPath), strBytes);
-        return wsPath;
-    };
+    WriteFile(folder.Path("utf8"), "\xEF\xBB\xBF<a>\xC3\xA9\0b</a>"s);
+    WriteFile(folder.Path("utf16"), "\xFE\xFF\0<\0b\0/\0>"s);
+    WriteFile(folder.Path("bad"), "<c>\xC3\xA9");
     CLineLogger logger;
     CVariablesTree tree;
-    ASSERT_TRUE(tree.FromFile(Write(L"utf8", "\xEF\xBB\xBF<a>\xC3\xA9\0b</a>"s).c_str()));
+    ASSERT_TRUE(tree.FromFile(folder.WidePath(L"utf8").c_str()));
     EXPECT_EQ(tree.GetRoot()->GetText(), L"\xE9 b");
-    ASSERT_TRUE(tree.FromFile(Write(L"utf16", "\xFE\xFF\0<\0b\0/\0>"s).c_str()));
+    ASSERT_TRUE(tree.FromFile(folder.WidePath(L"utf16").c_str()));
     EXPECT_EQ(tree.GetRoot()->GetName(), L"b");
     EXPECT_TRUE(logger.TakeLines().empty());
 
     EXPECT_FALSE(tree.FromFile(folder.WidePath(L"missing\xE9").c_str()));
-    EXPECT_FALSE(tree.FromFile(Write(L"bad", "<c>\xC3\xA9").c_str()));
+    EXPECT_FALSE(tree.FromFile(folder.WidePath(L"bad").c_str()));
     EXPECT_FALSE(tree.FromFile(folder.WidePath(L"bad").c_str(), true));
     EXPECT_EQ(tree.GetRoot()->GetName(), L"b");
     const auto vecLines = logger.TakeLines(); // the file object tells of the missing file first
