@@ -1,12 +1,9 @@
 // The console as a process; the test is its operator and its recorder.
 
 #include <sys/ioctl.h>
-#include <sys/stat.h>
 
-#include "console/pipe_protocol.h"
-#include "tests/console/messages.h"
+#include "tests/console/recorder.h"
 #include "tests/support/child_process.h"
-#include "tests/support/pipes.h"
 #include "tests/support/testing.h"
 
 namespace
@@ -35,32 +32,9 @@ struct SStep
     std::string strSent = "";
 };
 
-class Console : public testing::Test
+class Console : public CRecorderTest
 {
 protected:
-    Console()
-    {
-        RemovePipes();
-        ::mkfifo(g_aszPipePaths[0], 0600);
-        ::mkfifo(g_aszPipePaths[1], 0600);
-    }
-    ~Console() override
-    {
-        CloseRecorder();
-        RemovePipes();
-    }
-
-    void CloseRecorder()
-    {
-        ::close(std::exchange(m_iRequests, -1));
-        ::close(std::exchange(m_iMessages, -1));
-    }
-    void OpenRequests()
-    {
-        m_iRequests = ::open(g_aszPipePaths[0], O_RDONLY | O_NONBLOCK | O_CLOEXEC);
-    }
-    void OpenMessages() { m_iMessages = ::open(g_aszPipePaths[1], O_WRONLY | O_CLOEXEC); }
-
     void Start(const std::function<void()>& beforeExec = {})
     {
         m_pConsole =
@@ -69,8 +43,8 @@ protected:
     void StartSession(const std::function<void()>& beforeExec = {})
     {
         Start(beforeExec);
-        OpenRequests();
-        OpenMessages();
+        OpenRequests(O_RDONLY | O_NONBLOCK);
+        OpenMessages(O_WRONLY);
         ASSERT_EQ(ReadFrom(m_iRequests, 12), "G\0\0\0\0\0\0\0\0\0\0\0"s);
     }
     void ExpectOutput(const std::string& strExpected)
@@ -82,8 +56,7 @@ protected:
     void Send(const std::string& strMessage)
     {
         ::fcntl(m_iMessages, F_SETPIPE_SZ, static_cast<int>(strMessage.size()));
-        ASSERT_EQ(::write(m_iMessages, strMessage.data(), strMessage.size()),
-                  static_cast<ssize_t>(strMessage.size()));
+        ASSERT_TRUE(Write(strMessage));
         int iLeft = 1;
         for (int i = 0; i < 30000 && iLeft != 0; ++i)
         {
@@ -122,8 +95,6 @@ protected:
     }
 
     std::unique_ptr<CChildProcess> m_pConsole;
-    int m_iRequests = -1;
-    int m_iMessages = -1;
 };
 
 TEST_F(Console, ObeysCommands)
@@ -158,12 +129,6 @@ TEST_F(Console, ObeysCommands)
 
 TEST_F(Console, ListsDiagnostics)
 {
-    const auto document = [](const std::string& strTypes)
-    {
-        return Message('H', 7,
-                       "<p><zor:CaptureDeviceConfig><zor:DiagnosticTypes>" + strTypes +
-                           "</zor:DiagnosticTypes></zor:CaptureDeviceConfig></p>");
-    };
     std::string strHundred;
     std::string strHundredListed;
     for (int i = 1; i <= 100; ++i)
@@ -185,13 +150,13 @@ TEST_F(Console, ListsDiagnostics)
                  "<p><zor:CaptureDeviceConfig/><zor:CaptureDeviceConfig><zor:DiagnosticTypes/>"
                  "</zor:CaptureDeviceConfig></p>"),
          strList, kLoaded + "No diagnostic information found.\r\n"},
-        {"nothing in the list", document("<zor:Other>x</zor:Other>"), strList,
+        {"nothing in the list", Parameters("<zor:Other>x</zor:Other>"), strList,
          kLoaded + "Diagnostic information list is empty.\r\n"},
-        {"more than 99", document(strHundred), strList, kLoaded + strHundredListed},
+        {"more than 99", Parameters(strHundred), strList, kLoaded + strHundredListed},
         {"names of any script, and none",
-         document("<zor:DiagnosticType>Temp\u00E9rature</zor:DiagnosticType><x>no</x>"
-                  "<zor:DiagnosticType/><zor:DiagnosticType>&#x96FB;\u6E90 &lt;\U0001F50B&gt; %s"
-                  "</zor:DiagnosticType>"),
+         Parameters("<zor:DiagnosticType>Temp\u00E9rature</zor:DiagnosticType><x>no</x>"
+                    "<zor:DiagnosticType/><zor:DiagnosticType>&#x96FB;\u6E90 &lt;\U0001F50B&gt; %s"
+                    "</zor:DiagnosticType>"),
          strList, kLoaded + strNames},
         {"a broken one leaves the last", Message('H', 0, "<q>\xFF"), strList, kInvalid + strNames},
     });
@@ -235,20 +200,20 @@ TEST_F(Console, ShowsEachStepAtOnceWhileSomebodyReadsAndTellsWhichPipeIsMissing)
 {
     Start();
     ExpectOutput(kOpeningOutput);
-    OpenRequests();
+    OpenRequests(O_RDONLY | O_NONBLOCK);
     ExpectOutput(kOpeningInput);
-    OpenMessages();
+    OpenMessages(O_WRONLY);
     ExpectOutput(kRequesting);
     Send(kGood.substr(0, 12)); // the payload does not come
     ExpectOutput(kReading);
     m_pConsole->CloseOutput();
     Send("good");
     EXPECT_EQ(m_pConsole->Wait(), 0) << "prints to nobody";
-    CloseRecorder();
+    ClosePipes();
     Start();
     m_pConsole->CloseOutput();
     EXPECT_EQ(m_pConsole->Wait(), 0) << "waits for the recorder for nobody";
-    OpenRequests();
+    OpenRequests(O_RDONLY | O_NONBLOCK);
 
     const std::string strMissing = ": 2 (No such file or directory)\r\n";
     ::unlink(g_aszPipePaths[1]);
@@ -281,7 +246,7 @@ TEST_F(Console, GoesOnAfterTheEndOfItsInputAndAStopUntilNobodyReads)
 TEST_F(Console, GoesOnAfterTheRecorderLeft)
 {
     StartSession();
-    CloseRecorder();
+    ClosePipes();
     std::this_thread::sleep_for(1s);
     m_pConsole->Type("diag 1\nlog\nhelp\nexit\n"); // requests to nobody
     const std::string strOutput = m_pConsole->ReadOutput();
@@ -316,7 +281,7 @@ TEST_F(Console, BearsClosedStandardDescriptorsAndAFullDisk)
             ExpectOutput(kStarted + kReadingGood);
         m_pConsole.reset();
         EXPECT_EQ(ReadFrom(m_iRequests), ""); // no output strayed into the pipe
-        CloseRecorder();
+        ClosePipes();
     }
 }
 
@@ -343,7 +308,7 @@ TEST_F(Console, BearsInheritedDescriptorsBeyondTheRangeOfSelect)
         Send(kGood);
         ExpectOutput(kStarted + kReadingGood);
         ExpectEnd("exit\n");
-        CloseRecorder();
+        ClosePipes();
     }
 }
 

@@ -1,13 +1,9 @@
 // zor-diag as a process; the test, or the simulator, is its recorder.
 
-#include <sys/stat.h>
-
 #include <gmock/gmock.h>
 
-#include "console/pipe_protocol.h"
-#include "tests/console/messages.h"
+#include "tests/console/recorder.h"
 #include "tests/support/child_process.h"
-#include "tests/support/pipes.h"
 #include "tests/support/testing.h"
 
 namespace
@@ -19,13 +15,6 @@ using testing::HasSubstr;
 using Words = std::vector<std::string>;
 
 const std::string kGood = Message('e', 0, "good\r\n");
-
-std::string Parameters(const std::string& strTypes)
-{
-    return Message('H', 0,
-                   "<p><zor:CaptureDeviceConfig><zor:DiagnosticTypes>" + strTypes +
-                       "</zor:DiagnosticTypes></zor:CaptureDeviceConfig></p>");
-}
 
 const std::string kNames = Parameters(
     "<zor:DiagnosticType>Power</zor:DiagnosticType><zor:DiagnosticType>Disk</zor:DiagnosticType>"
@@ -54,38 +43,15 @@ Words Split(const std::string& strWords)
     return {std::istream_iterator<std::string>(stream), {}};
 }
 
-class ZorDiag : public testing::Test
+class ZorDiag : public CRecorderTest
 {
 protected:
-    ZorDiag() { MakePipes(); }
-    ~ZorDiag() override
-    {
-        Close();
-        RemovePipes();
-    }
-
-    static void MakePipes()
-    {
-        RemovePipes();
-        ::mkfifo(g_aszPipePaths[0], 0600);
-        ::mkfifo(g_aszPipePaths[1], 0600);
-    }
     // Also for writing, so that it has no end while no client is there.
-    void Listen() { m_iRequests = ::open(g_aszPipePaths[0], O_RDWR | O_CLOEXEC); }
-    void Close()
-    {
-        ::close(std::exchange(m_iRequests, -1));
-        ::close(std::exchange(m_iMessages, -1));
-    }
-    bool Write(const std::string& strBytes) const
-    {
-        return ::write(m_iMessages, strBytes.data(), strBytes.size()) ==
-               static_cast<ssize_t>(strBytes.size());
-    }
+    void Listen() { OpenRequests(O_RDWR); }
     void Play(const char* szRequests, const Words& vecReplies, std::size_t uPiece = 0)
     {
         if (m_iMessages < 0)
-            m_iMessages = ::open(g_aszPipePaths[1], O_WRONLY | O_CLOEXEC);
+            OpenMessages(O_WRONLY);
         for (const std::string& strReply : vecReplies)
         {
             const char chType = *szRequests++;
@@ -115,9 +81,6 @@ protected:
         CChildProcess diag(ZOR_DIAG, Split(szArguments), beforeExec);
         ExpectEnd(diag, iExit, "", strError);
     }
-
-    int m_iRequests = -1;
-    int m_iMessages = -1;
 };
 
 TEST_F(ZorDiag, AsksAndTellsByItsExitCode)
@@ -176,7 +139,7 @@ TEST_F(ZorDiag, AsksAndTellsByItsExitCode)
         const auto tpStart = std::chrono::steady_clock::now();
         CChildProcess diag(ZOR_DIAG, Split(row.szArguments));
         Play(row.szRequests, row.vecReplies, row.uPiece);
-        Close();
+        ClosePipes();
         std::string strOutput = diag.ReadOutput();
         if (strOutput.starts_with("{\"time\":\""))
         {
@@ -243,7 +206,8 @@ TEST_F(ZorDiag, RefusesBadUsage)
         {"log --timeout 1.5.0", "--timeout cannot be '1.5.0'"},
         {"log --wait -1", "--wait cannot be '-1'"},
         {"log --wait 1000000.001", "--wait cannot be"},
-        {"log --wait 99999999999999999999", "--wait cannot be"}};
+        {"log --wait 99999999999999999999", "--wait cannot be"},
+    };
     for (const auto& [szArguments, szComplaint] : aCases)
         Expect(szArguments, 2, szComplaint);
     EXPECT_EQ(CChildProcess(ZOR_DIAG, {"show", ""}).Wait(), 2);
@@ -260,7 +224,7 @@ TEST_F(ZorDiag, WaitsForARecorderAndForItsTurn)
     std::this_thread::sleep_for(100ms);
     MakePipes();
     Listen();
-    m_iMessages = ::open(g_aszPipePaths[1], O_RDWR | O_CLOEXEC); // it is not closed in between
+    OpenMessages(O_RDWR); // it is not closed in between
     ASSERT_EQ(ReadFrom(m_iRequests, 12), Message('C', 0, ""));
 
     Expect("log --timeout .1", 4, "another zor-diag is being answered\n");
@@ -311,16 +275,11 @@ TEST_F(ZorDiag, TellsThatItsOutputWasNotWritten)
 
 TEST_F(ZorDiag, BearsEachFaultOfTheSimulator)
 {
+    // With the exit codes of the three questions.
     const std::pair<const char*, const char*> aFaults[] = {
-        // the exit codes of the three questions
-        {"short-header", "440"},
-        {"truncated-payload", "440"},
-        {"unknown-type", "440"},
-        {"huge-length", "550"},
-        {"malformed-document", "505"},
-        {"nuls", "000"},
-        {"silence", "440"},
-        {"close", "440"},
+        {"nuls", "000"},    {"short-header", "440"}, {"truncated-payload", "440"},
+        {"silence", "440"}, {"unknown-type", "440"}, {"malformed-document", "505"},
+        {"close", "440"},   {"huge-length", "550"},
     };
     for (const auto& [szFault, szExits] : aFaults)
     {
