@@ -2,45 +2,33 @@
 
 #include "tests/support/testing.h"
 
-namespace
-{
-
 using namespace std::string_literals;
-
-struct SReadCase
-{
-    const char* szRule;
-    std::span<const SEnumerationEntry> m_table;
-    std::wstring m_wsText;
-    int m_iValue; // -1: none
-};
 
 constexpr SEnumerationEntry kTable[] = {{5, nullptr}, {7, L"Low"}, {8, L"Lower"}, {9, L"Low"}};
 
 TEST(Enumerations, ATextIsReadAsTheFirstRowThatIsEqual)
 {
-    const SReadCase aCases[] = {
-        {"case counts", g_NetworkAddressConfigMethodEnumeration, L"dhcp", -1},
-        {"an alias", g_VideoFrameRoationOptions, L"True", 1},
-        {"not the end row", g_ZORApplicationTypesEnumeration, L"", -1},
-        {"the last of the first", kTable, L"Low", 7},
-        {"beyond a row", kTable, L"Lower", 8},
-        {"a part of a row", kTable, L"Lo", -1},
-        {"a NUL is a character", kTable, L"Low\0"s, -1},
-        {"and what follows it", kTable, L"Low\0er"s, -1},
-        {"no white space", kTable, L" Low", -1},
-        {"no table", {}, L"Low", -1},
-    };
-    for (const SReadCase& row : aCases)
+    // The value read: -1 if there is none.
+    const std::tuple<const char*, std::span<const SEnumerationEntry>, std::wstring, int> aCases[] =
+        {
+            {"case counts", g_NetworkAddressConfigMethodEnumeration, L"dhcp", -1},
+            {"an alias", g_VideoFrameRoationOptions, L"True", 1},
+            {"not the end row", g_ZORApplicationTypesEnumeration, L"", -1},
+            {"the last of the first", kTable, L"Low", 7},
+            {"beyond a row", kTable, L"Lower", 8},
+            {"a part of a row", kTable, L"Lo", -1},
+            {"a NUL is a character", kTable, L"Low\0"s, -1},
+            {"and what follows it", kTable, L"Low\0er"s, -1},
+            {"no white space", kTable, L" Low", -1},
+            {"no table", {}, L"Low", -1},
+        };
+    for (const auto& [szRule, table, wsText, iExpected] : aCases)
     {
-        SCOPED_TRACE(row.szRule);
         int iValue = 42;
-        EXPECT_EQ(mu::GetEnumerationValue(row.m_table, row.m_wsText, iValue), row.m_iValue >= 0);
-        EXPECT_EQ(iValue, row.m_iValue >= 0 ? row.m_iValue : 42);
+        EXPECT_EQ(mu::GetEnumerationValue(table, wsText, iValue), iExpected >= 0) << szRule;
+        EXPECT_EQ(iValue, iExpected >= 0 ? iExpected : 42) << szRule;
     }
     EXPECT_EQ(mu::GetEnumerationText(g_VideoFrameRoationOptions, 1), L"Yes"s);
     EXPECT_EQ(mu::GetEnumerationText(kTable, 5), nullptr);
     EXPECT_EQ(mu::GetEnumerationText(kTable, 6), nullptr);
 }
-
-} // namespace

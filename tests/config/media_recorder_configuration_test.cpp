@@ -1,5 +1,7 @@
 #include "config/media_recorder_configuration.h"
 
+#include <regex>
+
 #include "tests/support/failing_heap.h"
 #include "tests/support/temporary_folder.h"
 #include "tests/support/testing.h"
@@ -9,31 +11,21 @@ namespace
 {
 
 /// The document in full: "(Name text)" is a child element.
-std::wstring Document(std::wstring wsXML)
+std::wstring Document(const std::wstring& wsXML)
 {
-    for (std::size_t u = 0; (u = wsXML.find(L'(', u)) != std::wstring::npos;)
-    {
-        const std::size_t uBlank = wsXML.find(L' ', u);
-        const std::wstring wsName = wsXML.substr(u + 1, uBlank - u - 1);
-        wsXML[uBlank] = L'>';
-        wsXML.replace(wsXML.find(L')', u), 1, L"</zor:" + wsName + L">");
-        wsXML.replace(u, 1, L"<zor:");
-    }
-    return wsXML;
+    return std::regex_replace(wsXML, std::wregex(L"\\((\\w+) ([^)]*)\\)"), L"<zor:$1>$2</zor:$1>");
 }
 
 /// The record as a document. The declaration that stands at each element is left out.
 std::wstring Written(CMediaRecorderConfiguration config)
 {
-    const std::wstring wsDeclaration = L" xmlns:zor=\"http://zor.example/documents\"";
     CEasyXML exml;
     CEasyXMLNode root = exml.AddRoot(L"r", nullptr);
     config.ToXML(root);
     std::wstring wsXML;
     exml.GetXML(wsXML);
-    for (std::size_t u = 0; (u = wsXML.find(wsDeclaration, u)) != std::wstring::npos;)
-        wsXML.erase(u, wsDeclaration.size());
-    return wsXML;
+    return std::regex_replace(wsXML, std::wregex(L" xmlns:zor=\"http://zor.example/documents\""),
+                              L"");
 }
 
 bool Read(const std::wstring& wsShort, CMediaRecorderConfiguration& config)
@@ -99,17 +91,10 @@ TEST(MediaRecorderConfiguration, IsWrittenAndReadBackWhole)
     EXPECT_EQ(config.GetExtraBinaryData(nullptr), 0);
 }
 
-struct SReadCase
-{
-    const char* szRule;
-    const wchar_t* wszContent; // of a record's element
-    const wchar_t* wszOld;     // what changes in the default
-    const wchar_t* wszNew;
-};
-
 TEST(MediaRecorderConfiguration, AFieldThatHasNoMeaningKeepsItsValue)
 {
-    const SReadCase aCases[] = {
+    // What a record's element holds, and what it changes in the default.
+    const std::tuple<const char*, std::wstring, const wchar_t*, std::wstring> aCases[] = {
         {"unknown text", L"(AudioFileFormat raw)", L"", L""},
         {"other prefix", L"<o:BufferSize xmlns:o='http://zor.example/documents'>5</o:BufferSize>",
          L"", L""},
@@ -126,101 +111,84 @@ TEST(MediaRecorderConfiguration, AFieldThatHasNoMeaningKeepsItsValue)
         {"one of two attributes", L"<zor:Downloads zor:SeparateDeviceFolders='T'/>",
          L"\"\" zor:SeparateDeviceFolders=\"False\"", L"\"\" zor:SeparateDeviceFolders=\"True\""},
     };
-    for (const SReadCase& row : aCases)
+    for (const auto& [szRule, wsContent, wszOld, wsNew] : aCases)
     {
-        SCOPED_TRACE(row.szRule);
+        SCOPED_TRACE(szRule);
         CMediaRecorderConfiguration config;
-        EXPECT_FALSE(Read(L"<r><c>" + std::wstring(row.wszContent) + L"</c></r>", config));
+        EXPECT_FALSE(Read(L"<r><c>" + wsContent + L"</c></r>", config));
         std::wstring wsExpected = kDefault;
-        const std::size_t uOld = wsExpected.find(row.wszOld);
-        ASSERT_NE(uOld, std::wstring::npos);
-        wsExpected.replace(uOld, std::wstring(row.wszOld).size(), row.wszNew);
+        wsExpected.replace(wsExpected.find(wszOld), std::wcslen(wszOld), wsNew);
         EXPECT_EQ(Written(config), Document(wsExpected));
     }
 }
 
-struct SDirectoryCase
-{
-    const char* szRule;
-    CMediaRecorderConfiguration m_config;
-    EFileTransferCategory m_eCategory;
-    int iDevice;
-    const wchar_t* wszRelative;
-    const wchar_t* wszFull; // null: none
-};
-
 TEST(MediaRecorderConfiguration, NamesADirectoryForEachDay)
 {
     using enum EFileTransferCategory;
-    const auto Config =
-        [](const wchar_t* wszRoot, const wchar_t* wszDownloads, bool bRecordings, bool bDownloads)
+    // Both roots and whether they have a folder for each device; the category and the device; the
+    // device's folder, and the root (null: none).
+    const std::tuple<const wchar_t*, const wchar_t*, bool, bool, EFileTransferCategory, int,
+                     std::wstring, const wchar_t*>
+        aCases[] = {
+            {L"/r", L"", false, true, Recording, 2, L"", L"/r/"},
+            {L"/r/", L"/d", true, false, Recording, 1, L"Device 1/", L"/r/"},
+            {L"/r", L"/d", true, true, Downloads, 0, L"", L"/d/"},
+            {L"", L"/d\\", false, true, Downloads, INT_MAX, L"Device 2147483647/", L"/d\\"},
+            {L"/r", L"/d", true, true, SoftwareUpdate, 1, L"", L"/r/"},
+            {L"", L"/d", false, false, Recording, 1, L"", nullptr},
+        };
+    CMediaRecorderConfiguration config;
+    for (const auto& [wszRoot, wszDownloads, bRecordings, bDownloads, eCategory, iDevice, wsFolder,
+                      wszFull] : aCases)
     {
-        CMediaRecorderConfiguration config;
+        SCOPED_TRACE(testing::Message() << wszRoot << " " << wszDownloads << " " << iDevice);
         config.m_wsRootDirectory = wszRoot;
         config.m_wsDownloadsRootDirectory = wszDownloads;
         config.m_bSeparateRecordingsDeviceFolders = bRecordings;
         config.m_bSeparateDownloadsDeviceFolders = bDownloads;
-        return config;
-    };
-    const SDirectoryCase aCases[] = {
-        {"no folders", Config(L"/r", L"", false, true), Recording, 2, L"2026/11 November/05",
-         L"/r/2026/11 November/05"},
-        {"device", Config(L"/r/", L"/d", true, false), Recording, 1,
-         L"Device 1/2026/11 November/05", L"/r/Device 1/2026/11 November/05"},
-        {"no device", Config(L"/r", L"/d", true, true), Downloads, 0, L"2026/11 November/05",
-         L"/d/2026/11 November/05"},
-        {"downloads", Config(L"", L"/d\\", false, true), Downloads, 2147483647,
-         L"Device 2147483647/2026/11 November/05", L"/d\\Device 2147483647/2026/11 November/05"},
-        {"other", Config(L"/r", L"/d", true, true), SoftwareUpdate, 1, L"2026/11 November/05",
-         L"/r/2026/11 November/05"},
-        {"no root", Config(L"", L"/d", false, false), Recording, 1, nullptr, nullptr},
-    };
-    for (const SDirectoryCase& row : aCases)
-    {
-        SCOPED_TRACE(row.szRule);
-        std::wstring wsRelative = L"old";
-        std::wstring wsFull = L"old";
-        EXPECT_EQ(row.m_config.GetDirectoryForTime(row.m_eCategory, {2026, 11, 5, 0, 0, 0},
-                                                   row.iDevice, wsRelative, wsFull),
-                  row.wszFull != nullptr);
-        if (row.wszFull != nullptr)
+        std::wstring wsRelative, wsFull;
+        EXPECT_EQ(config.GetDirectoryForTime(eCategory, {2026, 11, 5}, iDevice, wsRelative, wsFull),
+                  wszFull != nullptr);
+        if (wszFull != nullptr)
         {
-            EXPECT_EQ(wsRelative, row.wszRelative);
-            EXPECT_EQ(wsFull, row.wszFull);
+            EXPECT_EQ(wsRelative, wsFolder + L"2026/11 November/05");
+            EXPECT_EQ(wsFull, wszFull + wsRelative);
         }
     }
-    EXPECT_TRUE(Config(L"/r", L"/R", false, false).HasSeparateDownloadsDirectory());
-    EXPECT_FALSE(Config(L"/r", L"/r", false, false).HasSeparateDownloadsDirectory());
-    EXPECT_FALSE(Config(L"/r", L"", false, false).HasSeparateDownloadsDirectory());
+    config.m_wsRootDirectory = L"/r";
+    for (const auto& [wszDownloads, bSeparate] :
+         {std::pair(L"/R", true), {L"/r", false}, {L"", false}})
+    {
+        config.m_wsDownloadsRootDirectory = wszDownloads;
+        EXPECT_EQ(config.HasSeparateDownloadsDirectory(), bSeparate) << wszDownloads;
+    }
 }
 
 TEST(MediaRecorderConfiguration, MakesTheDirectoryOfADay)
 {
     const CTemporaryFolder folder;
     CMediaRecorderConfiguration config;
-    std::wstring wsRelative;
-    std::wstring wsFull;
+    std::wstring wsRelative, wsFull;
     const auto Create = [&](const mu::STimeComponents& time)
     {
         return config.CreateDirectoryForNewFile(EFileTransferCategory::Recording, time, 1,
                                                 wsRelative, wsFull);
     };
-    EXPECT_FALSE(Create({2026, 9, 30, 0, 0, 0}));
+    EXPECT_FALSE(Create({2026, 9, 30}));
     config.m_wsRootDirectory = folder.WidePath(L"new");
-    EXPECT_TRUE(Create({2026, 9, 30, 0, 0, 0}));
+    EXPECT_TRUE(Create({2026, 9, 30}));
     EXPECT_TRUE(std::filesystem::is_directory(folder.Path("new/2026/09 September/30")));
 
-    const int iLeast = -2147483647 - 1;
-    EXPECT_TRUE(Create({iLeast, iLeast, iLeast, 0, 0, 0}));
+    EXPECT_TRUE(Create({INT_MIN, INT_MIN, INT_MIN}));
     EXPECT_EQ(wsRelative, L"-2147483648/-2147483648 Undefi"); // 30 characters
     config.m_wsRootDirectory = L"/dev/null/no directory";
-    EXPECT_FALSE(Create({2026, 9, 30, 0, 0, 0}));
+    EXPECT_FALSE(Create({2026, 9, 30}));
 
     for (int iAllowed = 0; CFailingHeap::kAvailable && iAllowed < 2; ++iAllowed)
     {
         wsRelative = wsFull = std::wstring();
         const CFailingHeap heap(iAllowed);
-        EXPECT_FALSE(Create({2026, 9, 30, 0, 0, 0}));
+        EXPECT_FALSE(Create({2026, 9, 30}));
     }
 }
 

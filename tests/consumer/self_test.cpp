@@ -1,5 +1,3 @@
-#include "self_test.h"
-
 #include <cstdio>
 #include <ctime>
 #include <string_view>
@@ -52,7 +50,8 @@ bool TracesInThisThread()
 
 } // namespace
 
-bool TestLibrary()
+/// Whether the library works here; complains on standard error.
+extern "C" bool TestLibrary()
 {
     bool bAll = Expect(ReadsDocuments(), "a document is read");
     bAll &= Expect(TracesInThisThread(), "the first thread is traced");

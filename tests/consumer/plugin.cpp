@@ -1,8 +1,0 @@
-#include "self_test.h"
-
-extern "C" bool RunPlugin();
-
-bool RunPlugin()
-{
-    return TestLibrary();
-}
