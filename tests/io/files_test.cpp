@@ -8,8 +8,6 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <gmock/gmock.h>
-
 #include "mu/file_system.h"
 #include "mu/memory_block.h"
 #include "tests/support/failing_calls.h"
@@ -19,6 +17,7 @@
 #include "tests/support/line_logger.h"
 #include "tests/support/temporary_folder.h"
 #include "tests/support/testing.h"
+#include "threading/clock_calls.h"
 
 static int g_iReadableEntries = -1; // no limit
 
@@ -27,13 +26,9 @@ extern "C" dirent* readdir(DIR* pDirectory)
 {
     static const auto pReal = reinterpret_cast<dirent* (*)(DIR*)>(
         ::dlsym(RTLD_NEXT, sizeof(void*) == 4 ? "readdir64" : "readdir"));
-    if (g_iReadableEntries == 0)
-    {
-        errno = EIO;
-        return nullptr;
-    }
-    --g_iReadableEntries;
-    return pReal(pDirectory);
+    const bool bReadable = g_iReadableEntries-- != 0;
+    errno = bReadable ? errno : EIO;
+    return bReadable ? pReal(pDirectory) : nullptr;
 }
 
 namespace
@@ -106,56 +101,61 @@ TEST(Files, TellErrnoAndFunctionAndARepeatedErrorOfOneFileOnce)
     text.Open(folder.Path("f").c_str(), CFileAccess::FM_READ, true);
     char aBuffer[8] = {};
     const char* const szRead = "FA::Rd iBufferLength:2;";
+    const char* const szReading = "Error reading from file";
     const char* const szWrite = "FA::Wrt iMessageLength:2;";
+    const char* const szWriting = "Error writing to file";
     unsigned long long ll = 0;
 
-    const struct
+    // The file, how often two failures are told, what fails, the errno, the chain and the message.
+    const std::tuple<CFileAccess&, std::size_t, std::function<bool()>, int, std::string,
+                     std::string>
+        aCases[] = {
+            {none, 1, [&] { return none.Open(no, CFileAccess::FM_READ, true); }, ENOENT,
+             "FA::Op wszFileName:7;", "Error opening file " + strNo},
+            {none, 1, [&] { return none.Read(aBuffer, 8) >= 0; }, EBADF, szRead, szReading},
+            {text, 1, [&] { return text.Read(aBuffer, -1) >= 0; }, EINVAL, szRead, szReading},
+            {text, 1, [&] { return text.WriteBlock(0, UINT_MAX, "x"); }, EINVAL, szWrite,
+             szWriting},
+            {full, 1, [&] { return full.WriteBlock(0, 4, "text"); }, ENOSPC, szWrite, szWriting},
+            {pipe, 1, [&] { return pipe.Flush(); }, EINVAL, "FA::Fl;", "Error flushing file"},
+            {pipe, 1, [&] { return pipe.SetPosition(kFiveGiB); }, ESPIPE, "FA::SetPos;",
+             "Error setting file position to 5368709120"},
+            {none, 2, [&] { return mu::GetFileSizeByPath(no) != 0; }, ENOENT,
+             "PD::FS pszFileName:5;PD::GFSBP wszFilePath:7;",
+             "Failed to acquire file size of file " + strNo},
+            {none, 2, [&] { return mu::GetDiskSpaceAvailable(no, ll, ll); }, ENOENT,
+             "PD::GDSA pwszDirectory:7;", "Failed to acquire disk space available size"},
+            {none, 2, [&] { return mu::RenameFilePath(no, L"\u00E9"); }, ENOENT,
+             "PD::RFP wszOriginalName:7 wszNewName:7;",
+             "Failed to rename file \"" + strNo + "\" to \"\u00E9\""},
+            {none, 2, [&] { return mu::DeleteFilePath(no); }, ENOENT, "PD::DFP pwszFileName:7;",
+             "Failed to delete file \"" + strNo + "\""},
+            {none, 2, [&] { return mu::DeleteDirectory(no); }, ENOENT, "PD::DD pwszDir:7;",
+             "Failed to remove directory " + strNo},
+        };
+    for (std::size_t i = 0; i < 2 * std::size(aCases); ++i)
     {
-        CFileAccess& file;
-        std::size_t uTold; // of two failures
-        std::function<bool()> succeeds;
-        int iError;
-        const char* szChain;
-        std::string strText;
-    } kCases[] = {
-        {none, 1, [&] { return none.Open(no, CFileAccess::FM_READ, true); }, ENOENT,
-         "FA::Op wszFileName:7;", "Error opening file " + strNo},
-        {none, 1, [&] { return none.Read(aBuffer, 8) >= 0; }, EBADF, szRead,
-         "Error reading from file"},
-        {text, 1, [&] { return text.Read(aBuffer, -1) >= 0; }, EINVAL, szRead,
-         "Error reading from file"},
-        {text, 1, [&] { return text.WriteBlock(0, UINT_MAX, "x"); }, EINVAL, szWrite,
-         "Error writing to file"},
-        {full, 1, [&] { return full.WriteBlock(0, 4, "text"); }, ENOSPC, szWrite,
-         "Error writing to file"},
-        {pipe, 1, [&] { return pipe.Flush(); }, EINVAL, "FA::Fl;", "Error flushing file"},
-        {pipe, 1, [&] { return pipe.SetPosition(kFiveGiB); }, ESPIPE, "FA::SetPos;",
-         "Error setting file position to 5368709120"},
-        {none, 2, [&] { return mu::GetFileSizeByPath(no) != 0; }, ENOENT,
-         "PD::FS pszFileName:5;PD::GFSBP wszFilePath:7;",
-         "Failed to acquire file size of file " + strNo},
-        {none, 2, [&] { return mu::GetDiskSpaceAvailable(no, ll, ll); }, ENOENT,
-         "PD::GDSA pwszDirectory:7;", "Failed to acquire disk space available size"},
-        {none, 2, [&] { return mu::RenameFilePath(no, L"\u00E9"); }, ENOENT,
-         "PD::RFP wszOriginalName:7 wszNewName:7;",
-         "Failed to rename file \"" + strNo + "\" to \"\u00E9\""},
-        {none, 2, [&] { return mu::DeleteFilePath(no); }, ENOENT, "PD::DFP pwszFileName:7;",
-         "Failed to delete file \"" + strNo + "\""},
-        {none, 2, [&] { return mu::DeleteDirectory(no); }, ENOENT, "PD::DD pwszDir:7;",
-         "Failed to remove directory " + strNo},
-    };
-    for (int iRound = 0; iRound < 2; ++iRound)
-    {
-        for (const auto& row : kCases)
-        {
-            row.file.IsValid() ? void(row.file.Read(aBuffer, 0)) : row.file.Close(); // succeeds
-            CLineLogger logger(IBaseLogger::Error);
-            logger.m_onMessage = [&] { EXPECT_EQ(FunctionChain(), row.szChain); };
-            EXPECT_FALSE(row.succeeds() || row.succeeds());
-            const std::string strLine = "3 " + row.strText + ": " + ErrorText(row.iError);
-            EXPECT_EQ(logger.TakeLines(), std::vector<std::string>(row.uTold, strLine));
-        }
+        const auto& [file, uTold, succeeds, iError, strChain, strText] =
+            aCases[i % std::size(aCases)];
+        file.IsValid() ? void(file.Read(aBuffer, 0)) : file.Close(); // succeeds
+        CLineLogger logger(IBaseLogger::Error);
+        logger.m_onMessage = [&chain = strChain] { EXPECT_EQ(FunctionChain(), chain); };
+        EXPECT_FALSE(succeeds() || succeeds());
+        const std::string strLine = "3 " + strText + ": " + ErrorText(iError);
+        EXPECT_EQ(logger.TakeLines(), std::vector<std::string>(uTold, strLine));
     }
+}
+
+TEST(ClockCalls, FailAsTheSystemDoes)
+{
+    using namespace mu::clock_calls;
+    std::timespec tsTime{};
+    EXPECT_EQ(GetTime(CLOCK_REALTIME, &tsTime), 0);
+    EXPECT_LE(std::time(nullptr), tsTime.tv_sec + 1);
+    tsTime.tv_nsec = -1; // no time, so that no clock is set
+    EXPECT_EQ(SetTime(CLOCK_REALTIME, &tsTime), -1);
+    EXPECT_EQ(OpenHardwareClock("/no/clock"), -1);
+    EXPECT_EQ(SetHardwareClock(-1, nullptr), -1);
 }
 
 TEST(FileAccess, MovesAndCutsBeyond4GiB)
@@ -172,46 +172,41 @@ TEST(FileAccess, MovesAndCutsBeyond4GiB)
         EXPECT_EQ(mu::GetFileSizeByPath(folder.WidePath(L"f").c_str()), llLength);
         EXPECT_EQ(file.GetPosition(), std::min(llLength, kFiveGiB));
         EXPECT_FALSE(file.Truncate(ULLONG_MAX));
+        EXPECT_TRUE(CFileAccess::Truncate(folder.WidePath(L"f").c_str()) && file.GetSize() == 0);
     }
 }
 
 TEST(FileContents, LoadsTextOfEachEncoding)
 {
     using namespace std::string_literals;
-    const struct
-    {
-        std::string strBytes;
-        int iEncoding; // -1: none is detected
-        int iHeaderLength;
-        std::wstring wsText;
-    } kCases[] = {
-        {"a", -1, 0, L"old"},
-        {"\0\0ab"s, -1, 0, L"old"},
-        {"\xEF\xBB\xBFz\u00E4\u6E29", 1, 3, L"z\u00E4\u6E29"},
-        {"\xEF\xBB\xBF", 1, 3, L""},
-        {"ab\0c"s, 1, 0, L"ab\0c"s},
-        {"\xC3((((((((", 1, 0, L""}, // malformed at once
-        {"\xEF\xBB", 1, 0, L""},     // two bytes of a mark are none
-        {"\xFF\xFE\xE4\x00\x29\x6E\xFF\xFF"s, 2, 2, L"\u00E4\u6E29\uFFFF"},
-        {"\xFE\xFF\xD8\x3D\xDE\x00"s, 3, 2, {wchar_t(0xD83D), wchar_t(0xDE00)}},
-        {"a\0b\0c"s, 2, 0, L"ab"}, // the odd byte is dropped
-        {"\0a\x80\0"s, 3, 0, L"a\u8000"},
-    };
     const CTemporaryFolder folder;
     const std::wstring wsFile = folder.WidePath(L"f");
     std::wstring wsText = L"old";
-    for (const auto& row : kCases)
+    // The file; its encoding, -1 for none, and length of the mark; the text.
+    using C = std::tuple<std::string, int, int, std::wstring>;
+    for (const auto& [strBytes, iExpected, iMark, wsExpected] : {
+             C{"a", -1, 0, L"old"},
+             {"\0\0ab"s, -1, 0, L"old"},
+             {"\xEF\xBB\xBFz\u00E4\u6E29", 1, 3, L"z\u00E4\u6E29"},
+             {"\xEF\xBB\xBF", 1, 3, L""},
+             {"ab\0c"s, 1, 0, L"ab\0c"s},
+             {"\xC3((((((((", 1, 0, L""}, // malformed at once
+             {"\xEF\xBB", 1, 0, L""},     // two bytes of a mark are none
+             {"\xFF\xFE\xE4\x00\x29\x6E\xFF\xFF"s, 2, 2, L"\u00E4\u6E29\uFFFF"},
+             {"\xFE\xFF\xD8\x3D\xDE\x00"s, 3, 2, {wchar_t(0xD83D), wchar_t(0xDE00)}},
+             {"a\0b\0c"s, 2, 0, L"ab"}, // the odd byte is dropped
+             {"\0a\x80\0"s, 3, 0, L"a\u8000"},
+         })
     {
-        SCOPED_TRACE(testing::PrintToString(row.strBytes));
-        WriteFile(folder.Path("f"), row.strBytes);
+        SCOPED_TRACE(testing::PrintToString(strBytes));
+        WriteFile(folder.Path("f"), strBytes);
         auto eEncoding = static_cast<CFileAccess::ETextFileEncoding>(-1);
-        int iHeaderLength = 0;
-        EXPECT_EQ(CFileAccess::DetectTextFileEncoding(wsFile.c_str(), eEncoding, iHeaderLength),
-                  row.iEncoding >= 0);
-        EXPECT_EQ(eEncoding, row.iEncoding);
-        EXPECT_EQ(iHeaderLength, row.iHeaderLength);
-        EXPECT_EQ(CFileAccess::ToString(wsFile.c_str(), wsText), row.iEncoding >= 0);
-        EXPECT_EQ(wsText, row.wsText);
+        int iLength = 0;
+        EXPECT_EQ(CFileAccess::DetectTextFileEncoding(wsFile.c_str(), eEncoding, iLength),
+                  iExpected >= 0);
+        EXPECT_EQ(std::pair(int{eEncoding}, iLength), std::pair(iExpected, iMark));
+        EXPECT_EQ(CFileAccess::ToString(wsFile.c_str(), wsText), iExpected >= 0);
+        EXPECT_EQ(wsText, wsExpected);
     }
 }
 
@@ -343,8 +338,7 @@ TEST(CreateDir, TellsARepeatedErrorOnce)
     const std::wstring wsFile = folder.WidePath(L"file");
     const std::wstring wsNew = folder.WidePath(L"new/\U0001F600");
     EXPECT_TRUE(mu::RenameFilePath(wsFile.c_str(), wsNew.c_str()) &&
-                !mu::FileExists(wsFile.c_str()));
-    EXPECT_TRUE(mu::FileExists(folder.Path("new/\U0001F600").c_str()));
+                !mu::FileExists(wsFile.c_str()) && mu::FileExists(wsNew.c_str()));
     EXPECT_TRUE(mu::DeleteFilePath(wsNew.c_str()) &&
                 mu::DeleteDirectory(folder.WidePath(L"new").c_str()));
 }
@@ -352,13 +346,11 @@ TEST(CreateDir, TellsARepeatedErrorOnce)
 TEST(Listings, GiveFilesOrFoldersThatMatchInOrder)
 {
     const CTemporaryFolder folder;
-    for (const char* szFile : {"b.txt", "a.txt", "a.TXT", "\u00E4.txt", ".txt", "a\xFF.txt"})
+    for (const std::string strName : {"b.txt", "a.txt", "a.TXT", "\u00E4.txt", ".txt", "a\xFF.txt",
+                                      "sub/", "dir.txt/", ".../", "\u6E29/"})
     {
-        WriteFile(folder.Path(szFile), "");
-    }
-    for (const char* szFolder : {"sub", "dir.txt", "...", "\u6E29"})
-    {
-        std::filesystem::create_directory(folder.Path(szFolder));
+        std::filesystem::create_directories(folder.Path(strName.substr(0, strName.find('/') + 1)));
+        WriteFile(folder.Path(strName), ""); // a folder stays one
     }
     std::filesystem::create_symlink("a.txt", folder.Path("link.txt"));
     std::filesystem::create_symlink("sub", folder.Path("sublink"));
@@ -381,7 +373,6 @@ TEST(Listings, GiveFilesOrFoldersThatMatchInOrder)
         EXPECT_FALSE(mu::FindFiles(wsFolder.c_str(), L"*", vNames)) << iEntries;
         EXPECT_THAT(vNames, IsEmpty());
     }
-    g_iReadableEntries = -1;
 }
 
 } // namespace

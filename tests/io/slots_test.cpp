@@ -1,6 +1,6 @@
 // The order of virtual operations, on which programs built apart from this library rely.
 
-#include <gmock/gmock.h>
+#include <bit>
 
 #include "config/xml_record.h"
 #include "io/file_access.h"
@@ -12,23 +12,12 @@
 namespace
 {
 
-// A pointer to a virtual member holds its slot's offset, plus 1 where code addresses may be even
-// (the Itanium C++ ABI and its variant for ARM).
+// A pointer to a virtual member begins with its slot's offset, plus 1 where code addresses may be
+// even (the Itanium C++ ABI and its variant for ARM).
 template <class... TMembers>
 std::vector<std::uintptr_t> Slots(TMembers... members)
 {
-    const auto slot = [](auto member)
-    {
-        std::uintptr_t aWords[2];
-        static_assert(sizeof member == sizeof aWords);
-        std::memcpy(aWords, &member, sizeof aWords);
-#ifdef __arm__
-        return aWords[0] / sizeof(void*);
-#else
-        return (aWords[0] - 1) / sizeof(void*);
-#endif
-    };
-    return {slot(members)...};
+    return {std::bit_cast<std::array<std::uintptr_t, 2>>(members)[0] / sizeof(void*)...};
 }
 
 TEST(Slots, AreInOrder)

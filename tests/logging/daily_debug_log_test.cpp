@@ -35,21 +35,14 @@ constexpr long long kMidnight = 1709251200; // 2024-03-01, UTC
 class CHandScheduler final : public IScheduler
 {
 public:
-    int AddRef() override
-    {
-        m_onAddRef ? m_onAddRef() : void();
-        return ++m_iReferences;
-    }
+    int AddRef() override { return m_onAddRef(), ++m_iReferences; }
     int Release() override { return --m_iReferences; }
     unsigned long long ScheduleTask(unsigned long long ullDelay, const char* szName, int,
                                     TaskCallback pTask, CancelCallback pCancel, void* pContext,
                                     int i) override
     {
-        const auto finish = [=, this](bool bRun)
-        {
-            bool bReserved = false;
-            bRun ? pTask(this, pContext, i, bReserved) : pCancel(this, pContext, i);
-        };
+        const auto finish = [=, this](bool bRun, bool bReserved = false)
+        { bRun ? pTask(this, pContext, i, bReserved) : pCancel(this, pContext, i); };
         const std::string strText = std::string(szName) + " " + std::to_string(i) + " in " +
                                     std::to_string(ullDelay / 1'000'000) + ";";
         m_bRefuse ? void() : m_vecTasks.push_back({strText, pTask, finish});
@@ -73,12 +66,9 @@ public:
     /// As "flush daily log 0 in 0;": the name, the parameter and the seconds.
     std::string Tasks() const
     {
-        std::string strTasks;
-        for (const STask& task : m_vecTasks)
-        {
-            strTasks += task.m_strText;
-        }
-        return strTasks;
+        return std::accumulate(m_vecTasks.begin(), m_vecTasks.end(), std::string(),
+                               [](const std::string& strTasks, const STask& task)
+                               { return strTasks + task.m_strText; });
     }
 
     struct STask
@@ -88,7 +78,7 @@ public:
         std::function<void(bool)> m_finish;
     };
     std::vector<STask> m_vecTasks;
-    std::function<void()> m_onAddRef;
+    std::function<void()> m_onAddRef = [] {};
     bool m_bRefuse = false;
     int m_iReferences = 0;
 };
@@ -114,9 +104,8 @@ public:
     int AddRef() override { return ++m_iReferences; }
     int Release() override
     {
-        const int iReferences = --m_iReferences;
-        iReferences == 0 ? delete this : void();
-        return iReferences;
+        const std::unique_ptr<CTestLog> pLast(--m_iReferences == 0 ? this : nullptr);
+        return m_iReferences;
     }
     /// The file of a day of 2024, which is given as in "02 February/29".
     fs::path Path(const std::string& strDay) const
@@ -168,20 +157,6 @@ TEST(DailyDebugLog, AddsLinesWholeOrNotAtAll)
 TEST(DailyDebugLog, EndsEachDayAtItsMidnight)
 {
     constexpr char kZone[] = "CET-1CEST,M3.5.0,M10.5.0/3";
-    const struct
-    {
-        const char* m_szZone;
-        long long m_llTime;
-        int m_iDelays[3]; // of the day ends, one after the other
-        const char* m_szDay;
-        const char* m_szLines;
-    } aCases[] = {
-        {"UTC0", kMidnight - 1, {2, 86400, 86400}, "02 February/29", "0 term\r\n"},
-        {"UTC0", kMidnight, {86401, 86400, 86400}, "03 March/01", "0 term\r\n"},
-        // A day of 23 hours ends an hour late, one of 25 ends twice.
-        {kZone, 1711839601, {86400, 82800, 86400}, "03 March/31", "0 term\r\n"},
-        {kZone, 1729980001, {86400, 3600, 86400}, "10 October/27", "0 term\r\ninit\r\n1 term\r\n"},
-    };
     // Only buffered; the next file's opening line asks for a flush of its own.
     const auto logInside = [](ITextLogger* ptlLogger, void* szText)
     {
@@ -190,24 +165,32 @@ TEST(DailyDebugLog, EndsEachDayAtItsMidnight)
     };
     char szTerm[] = "term";
     char szInit[] = "init";
-    for (const auto& row : aCases)
+    // The zone and time of the start, the seconds to the first two day ends, the day and its lines.
+    // A day of 23 hours ends an hour late, one of 25 ends twice.
+    using C = std::tuple<const char*, long long, int, int, const char*, const char*>;
+    for (const auto& [szZone, llTime, iFirst, iSecond, szDay, szLines] :
+         {C("UTC0", kMidnight - 1, 2, 86400, "02 February/29", "0 term\r\n"),
+          C("UTC0", kMidnight, 86401, 86400, "03 March/01", "0 term\r\n"),
+          C(kZone, 1711839601, 86400, 82800, "03 March/31", "0 term\r\n"),
+          C(kZone, 1729980001, 86400, 3600, "10 October/27", "0 term\r\ninit\r\n1 term\r\n")})
     {
-        SCOPED_TRACE(row.m_llTime);
-        CFakeTime time(row.m_llTime, row.m_szZone);
+        SCOPED_TRACE(llTime);
+        CFakeTime time(llTime, szZone);
         CHandScheduler scheduler;
         CTestLog log(&scheduler);
         log.SetTermLogCallback(logInside, szTerm);
         log.SetInitLogCallback(logInside, szInit);
-        for (long long i = 0, llNow = row.m_llTime; i < 3; ++i)
+        long long llNow = llTime;
+        for (const int iDelay : {iFirst, iSecond, 86400})
         {
-            EXPECT_EQ(scheduler.Tasks(), "flush daily log 1 in " +
-                                             std::to_string(row.m_iDelays[i]) +
-                                             (i > 0 ? ";flush daily log 0 in 0;" : ";"));
-            log.AddText(i == 0 ? "0 " : "1 ", 2, false);
-            time.Set(llNow += row.m_iDelays[i]);
+            const bool bFirst = llNow == llTime;
+            EXPECT_EQ(scheduler.Tasks(), "flush daily log 1 in " + std::to_string(iDelay) +
+                                             (bFirst ? ";" : ";flush daily log 0 in 0;"));
+            log.AddText(bFirst ? "0 " : "1 ", 2, false);
+            time.Set(llNow += iDelay);
             scheduler.Finish(0, true);
         }
-        EXPECT_EQ(log.File(row.m_szDay), std::string(kMark) + row.m_szLines);
+        EXPECT_EQ(log.File(szDay), std::string(kMark) + szLines);
     }
 }
 
@@ -222,13 +205,10 @@ TEST(DailyDebugLog, FollowsAClockThatIsSet)
     scheduler.Finish(0, true);
     EXPECT_FALSE(fs::exists(log.m_folder.Path("root")));
     // The file stays open when the clock goes over midnight, either way, until a day ends.
-    const std::pair<int, const char*> aSettings[] = {{-10, "flush daily log 1 in 11;"},
-                                                     {10, "flush daily log 1 in 86391;"},
-                                                     {-20, "flush daily log 1 in 21;"}};
-    for (const auto& [iSeconds, szTasks] : aSettings)
+    for (const auto& [iSeconds, szDelay] : {std::pair(-10, "11"), {10, "86391"}, {-20, "21"}})
     {
         mu::SetCurrentLocalTimeComponents({2024, 3, 1, 0, 0, iSeconds});
-        EXPECT_EQ(scheduler.Tasks(), szTasks);
+        EXPECT_EQ(scheduler.Tasks(), std::string("flush daily log 1 in ") + szDelay + ";");
         log.LogMessageF(IBaseLogger::Error, "%d", iSeconds);
         scheduler.Finish(1, true);
     }
@@ -263,11 +243,11 @@ TEST(DailyDebugLog, AsksForOneFlushAtATimeAndAgainIfItNeverRan)
     const std::string strText(1024, 'x');
     // e: an Error; t, b: half of the buffer, a byte; n: the next day end; r: the scheduler refuses
     // tasks or no longer; f, c: the flush runs, is cancelled.
-    const std::pair<const char*, int> aSteps[] = {{"ee", 2},  {"n", 1},  {"ree", 1}, {"ree", 2},
-                                                  {"cee", 2}, {"ft", 1}, {"b", 2},   {"f", 1}};
-    for (const auto& [szActs, iTasks] : aSteps)
+    using C = std::pair<std::string, int>;
+    for (const auto& [strActs, iTasks] : {C("ee", 2), C("n", 1), C("ree", 1), C("ree", 2),
+                                          C("cee", 2), C("ft", 1), C("b", 2), C("f", 1)})
     {
-        for (const char c : std::string(szActs))
+        for (const char c : strActs)
         {
             c == 'e'               ? log.LogMessage(IBaseLogger::Error, "e")
             : c == 't' || c == 'b' ? void(log.AddText(strText.c_str(), c == 't' ? 1024 : 1, false))
@@ -275,7 +255,7 @@ TEST(DailyDebugLog, AsksForOneFlushAtATimeAndAgainIfItNeverRan)
             : c == 'r'             ? void(scheduler.m_bRefuse = !scheduler.m_bRefuse)
                                    : scheduler.Finish(1, c == 'f');
         }
-        EXPECT_EQ(scheduler.GetQueuedTaskCount(), iTasks) << szActs;
+        EXPECT_EQ(scheduler.GetQueuedTaskCount(), iTasks) << strActs;
     }
     // So does a line that finds no room in less than half of the buffer.
     EXPECT_TRUE(log.SetBufferSize(1100) && log.AddText(strText.c_str(), 300, false));
@@ -370,12 +350,12 @@ TEST(DailyDebugLog, KeepsEveryAcceptedLineOfManyThreads)
     const CStickyScope scope(scheduler);
     scheduler.Start("log test");
     CTestLog log(&scheduler, 64 << 10);
-    std::string astrAccepted[8];
-    std::thread aThreads[8];
+    std::string astrAccepted[8], astrWritten[8];
+    std::vector<std::jthread> vecThreads;
     for (std::size_t uThread = 0; uThread < 8; ++uThread)
     {
         astrAccepted[uThread].reserve(uLines * 32);
-        aThreads[uThread] = StartTraced(
+        vecThreads.push_back(StartTraced(
             [&, uThread]
             {
                 GetAllocExVarsStorage();
@@ -389,17 +369,13 @@ TEST(DailyDebugLog, KeepsEveryAcceptedLineOfManyThreads)
                     mu::SleepMicroSeconds(bAccepted ? 0 : 1);
                 }
                 EXPECT_FALSE(CFailingHeap::HasFailed());
-            });
+            }));
     }
-    for (std::thread& thread : aThreads)
-    {
-        thread.join();
-    }
+    vecThreads.clear();
     scheduler.Stop();
     log.SaveLog(false);
 
     // Each line is whole, was accepted and comes once, in its thread's order.
-    std::string astrWritten[8];
     std::istringstream stream(log.File("03 March/01").substr(3));
     for (std::string strLine; std::getline(stream, strLine);)
     {
@@ -444,27 +420,13 @@ TEST(DailyDebugLog, WaitsForItsTaskButNotInsideIt)
 
 TEST(DailyDebugLog, LeavesNothingBehindWithoutMemory)
 {
-    class CBareLog final : public CDailyDebugLog
+    struct SBareLog final : CDailyDebugLog
     {
         int AddRef() override { return 1; }
         int Release() override { return 1; }
     };
     GetAllocExVarsStorage(); // the thread's, which stays
-    bool bFailed = CFailingHeap::kAvailable;
-    for (int iAllowed = 0; bFailed; ++iAllowed)
-    {
-        const long lBlocks = CFailingHeap::BlocksInUse();
-        try
-        {
-            const CFailingHeap heap(iAllowed, 1);
-            const CBareLog log;
-            bFailed = CFailingHeap::HasFailed();
-        }
-        catch (const std::bad_alloc&)
-        {
-        }
-        EXPECT_EQ(CFailingHeap::BlocksInUse(), lBlocks) << iAllowed;
-    }
+    EXPECT_EQ(CFailingHeap::FirstLeakOf([] { SBareLog(); }), -1);
 }
 
 // By one of the five signals or of the two functions.
@@ -473,6 +435,11 @@ TEST(DailyDebugLog, LeavesNothingBehindWithoutMemory)
     constexpr int kSignals[] = {SIGABRT, SIGFPE, SIGILL, SIGSEGV, SIGBUS};
     i < 5 ? void(std::raise(kSignals[i])) : void();
     i == 5 ? FatalProgramError("Fatal") : FatalProgramState("Fatal");
+}
+
+std::string Line(char c)
+{
+    return std::string(std::isupper(c) ? 698 : 1, c) + "\r\n";
 }
 
 // Adds a line, A and B one of 700 bytes, e an Error. m and w crash in its flush, after a part of
@@ -505,8 +472,9 @@ void Act(char cAct, int iCrash, CTestLog& log, CTestLog& other)
         log.LogMessage(IBaseLogger::Error, "f");
         ::_exit(3);
     default:
-        const std::string strLine(std::isupper(cAct) ? 698 : 1, cAct);
-        (cAct == 'o' ? other : log).AddText(strLine.data(), static_cast<int>(strLine.size()), true);
+        const std::string strLine = Line(cAct);
+        const int iLength = static_cast<int>(strLine.size()) - 2;
+        (cAct == 'o' ? other : log).AddText(strLine.data(), iLength, true);
     }
 }
 
@@ -523,17 +491,14 @@ TEST(DailyDebugLog, HasItsLinesInTheFileAfterACrash)
     std::fflush(stdout);
     // The acts, and what the file holds before and after the report. AB and AB: the ring wraps, and
     // has no room for the report.
-    for (const auto& [szActs, szBefore, szAfter] : {std::tuple("1", "1", ""),
-                                                    {"ABeAB", "ABeAB", ""},
-                                                    {"1m", "1m", ""},
-                                                    {"1w", "1w", ""},
-                                                    {"1l", "1", ""},
-                                                    {"1o", "1", "o"},
-                                                    {"e1f", "e", "1f"}})
+    using C = std::tuple<std::string, std::string, std::string>;
+    for (const auto& [strActs, strBefore, strAfter] :
+         {C("1", "1", ""), C("ABeAB", "ABeAB", ""), C("1m", "1m", ""), C("1w", "1w", ""),
+          C("1l", "1", ""), C("1o", "1", "o"), C("e1f", "e", "1f")})
     {
         for (int iCrash = kFirstCrash; iCrash < 7; ++iCrash)
         {
-            SCOPED_TRACE(testing::Message() << szActs << " " << iCrash);
+            SCOPED_TRACE(strActs + std::to_string(iCrash));
             delete new CTestLog(nullptr);
             CTestLog other(nullptr, 2048);
             CTestLog log(nullptr, 2048);
@@ -545,30 +510,24 @@ TEST(DailyDebugLog, HasItsLinesInTheFileAfterACrash)
                 other.SetRecConfig(&other.m_config); // this process's from now on
                 log.SetRecConfig(&log.m_config);
                 mu::g_ptlTextLogger = &log;
-                for (const char* pAct = szActs; *pAct != 0; ++pAct)
+                for (const char cAct : strActs)
                 {
-                    Act(*pAct, iCrash, log, other);
+                    Act(cAct, iCrash, log, other);
                 }
                 Crash(iCrash);
             }
             int iStatus = 0;
             ::waitpid(iChild, &iStatus, 0);
             EXPECT_TRUE(WIFEXITED(iStatus) && WEXITSTATUS(iStatus) == 3) << iStatus;
-            const auto lines = [](const char* szLines)
-            {
-                std::string strLines;
-                for (; *szLines != 0; ++szLines)
-                {
-                    strLines += std::string(std::isupper(*szLines) ? 698 : 1, *szLines) + "\r\n";
-                }
-                return strLines;
-            };
+            std::string strBegin(kMark), strEnd("\r\n");
+            std::for_each(strBefore.begin(), strBefore.end(), [&](char c) { strBegin += Line(c); });
+            std::for_each(strAfter.begin(), strAfter.end(), [&](char c) { strEnd += Line(c); });
             const std::string strFile = log.File("03 March/01");
             const std::string strHead = "Unknown Application Unknown Version 2024/";
-            const std::string strBegin = kMark + lines(szBefore) + strHead;
             EXPECT_EQ(strFile.substr(0, strBegin.size()), strBegin);
-            EXPECT_EQ(strFile.rfind(strHead), strBegin.size() - strHead.size()) << "once";
-            EXPECT_TRUE(strFile.ends_with("\r\n" + lines(szAfter)));
+            EXPECT_EQ(strFile.find(strHead), strBegin.size());
+            EXPECT_EQ(strFile.rfind(strHead), strBegin.size()) << "once";
+            EXPECT_TRUE(strFile.ends_with(strEnd));
         }
     }
 }

@@ -53,20 +53,12 @@ TEST(LogRecorder, KeepsTheNewestFromItsSeverityOn)
 
 TEST(LogRecorder, IsNotMadeWithoutAllItsMemory)
 {
-    bool bFailed = CFailingHeap::kAvailable;
-    for (int iAllowed = 0; bFailed; ++iAllowed)
+    const auto makeOne = []
     {
-        const CFailingHeap heap(iAllowed, 1);
-        try
-        {
-            const CTestRecorder recorder;
-            bFailed = false;
-            EXPECT_FALSE(CFailingHeap::HasFailed()) << iAllowed;
-        }
-        catch (const std::bad_alloc&)
-        {
-        }
-    }
+        const CTestRecorder recorder;
+        EXPECT_FALSE(CFailingHeap::HasFailed());
+    };
+    EXPECT_EQ(CFailingHeap::FirstLeakOf(makeOne), -1);
 }
 
 TEST(LogRecorder, TellsHowManyMessagesItLost)
@@ -95,22 +87,17 @@ TEST(LogRecorder, TellsHowManyMessagesItLost)
         log();
         bFailed = CFailingHeap::HasFailed();
     }
-    std::thread aThreads[4];
-    for (std::thread& thread : aThreads)
+    const auto logOften = [&]
     {
-        thread = StartTraced(
-            [&]
-            {
-                for (int i = 0; i < 500; ++i)
-                {
-                    log();
-                    recorder.Text(i, i + 1);
-                }
-            });
-    }
-    for (std::thread& thread : aThreads)
+        for (int i = 0; i < 500; ++i)
+        {
+            log();
+            recorder.Text(i, i + 1);
+        }
+    };
     {
-        thread.join();
+        const auto start = [&] { return StartTraced(logOften); };
+        const std::jthread aThreads[] = {start(), start(), start(), start()};
     }
     log();
     int iTold = 0;
@@ -207,6 +194,8 @@ TEST(LogRecorder, ReadsAndWritesItsSettings)
                          L"<zor:AutoRefresh" + ws +
                          L"True</zor:AutoRefresh></zor:LogViewer></zor:LoggingParameters></r>");
     EXPECT_EQ(SLoggingParameters::GetLogSeverityIndex(nullptr), -1);
+    EXPECT_STREQ(SLoggingParameters::GetLogSeverityName(parameters.m_iLogSeverity), L"Error");
+    EXPECT_EQ(parameters.GetXMLMessageType() + parameters.GetExtraBinaryData(nullptr), 6);
 }
 
 } // namespace

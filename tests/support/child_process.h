@@ -28,17 +28,12 @@ inline std::string ReadFrom(int iDescriptor, std::size_t uLength = std::string::
     std::string strRead;
     char szBytes[4096];
     pollfd polled{iDescriptor, POLLIN, 0};
-    while (strRead.size() < uLength &&
-           (svMark.empty() || strRead.find(svMark) == std::string::npos) &&
-           ::poll(&polled, 1, iMilliseconds) > 0)
+    for (ssize_t i = 1; i > 0 && strRead.size() < uLength &&
+                        (svMark.empty() || strRead.find(svMark) == std::string::npos) &&
+                        ::poll(&polled, 1, iMilliseconds) > 0;)
     {
-        const ssize_t iRead =
-            ::read(iDescriptor, szBytes, std::min(sizeof(szBytes), uLength - strRead.size()));
-        if (iRead <= 0)
-        {
-            break;
-        }
-        strRead.append(szBytes, static_cast<std::size_t>(iRead));
+        i = ::read(iDescriptor, szBytes, std::min(sizeof(szBytes), uLength - strRead.size()));
+        strRead.append(szBytes, static_cast<std::size_t>(std::max<ssize_t>(i, 0)));
     }
     return strRead;
 }
@@ -61,17 +56,14 @@ public:
                        [](std::string& strWord) { return strWord.data(); });
 
         int aaiPipes[3][2];
-        for (int* const piEnds : {aaiPipes[0], aaiPipes[1], aaiPipes[2]})
+        for (auto& aiEnds : aaiPipes)
         {
-            if (::pipe2(piEnds, O_CLOEXEC) != 0)
-            {
-                std::abort();
-            }
+            ::pipe2(aiEnds, O_CLOEXEC) == 0 ? void() : std::abort();
         }
         m_iInput = aaiPipes[0][1];
         m_iOutput = aaiPipes[1][0];
         m_iErrors = aaiPipes[2][0];
-        const int aiChild[3] = {aaiPipes[0][0], aaiPipes[1][1], aaiPipes[2][1]};
+        const int aiChild[] = {aaiPipes[0][0], aaiPipes[1][1], aaiPipes[2][1]};
         m_iPid = ::fork();
         if (m_iPid == 0)
         {
@@ -82,10 +74,7 @@ public:
             {
                 ::dup2(aiChild[i], i);
             }
-            if (beforeExec)
-            {
-                beforeExec();
-            }
+            beforeExec ? beforeExec() : void();
             ::execvp(vecPointers[0], vecPointers.data());
             ::_exit(127);
         }
@@ -103,8 +92,7 @@ public:
         ::close(m_iErrors);
     }
 
-    CChildProcess(const CChildProcess&) = delete;
-    CChildProcess& operator=(const CChildProcess&) = delete;
+    CChildProcess(CChildProcess&&) = delete; // nor copied
 
     bool Type(std::string_view svInput) const
     {
@@ -130,9 +118,9 @@ public:
         int iStatus = 0;
         rusage usage{};
         ::wait4(std::exchange(m_iPid, -1), &iStatus, 0, &usage);
-        m_dProcessorSeconds =
-            static_cast<double>(usage.ru_utime.tv_sec + usage.ru_stime.tv_sec) +
-            static_cast<double>(usage.ru_utime.tv_usec + usage.ru_stime.tv_usec) / 1e6;
+        timeradd(&usage.ru_utime, &usage.ru_stime, &usage.ru_utime);
+        m_dProcessorSeconds = static_cast<double>(usage.ru_utime.tv_sec) +
+                              static_cast<double>(usage.ru_utime.tv_usec) / 1e6;
         return WIFEXITED(iStatus) ? WEXITSTATUS(iStatus) : 128 + WTERMSIG(iStatus);
     }
     /// Of a child that was waited for.

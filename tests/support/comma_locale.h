@@ -5,9 +5,10 @@
 #include <clocale>
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <string>
+
+#include "tests/support/files.h"
+#include "tests/support/temporary_folder.h"
 
 /// A process locale that writes the decimal point as a comma, until the end of the scope. Few
 /// machines have one installed, so it is made from the one that each has.
@@ -16,21 +17,13 @@ class CCommaLocale
 public:
     CCommaLocale()
     {
-        std::string strFolder = (std::filesystem::temp_directory_path() / "zor-XXXXXX").string();
-        if (::mkdtemp(strFolder.data()) == nullptr)
-        {
-            return;
-        }
-        std::filesystem::create_directory(strFolder + "/comma");
-
-        std::ifstream original("/usr/lib/locale/C.utf8/LC_NUMERIC", std::ios::binary);
-        std::string strNumeric(std::istreambuf_iterator<char>(original), {});
+        const CTemporaryFolder folder;
+        std::filesystem::create_directory(folder.Path("comma"));
+        std::string strNumeric = ReadFile("/usr/lib/locale/C.utf8/LC_NUMERIC");
         std::replace(strNumeric.begin(), strNumeric.end(), '.', ',');
-        std::ofstream(strFolder + "/comma/LC_NUMERIC", std::ios::binary) << strNumeric;
-
-        ::setenv("LOCPATH", strFolder.c_str(), 1);
+        WriteFile(folder.Path("comma/LC_NUMERIC"), strNumeric);
+        ::setenv("LOCPATH", folder.Path().c_str(), 1);
         std::setlocale(LC_NUMERIC, "comma");
-        std::filesystem::remove_all(strFolder);
     }
     ~CCommaLocale()
     {
@@ -38,8 +31,7 @@ public:
         ::unsetenv("LOCPATH");
     }
 
-    CCommaLocale(const CCommaLocale&) = delete;
-    CCommaLocale& operator=(const CCommaLocale&) = delete;
+    CCommaLocale(CCommaLocale&&) = delete; // nor copied
 
     bool IsActive() const { return *std::localeconv()->decimal_point == ','; }
 };

@@ -40,8 +40,7 @@ public:
     }
     ~CFailingCall() { g_onCall = nullptr; }
 
-    CFailingCall(const CFailingCall&) = delete;
-    CFailingCall& operator=(const CFailingCall&) = delete;
+    CFailingCall(CFailingCall&&) = delete; // nor copied
 };
 
 #endif

@@ -9,24 +9,26 @@ bool (*g_pIsAllocationRefused)() = nullptr;
 namespace
 {
 
-std::atomic<long> g_iBlocksOfProcess{0};
-thread_local int g_iAllowed = INT_MAX;
-thread_local int g_iRefused = INT_MAX;
+std::atomic<long> g_lBlocksOfProcess{0};
+thread_local long g_lBlocks = 0;
 thread_local bool g_bFailed = false;
-thread_local long g_iBlocks = 0;
+// Of this thread's allocations, counted by g_uNext, those from g_uFirst on are refused.
+thread_local unsigned g_uNext = 0;
+thread_local unsigned g_uFirst = 0;
+thread_local unsigned g_uRefused = 0;
 
 } // namespace
 
 CFailingHeap::CFailingHeap(int iAllowed, int iRefused)
 {
     g_bFailed = false;
-    g_iRefused = iRefused;
-    g_iAllowed = iAllowed;
+    g_uFirst = g_uNext + static_cast<unsigned>(iAllowed);
+    g_uRefused = static_cast<unsigned>(iRefused);
 }
 
 CFailingHeap::~CFailingHeap()
 {
-    g_iAllowed = INT_MAX;
+    g_uRefused = 0;
 }
 
 bool CFailingHeap::HasFailed()
@@ -36,63 +38,36 @@ bool CFailingHeap::HasFailed()
 
 long CFailingHeap::BlocksInUse()
 {
-    return g_iBlocks;
+    return g_lBlocks;
 }
 
 long CFailingHeap::BlocksOfProcess()
 {
-    return g_iBlocksOfProcess;
+    return g_lBlocksOfProcess;
 }
 
 #if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
 
-extern "C"
-{
-    void* __libc_malloc(std::size_t);
-    void* __libc_calloc(std::size_t, std::size_t);
-    void* __libc_realloc(void*, std::size_t);
-    void __libc_free(void*);
-}
-
 namespace
 {
 
-void Count(long iBlocks)
-{
-    g_iBlocks += iBlocks;
-    g_iBlocksOfProcess.fetch_add(iBlocks, std::memory_order_relaxed);
-}
-
 bool IsRefused()
 {
-    if (g_pIsAllocationRefused != nullptr && g_pIsAllocationRefused())
-    {
-        g_bFailed = true;
-        errno = ENOMEM;
-        return true;
-    }
-    if (g_iAllowed == INT_MAX)
+    if ((g_pIsAllocationRefused == nullptr || !g_pIsAllocationRefused()) &&
+        g_uNext++ - g_uFirst >= g_uRefused)
     {
         return false;
     }
-    if (g_iAllowed == 0)
-    {
-        if (g_iRefused == 0)
-        {
-            return false;
-        }
-        --g_iRefused;
-        g_bFailed = true;
-        errno = ENOMEM;
-        return true;
-    }
-    --g_iAllowed;
-    return false;
+    g_bFailed = true;
+    errno = ENOMEM;
+    return true;
 }
 
-void* Counted(void* pMemory)
+void* Count(void* pMemory, long lBlocks)
 {
-    Count(pMemory != nullptr ? 1 : 0);
+    lBlocks = pMemory != nullptr ? lBlocks : 0;
+    g_lBlocks += lBlocks;
+    g_lBlocksOfProcess.fetch_add(lBlocks, std::memory_order_relaxed);
     return pMemory;
 }
 
@@ -101,29 +76,29 @@ void* Counted(void* pMemory)
 // The C library's allocator behind a gate.
 extern "C"
 {
+    void* __libc_malloc(std::size_t);
+    void* __libc_calloc(std::size_t, std::size_t);
+    void* __libc_realloc(void*, std::size_t);
+    void __libc_free(void*);
+
     void* malloc(std::size_t uBytes)
     {
-        return IsRefused() ? nullptr : Counted(__libc_malloc(uBytes));
+        return IsRefused() ? nullptr : Count(__libc_malloc(uBytes), 1);
     }
 
     void* calloc(std::size_t uCount, std::size_t uBytes)
     {
-        return IsRefused() ? nullptr : Counted(__libc_calloc(uCount, uBytes));
+        return IsRefused() ? nullptr : Count(__libc_calloc(uCount, uBytes), 1);
     }
 
     void* realloc(void* pOld, std::size_t uBytes)
     {
-        if (pOld == nullptr)
-        {
-            return malloc(uBytes);
-        }
-        return IsRefused() ? nullptr : __libc_realloc(pOld, uBytes);
+        return IsRefused() ? nullptr : Count(__libc_realloc(pOld, uBytes), pOld == nullptr ? 1 : 0);
     }
 
     void free(void* pMemory)
     {
-        Count(pMemory != nullptr ? -1 : 0);
-        __libc_free(pMemory);
+        __libc_free(Count(pMemory, -1));
     }
 }
 

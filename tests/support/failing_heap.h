@@ -2,6 +2,7 @@
 #define ZOR_TESTS_SUPPORT_FAILING_HEAP_H
 
 #include <climits>
+#include <new>
 
 /// Asked before each allocation of the process, if there is one: true refuses it. Constant once
 /// there are other threads.
@@ -22,9 +23,7 @@ public:
     /// next iRefused, to the end of the scope.
     explicit CFailingHeap(int iAllowed, int iRefused = INT_MAX);
     ~CFailingHeap();
-
-    CFailingHeap(const CFailingHeap&) = delete;
-    CFailingHeap& operator=(const CFailingHeap&) = delete;
+    CFailingHeap(CFailingHeap&&) = delete; // nor copied
 
     /// Whether an allocation was refused.
     static bool HasFailed();
@@ -32,6 +31,32 @@ public:
     static long BlocksInUse();
     /// The same of all threads.
     static long BlocksOfProcess();
+
+    /// Does the work without its first allocation, then without the second, and so on to the last;
+    /// it may throw std::bad_alloc. The first allocation without which a block stays, or -1.
+    template <typename TWork>
+    static int FirstLeakOf(TWork work)
+    {
+        bool bFailed = kAvailable;
+        for (int iAllowed = 0; bFailed; ++iAllowed)
+        {
+            const long lBlocks = BlocksInUse();
+            try
+            {
+                const CFailingHeap heap(iAllowed, 1);
+                work();
+            }
+            catch (const std::bad_alloc&)
+            {
+            }
+            bFailed = HasFailed();
+            if (BlocksInUse() != lBlocks)
+            {
+                return iAllowed;
+            }
+        }
+        return -1;
+    }
 };
 
 #endif

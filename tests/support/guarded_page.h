@@ -20,8 +20,7 @@ public:
     }
     ~CGuardedPage() { ::munmap(m_pMemory, 2 * m_uPage); }
 
-    CGuardedPage(const CGuardedPage&) = delete;
-    CGuardedPage& operator=(const CGuardedPage&) = delete;
+    CGuardedPage(CGuardedPage&&) = delete; // nor copied
 
     /// The first byte that cannot be read.
     char* End() const { return m_pMemory + m_uPage; }

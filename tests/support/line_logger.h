@@ -31,8 +31,7 @@ public:
     }
     ~CLineLogger() { mu::g_ptlTextLogger = m_ptlPrevious; }
 
-    CLineLogger(const CLineLogger&) = delete;
-    CLineLogger& operator=(const CLineLogger&) = delete;
+    CLineLogger(CLineLogger&&) = delete; // nor copied
 
     /// The messages since the last call.
     std::vector<std::string> TakeLines()

@@ -25,8 +25,7 @@ public:
         std::filesystem::remove_all(m_strPath, error);
     }
 
-    CTemporaryFolder(const CTemporaryFolder&) = delete;
-    CTemporaryFolder& operator=(const CTemporaryFolder&) = delete;
+    CTemporaryFolder(CTemporaryFolder&&) = delete; // nor copied
 
     /// Without a separator at the end.
     const std::string& Path() const { return m_strPath; }

@@ -55,6 +55,7 @@ TEST(Scheduler, RunsByTimeThenByComingAndCancelsWhatIsLeft)
                                       &event, i);
     };
     EXPECT_EQ(queue(9, 0), 0U) << "before it is started";
+    EXPECT_EQ(scheduler.GetQueuedTaskCount(), 0);
     g_bNoConditions = true;
     EXPECT_FALSE(scheduler.Start("no scheduler"));
     EXPECT_EQ(queue(9, 0), 0U);
@@ -71,6 +72,7 @@ TEST(Scheduler, RunsByTimeThenByComingAndCancelsWhatIsLeft)
             ASSERT_NE(queue(6, kHour), 0U);
         }
         EXPECT_EQ(queue(0, 0), 0U) << "the table is full";
+        EXPECT_EQ(scheduler.GetQueuedTaskCount(), mu::CScheduler::kMaxQueuedTasks);
         EXPECT_FALSE(CFailingHeap::HasFailed());
     }
     scheduler.RemoveTasks(0, Note, nullptr, 1);
@@ -85,11 +87,10 @@ TEST(Scheduler, RunsByTimeThenByComingAndCancelsWhatIsLeft)
     queue(0, 0);
     event.Wait(mu::kInfinite);
     event.Reset();
-    for (int i = 0; const unsigned long long ullDelay : {60'000ULL, 40'000ULL, ~0ULL, 0ULL, 0ULL})
+    for (int i = 0; const auto ullDelay : {60'000ULL, 40'000ULL, ~0ULL, 0ULL, 0ULL, 80'000ULL})
     {
         queue(++i, ullDelay);
     }
-    queue(6, 80'000);
     event.Wait(mu::kInfinite);
     scheduler.Stop(); // waits for the task that runs
     EXPECT_EQ(queue(9, 0), 0U);

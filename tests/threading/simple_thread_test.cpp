@@ -40,10 +40,7 @@ private:
         CFunctionSwitch fsBody("T::Body");
         g_begun.Signal();
         m_body();
-        if (pParam == this)
-        {
-            delete this;
-        }
+        pParam == this ? delete this : void();
         return 0;
     }
 
@@ -79,12 +76,12 @@ TEST(SimpleThread, CanBeSeenWhileItRunsAndNotAfter)
 
 TEST(SimpleThread, EndsAloneOnEveryWayOut)
 {
+    const std::string strThrown = "3 Exception in thread worker: ";
     const std::pair<void (*)(), std::vector<std::string>> aWays[] = {
         {[] {}, {}},
-        {[] { throw std::runtime_error("no tape"); }, {"3 Exception in thread worker: no tape"}},
-        {[] { throw 1; }, {"3 Exception in thread worker: unknown"}},
-        {[] { pthread_exit(nullptr); }, {}},
-    };
+        {[] { throw std::runtime_error("no tape"); }, {strThrown + "no tape"}},
+        {[] { throw 1; }, {strThrown + "unknown"}},
+        {[] { pthread_exit(nullptr); }, {}}};
     CLineLogger logger;
     for (int iTry = 0; iTry < 400; ++iTry)
     {

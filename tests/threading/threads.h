@@ -8,9 +8,9 @@
 
 /// A thread that frees what its tracing holds before it ends.
 template <typename TBody>
-std::thread StartTraced(TBody body)
+std::jthread StartTraced(TBody body)
 {
-    return std::thread(
+    return std::jthread(
         [body = std::move(body)]() mutable
         {
             body();

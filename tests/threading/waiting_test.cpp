@@ -32,25 +32,21 @@ TEST(Event, StaysSignalledUntilReset)
 
 TEST(Event, OneSignalWakesAllWhoWaitHoweverLong)
 {
-    // All but the first have no limit where unsigned long is wider; the third, cut to 32 bits,
-    // would only look.
-    constexpr unsigned long kWaits[] = {
-        0xFFFFFFFE, 0xFFFFFFFF, ULONG_MAX > 0xFFFFFFFF ? ULONG_MAX - 0xFFFFFFFF : 0xFFFFFFFF};
     CPosixEventObject event;
     std::atomic<int> iReturned{0};
     std::vector<std::jthread> vecThreads;
-    for (const unsigned long dwMilliseconds : kWaits)
+    // All but the first have no limit where unsigned long is wider; the third, cut to 32 bits,
+    // would only look.
+    for (const unsigned long dw :
+         {0xFFFFFFFEUL, 0xFFFFFFFFUL, ULONG_MAX - (sizeof(long) > 4) * 0xFFFFFFFF})
     {
-        vecThreads.emplace_back(
-            [&, dwMilliseconds]
-            {
-                EXPECT_TRUE(event.Wait(dwMilliseconds));
-                ++iReturned;
-            });
+        vecThreads.emplace_back([&, dw] { iReturned += event.Wait(dw) ? 1 : 9; });
     }
     mu::SleepMS(30);
     EXPECT_EQ(iReturned, 0) << "before the signal";
     EXPECT_TRUE(event.Signal());
+    vecThreads.clear();
+    EXPECT_EQ(iReturned, 3);
 }
 
 TEST(Event, ShowsWhoWaitsAndLetsHimPassEvenIfResetAtOnce)
@@ -58,7 +54,7 @@ TEST(Event, ShowsWhoWaitsAndLetsHimPassEvenIfResetAtOnce)
     CWinEvent event;
     CPosixEventObject returned;
     unsigned long dwWaiter = 0;
-    std::thread waiter = StartTraced(
+    std::jthread waiter = StartTraced(
         [&]
         {
             dwWaiter = mu::GetCurrentThreadID();
@@ -91,14 +87,20 @@ TEST(Mutex, ReportsMisuseAndGoesOn)
     EXPECT_TRUE(mutex.IsLockedByCurrentThread()) << "once of twice";
     mutex.Unlock();
     mutex.Unlock();
-    char szExpected[200];
+    EXPECT_FALSE(mutex.IsLocked());
+    EXPECT_TRUE(mutex.Lock(0));
+    pthread_mutex_t* pMutex = nullptr;
+    std::memcpy(&pMutex, static_cast<void*>(&mutex), sizeof(pMutex)); // the first member
+    pMutex->__data.__kind = 127;                                      // of which there are none
+    mutex.Unlock();
+    char szExpected[300];
     std::snprintf(szExpected, sizeof(szExpected),
                   "Thread Relocking Error [count=1]\r\n"
                   "MtEx::Lock m_dwLockingThreadID=0x%08X m_iLockCount=1\r\nT::Caller\r\n\r\n"
-                  "Mutex unlock error: count=0\r\nMtEx::Unlock\r\nT::Caller\r\n\r\n",
+                  "Mutex unlock error: count=0\r\nMtEx::Unlock\r\nT::Caller\r\n\r\n"
+                  "Mutex unlock error 22\r\n",
                   static_cast<unsigned int>(pthread_self()));
     EXPECT_EQ(testing::internal::GetCapturedStdout(), szExpected);
-    EXPECT_FALSE(mutex.IsLocked());
 }
 
 TEST(Mutex, ZeroTriesAndEverythingElseWaitsWithoutLimit)
@@ -108,7 +110,7 @@ TEST(Mutex, ZeroTriesAndEverythingElseWaitsWithoutLimit)
     CMutexProtection own(mutex, mu::kInfinite);
     StartTraced([&] { EXPECT_FALSE(CMutexProtection(mutex, 0).IsLocked()); }).join();
     EXPECT_TRUE(mutex.IsLockedByCurrentThread());
-    std::thread other = StartTraced(
+    std::jthread other = StartTraced(
         [&]
         {
             CMutexProtection guard(mutex, 1);
@@ -135,29 +137,19 @@ TEST(Waiting, IsRefusedWithoutMemory)
 TEST(WaitTime, DeadlinesCarryAndStayWithinTheClock)
 {
     constexpr std::time_t kLast = std::numeric_limits<std::time_t>::max();
-    const struct
+    using T = std::pair<std::time_t, long>; // seconds and nanoseconds
+    using C = std::tuple<T, unsigned long, T>;
+    for (const auto& [now, dwMilliseconds, deadline] :
+         {C{{10, 999'999}, 999, {10, 999'999'999}}, // a nanosecond short of a carry
+          C{{10, 1'000'000}, 999, {11, 0}}, C{{10, 999'999'999}, 1'999, {12, 998'999'999}},
+          C{{1'700'000'000, 999'999'999}, 0xFFFFFFFE, {1'704'294'968, 293'999'999}},
+          C{{kLast - 1, 999'999'999}, 1'000, {kLast, 999'999'999}},
+          C{{kLast, 5}, 1'000, {kLast, 999'999'999}},
+          C{{kLast, 999'999'999}, 1, {kLast, 999'999'999}},
+          C{{-2, 500'000'000}, 1'500, {0, 0}}}) // a clock before 1970
     {
-        std::time_t tSeconds;
-        long lNanoseconds;
-        unsigned long dwMilliseconds;
-        std::time_t tDeadlineSeconds;
-        long lDeadlineNanoseconds;
-    } kCases[] = {
-        {10, 999'999, 999, 10, 999'999'999}, // a nanosecond short of a carry
-        {10, 1'000'000, 999, 11, 0},
-        {10, 999'999'999, 1'999, 12, 998'999'999},
-        {1'700'000'000, 999'999'999, 0xFFFFFFFE, 1'704'294'968, 293'999'999},
-        {kLast - 1, 999'999'999, 1'000, kLast, 999'999'999},
-        {kLast, 5, 1'000, kLast, 999'999'999},
-        {kLast, 999'999'999, 1, kLast, 999'999'999},
-        {-2, 500'000'000, 1'500, 0, 0}, // a clock before 1970
-    };
-    for (const auto& row : kCases)
-    {
-        const std::timespec tsDeadline =
-            mu::DeadlineAfter({row.tSeconds, row.lNanoseconds}, row.dwMilliseconds);
-        EXPECT_EQ(tsDeadline.tv_sec, row.tDeadlineSeconds);
-        EXPECT_EQ(tsDeadline.tv_nsec, row.lDeadlineNanoseconds);
+        const auto ts = mu::DeadlineAfter({now.first, now.second}, dwMilliseconds);
+        EXPECT_EQ(T(ts.tv_sec, ts.tv_nsec), deadline);
     }
 }
 
