@@ -1,18 +1,41 @@
 #ifndef ZOR_TESTS_SIMULATOR_LIVE_PAGE_H
 #define ZOR_TESTS_SIMULATOR_LIVE_PAGE_H
 
-#include <gtest/gtest.h>
+#include <arpa/inet.h>
+#include <sys/socket.h>
 
-#include "logging/log_recorder.h"
+#include "fuzz/support/lasting_recorder.h"
 #include "simulator/http_server.h"
+#include "tests/support/child_process.h"
+#include "tests/support/testing.h"
 
-/// A log that lives as long as its scope and keeps every severity.
-class CPageLog final : public CLogRecorder
+/// A client's end of a connection.
+class CClient
 {
 public:
-    CPageLog() { SetLowestLogSeverity(Status); }
-    int AddRef() override { return 1; }
-    int Release() override { return 1; }
+    explicit CClient(const CHttpServer& server) : CClient(server.GetAddress().m_uPort) {}
+    explicit CClient(std::uint16_t uPort)
+    {
+        sockaddr_in address{};
+        address.sin_family = AF_INET;
+        address.sin_port = htons(uPort);
+        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        EXPECT_EQ(::connect(m_iSocket, reinterpret_cast<sockaddr*>(&address), sizeof(address)), 0);
+    }
+    ~CClient() { ::close(m_iSocket); }
+
+    CClient(CClient&&) = delete; // nor copied
+
+    int Socket() const { return m_iSocket; }
+    std::string Ask(const std::string& strRequest) const
+    {
+        EXPECT_EQ(::send(m_iSocket, strRequest.data(), strRequest.size(), MSG_NOSIGNAL),
+                  static_cast<ssize_t>(strRequest.size()));
+        return ReadFrom(m_iSocket);
+    }
+
+private:
+    const int m_iSocket = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
 };
 
 /// Starts a server, or ends the test where the build has none.

@@ -82,11 +82,8 @@ public:
     }
     ~CChildProcess()
     {
-        if (m_iPid > 0)
-        {
-            Kill(SIGKILL);
-            Wait();
-        }
+        Kill(SIGKILL);
+        m_iPid > 0 ? Wait() : 0;
         EndInput();
         CloseOutput();
         ::close(m_iErrors);
@@ -111,16 +108,16 @@ public:
     }
     std::string ReadErrors() const { return ReadFrom(m_iErrors); }
 
-    void Kill(int iSignal) const { ::kill(m_iPid, iSignal); }
+    void Kill(int iSignal) const { m_iPid > 0 ? ::kill(m_iPid, iSignal) : 0; }
     /// The exit code, or 128 and the signal's number.
     int Wait()
     {
         int iStatus = 0;
         rusage usage{};
         ::wait4(std::exchange(m_iPid, -1), &iStatus, 0, &usage);
-        timeradd(&usage.ru_utime, &usage.ru_stime, &usage.ru_utime);
-        m_dProcessorSeconds = static_cast<double>(usage.ru_utime.tv_sec) +
-                              static_cast<double>(usage.ru_utime.tv_usec) / 1e6;
+        m_dProcessorSeconds =
+            static_cast<double>(usage.ru_utime.tv_sec + usage.ru_stime.tv_sec) +
+            static_cast<double>(usage.ru_utime.tv_usec + usage.ru_stime.tv_usec) / 1e6;
         return WIFEXITED(iStatus) ? WEXITSTATUS(iStatus) : 128 + WTERMSIG(iStatus);
     }
     /// Of a child that was waited for.
