@@ -165,7 +165,7 @@ TEST(FileAccess, MovesAndCutsBeyond4GiB)
     {
         CFileAccess file;
         ASSERT_TRUE(file.Open(folder.Path("f").c_str(), CFileAccess::FM_CREATE, false));
-        EXPECT_TRUE(file.WriteBlock(kFiveGiB - 4, 4, "text"));
+        EXPECT_TRUE(file.WriteBlock(kFiveGiB - 4, 4, "text") && file.WriteBlock(kFiveGiB, 0, ""));
         EXPECT_EQ(file.GetPosition(), kFiveGiB);
         EXPECT_TRUE(file.Truncate(llLength));
         EXPECT_EQ(file.GetSize(), llLength);
@@ -185,8 +185,8 @@ TEST(FileContents, LoadsTextOfEachEncoding)
     // The file; its encoding, -1 for none, and length of the mark; the text.
     using C = std::tuple<std::string, int, int, std::wstring>;
     for (const auto& [strBytes, iExpected, iMark, wsExpected] : {
-             C{"a", -1, 0, L"old"},
-             {"\0\0ab"s, -1, 0, L"old"},
+             C{"a", -1, 9, L"old"},
+             {"\0\0ab"s, -1, 9, L"old"},
              {"\xEF\xBB\xBFz\u00E4\u6E29", 1, 3, L"z\u00E4\u6E29"},
              {"\xEF\xBB\xBF", 1, 3, L""},
              {"ab\0c"s, 1, 0, L"ab\0c"s},
@@ -201,7 +201,7 @@ TEST(FileContents, LoadsTextOfEachEncoding)
         SCOPED_TRACE(testing::PrintToString(strBytes));
         WriteFile(folder.Path("f"), strBytes);
         auto eEncoding = static_cast<CFileAccess::ETextFileEncoding>(-1);
-        int iLength = 0;
+        int iLength = 9;
         EXPECT_EQ(CFileAccess::DetectTextFileEncoding(wsFile.c_str(), eEncoding, iLength),
                   iExpected >= 0);
         EXPECT_EQ(std::pair(int{eEncoding}, iLength), std::pair(iExpected, iMark));
@@ -239,6 +239,7 @@ TEST(FileContents, RefusesWhatAnIntOrTheMemoryCannotHold)
         EXPECT_EQ(block.GetSize(), 3U);
         WriteFile(folder.Path("f"), "text");
     }
+    EXPECT_EQ(CFileAccess::ToBuffer(folder.WidePath().c_str(), block), -1) << "a folder";
 }
 
 TEST(FileContents, AreTheSameHoweverTheyAreLoadedOrCopied)
@@ -315,6 +316,12 @@ TEST(FileContents, StayWhenACopyCannotSucceed)
         EXPECT_EQ(same.Copy(&source), 0U) << "would never end";
     }
     EXPECT_FALSE(CFileAccess::SetStrFileContent("/dev/full", "v"));
+    CLineLogger logger;
+    const CFailingCall cut(ECall::Write, -1);
+    EXPECT_FALSE(CFileAccess::SetStrFileContent(folder.Path("f").c_str(), "value"));
+    EXPECT_FALSE(CFileAccess::SetStrFileContent("/no/f", "value"));
+    EXPECT_THAT(logger.TakeLines(), ElementsAre("2 Wrote 1 bytes out of 5 requested bytes to file.",
+                                                "3 File /no/f open failure: " + ErrorText(ENOENT)));
 }
 
 TEST(CreateDir, TellsARepeatedErrorOnce)

@@ -217,6 +217,7 @@ TEST(DailyDebugLog, FollowsAClockThatIsSet)
     std::wstring wsRoot = L"/dev/null";
     log.AddTextF("late");
     log.HandleConfigurationChange();
+    EXPECT_THAT(scheduler.Tasks(), testing::EndsWith(";config changed 0 in 0;"));
     log.m_config.m_wsRootDirectory.swap(wsRoot);
     time.Set(kMidnight + 1);
     scheduler.Finish(1, true);
@@ -381,10 +382,8 @@ TEST(DailyDebugLog, KeepsEveryAcceptedLineOfManyThreads)
     {
         astrWritten[strLine.at(0) & 7] += strLine + "\n";
     }
-    for (std::size_t uThread = 0; uThread < 8; ++uThread)
-    {
-        EXPECT_TRUE(astrWritten[uThread] == astrAccepted[uThread]) << uThread;
-    }
+    const auto [pFirst, p] = std::mismatch(astrWritten, std::end(astrWritten), astrAccepted);
+    EXPECT_EQ(pFirst - astrWritten, 8) << "lines of this thread";
 }
 
 TEST(DailyDebugLog, WaitsForItsTaskButNotInsideIt)
@@ -502,8 +501,7 @@ TEST(DailyDebugLog, HasItsLinesInTheFileAfterACrash)
             delete new CTestLog(nullptr);
             CTestLog other(nullptr, 2048);
             CTestLog log(nullptr, 2048);
-            const pid_t iChild = ::fork();
-            if (iChild == 0)
+            const auto crash = [&]
             {
                 ::dup2(::open("/dev/null", O_WRONLY), STDOUT_FILENO);
                 other.m_config = log.m_config;
@@ -515,10 +513,8 @@ TEST(DailyDebugLog, HasItsLinesInTheFileAfterACrash)
                     Act(cAct, iCrash, log, other);
                 }
                 Crash(iCrash);
-            }
-            int iStatus = 0;
-            ::waitpid(iChild, &iStatus, 0);
-            EXPECT_TRUE(WIFEXITED(iStatus) && WEXITSTATUS(iStatus) == 3) << iStatus;
+            };
+            EXPECT_EXIT(crash(), testing::ExitedWithCode(3), "");
             std::string strBegin(kMark), strEnd("\r\n");
             std::for_each(strBefore.begin(), strBefore.end(), [&](char c) { strBegin += Line(c); });
             std::for_each(strAfter.begin(), strAfter.end(), [&](char c) { strEnd += Line(c); });

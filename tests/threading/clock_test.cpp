@@ -73,11 +73,12 @@ TEST(Clock, TimersCountOnlyForwardsAndOnlyWhileTheyRun)
     CPreciseTimer timer;
     EXPECT_TRUE(timer.HasTimePassed(0) && !timer.HasTimePassed(1));
     timer.StartTimer();
-    for (const long long llStep : {1'500LL, -900LL, 0LL, 2'500LL})
+    for (const long long llStep : {1'499LL, 1LL, -900LL, 0LL, 1'500LL})
     {
         g_allTimes[CLOCK_MONOTONIC] += llStep;
         timer.UpdateElapsed();
     }
+    g_allTimes[CLOCK_MONOTONIC] += 1'000;
     timer.StopTimer();
     g_allTimes[CLOCK_MONOTONIC] += kSecond;
     EXPECT_EQ(timer.GetTime(), 4);

@@ -64,6 +64,7 @@ TEST(SimpleThread, CanBeSeenWhileItRunsAndNotAfter)
     for (int iRun = 0; iRun < 2; ++iRun)
     {
         const unsigned long dwThreadID = worker.Start(nullptr);
+        EXPECT_EQ(worker.GetThreadID(), dwThreadID);
         std::string strReport = worker.Report();
         strReport.erase(strReport.find("0x") + 2, 8);
         EXPECT_EQ(strReport, "T::Body\r\nPosix Thread Main szThreadName=\"worker\" tid=0x"
