@@ -501,14 +501,14 @@ TEST(DailyDebugLog, HasItsLinesInTheFileAfterACrash)
             delete new CTestLog(nullptr);
             CTestLog other(nullptr, 2048);
             CTestLog log(nullptr, 2048);
-            const auto crash = [&]
+            const auto crash = [&, &strAll = strActs]
             {
                 ::dup2(::open("/dev/null", O_WRONLY), STDOUT_FILENO);
                 other.m_config = log.m_config;
                 other.SetRecConfig(&other.m_config); // this process's from now on
                 log.SetRecConfig(&log.m_config);
                 mu::g_ptlTextLogger = &log;
-                for (const char cAct : strActs)
+                for (const char cAct : strAll)
                 {
                     Act(cAct, iCrash, log, other);
                 }
