@@ -1,13 +1,10 @@
 #include "simulator/parameters_document.h"
 
-#include <cerrno>
-#include <cstring>
-
 #include "console/diagnostic_names.h"
 #include "console/pipe_protocol.h"
-#include "io/file_access.h"
 #include "mu/lengths.h"
 #include "simulator/recorder_pipes.h"
+#include "simulator/text_file.h"
 #include "xml/document_namespace.h"
 #include "xml/easy_xml.h"
 
@@ -91,13 +88,9 @@ std::string LoadParametersDocument(const std::string& strPath, SParametersDocume
     {
         strText = MakeBuiltInDocument(pConfiguration);
     }
-    else if (!CFileAccess::GetStrFileContent(strPath.c_str(), strText))
+    else if (std::string strError = ReadTextFile(strPath, strText); !strError.empty())
     {
-        return strPath + ": cannot be read: " + std::strerror(errno);
-    }
-    if (strText.starts_with("\xEF\xBB\xBF"))
-    {
-        strText.erase(0, 3);
+        return strError;
     }
 
     const std::size_t uFrame = sizeof(SPipeMessageHeader) + strText.size();

@@ -5,10 +5,10 @@
 
 #include <sys/stat.h>
 
-#include "io/file_access.h"
 #include "mu/lengths.h"
 #include "mu/unicode.h"
 #include "simulator/file_replacement.h"
+#include "simulator/text_file.h"
 #include "simulator/values_not_understood.h"
 #include "xml/document_namespace.h"
 
@@ -51,13 +51,7 @@ CRecorderConfiguration::CRecorderConfiguration()
 std::string CRecorderConfiguration::Load(const std::string& strPath,
                                          std::vector<std::string>& vNotUnderstood)
 {
-    std::wstring wsPath;
-    if (!Widen(strPath, wsPath))
-    {
-        return strPath + ": not a name in UTF-8";
-    }
     m_strPath = strPath;
-
     struct stat status
     {
     };
@@ -71,26 +65,24 @@ std::string CRecorderConfiguration::Load(const std::string& strPath,
         m_bChanged = true;
         return {};
     }
-    std::string strText;
     if (!S_ISREG(status.st_mode))
     {
         return strPath + ": no regular file";
     }
-    if (!CFileAccess::GetStrFileContent(strPath.c_str(), strText))
+    std::string strText;
+    if (std::string strError = ReadTextFile(strPath, strText); !strError.empty())
     {
-        return strPath + ": cannot be read: " + std::strerror(errno);
+        return strError;
     }
     std::wstring wsText;
     if (!Widen(strText, wsText))
     {
         return strPath + ": no text in UTF-8";
     }
-    if (!m_document.FromFile(wsPath.c_str(), true)) // it may hold a password and a key
+    if (!m_document.FromXML(wsText.c_str(), true)) // it may hold a password and a key
     {
-        const std::wstring_view wsvParsed(wsText); // the parser gets the file's text without a mark
-        return strPath + ": not well-formed XML: " +
-               mu::DescribeXMLError(m_document.GetParseError(),
-                                    wsvParsed.substr(wsvParsed.starts_with(L'\xFEFF') ? 1 : 0));
+        return strPath +
+               ": not well-formed XML: " + mu::DescribeXMLError(m_document.GetParseError(), wsText);
     }
     const CEasyXMLNode root(m_document.GetRoot());
     if (!IsConfiguration(root))

@@ -240,7 +240,9 @@ public:
     /// Reads a document (see the rules in docs/architecture.md). On success it replaces the tree;
     /// on failure the tree stays, but a declaration that was seen has set the header flag.
     /// Time and memory are linear in the text.
-    bool FromXML(const wchar_t* wszXML);
+    bool FromXML(const wchar_t* wszXML) { return FromXML(wszXML, false); }
+    /// A confidential text is not shown to state reports.
+    bool FromXML(const wchar_t* wszXML, bool bConfidential);
     /// The same for UTF-8 text of iLength bytes, as if converted by mu::ConvertString first.
     bool FromUTF8(const char* szXML, int iLength);
     /// The same for a text file of any encoding that CFileAccess detects; NULs count as blanks.

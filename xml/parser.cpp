@@ -338,10 +338,11 @@ bool CVariablesTree::Parse(const TChar* pText, std::size_t uLength)
     return true;
 }
 
-bool CVariablesTree::FromXML(const wchar_t* wszXML)
+bool CVariablesTree::FromXML(const wchar_t* wszXML, bool bConfidential)
 {
     CFunctionSwitch fsFromXML("VT::FXML");
-    mu::CFunctionParam fpXML(fsFromXML, "wszXML", wszXML);
+    const wchar_t* const wszShown = bConfidential ? nullptr : wszXML;
+    mu::CFunctionParam fpXML(fsFromXML, "wszXML", wszShown);
 
     return wszXML != nullptr ? Parse(wszXML, std::wcslen(wszXML))
                              : Refuse(mu::EXMLError::NoText, 0);
@@ -397,10 +398,7 @@ bool CVariablesTree::FromFile(const wchar_t* wszPath, bool bConfidential)
         return false;
     }
     ReplaceNullsWithSpaces(wsText);
-    // FromXML() would show the text to state reports.
-    const bool bParsed =
-        bConfidential ? Parse(wsText.data(), wsText.size()) : FromXML(wsText.c_str());
-    if (!bParsed)
+    if (!FromXML(wsText.c_str(), bConfidential))
     {
         if (ITextLogger* const ptlLogger = mu::TextLoggerFor(IBaseLogger::Warning))
         {
