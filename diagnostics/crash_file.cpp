@@ -9,6 +9,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "mu/write_all.h"
+
 namespace mu
 {
 
@@ -55,25 +57,22 @@ int OpenFileInCrash(const char* szPath, int iFlags)
 
 bool WriteAllInCrash(int iDescriptor, const char* pBytes, std::size_t uSize)
 {
-    while (uSize > 0)
+    for (;;)
     {
-        const ssize_t iWritten = ::write(iDescriptor, pBytes, uSize);
-        if (iWritten >= 0)
+        const std::size_t uWritten = WriteAll(iDescriptor, pBytes, uSize);
+        if (uWritten == uSize)
         {
-            pBytes += iWritten;
-            uSize -= static_cast<std::size_t>(iWritten);
+            return true;
         }
-        else if (errno == EAGAIN)
-        {
-            pollfd polled = {iDescriptor, POLLOUT, 0};
-            ::poll(&polled, 1, -1);
-        }
-        else if (errno != EINTR)
+        if (errno != EAGAIN && errno != EINTR)
         {
             return false;
         }
+        pBytes += uWritten;
+        uSize -= uWritten;
+        pollfd polled = {iDescriptor, POLLOUT, 0};
+        ::poll(&polled, 1, -1);
     }
-    return true;
 }
 
 } // namespace mu

@@ -9,6 +9,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "mu/write_all.h"
+
 namespace
 {
 
@@ -36,25 +38,6 @@ int FollowLinks(std::string& strPath)
         strPath.replace(bAbsolute ? 0 : FolderOf(strPath).size(), std::string::npos, strTarget);
     }
     return ELOOP;
-}
-
-bool WriteAll(int iFile, std::string_view svContents)
-{
-    constexpr int kMostTries = 100; // in a row, of those that a signal interrupts
-    for (int iTries = 0; !svContents.empty();)
-    {
-        const ssize_t iWritten = ::write(iFile, svContents.data(), svContents.size());
-        if (iWritten < 0 && (errno != EINTR || ++iTries == kMostTries))
-        {
-            return false;
-        }
-        if (iWritten > 0)
-        {
-            svContents.remove_prefix(static_cast<std::size_t>(iWritten));
-            iTries = 0;
-        }
-    }
-    return true;
 }
 
 bool TakeOver(int iFile, const struct stat& old)
@@ -115,7 +98,9 @@ int Replace(std::string strPath, std::string_view svContents)
         return errno;
     }
     int iError = 0;
-    if ((bExists && !TakeOver(iFile, old)) || !WriteAll(iFile, svContents) || ::fsync(iFile) != 0)
+    if ((bExists && !TakeOver(iFile, old)) ||
+        mu::WriteAll(iFile, svContents.data(), svContents.size()) < svContents.size() ||
+        ::fsync(iFile) != 0)
     {
         iError = errno;
     }

@@ -1,6 +1,6 @@
 #include "threading/mutex.h"
 
-#include <cerrno>
+#include <algorithm>
 #include <cstdarg>
 #include <cstdio>
 #include <new>
@@ -8,6 +8,7 @@
 #include <unistd.h>
 
 #include "diagnostics/state_report.h"
+#include "mu/write_all.h"
 
 namespace
 {
@@ -23,21 +24,7 @@ constexpr int kReportSize = 200;
     va_start(args, szFormat);
     const int iLength = std::vsnprintf(szText, sizeof(szText), szFormat, args);
     va_end(args);
-    constexpr int kMostTries = 100; // of those that a signal interrupts
-    int iTries = 0;
-    ssize_t iWritten = 0;
-    for (const char* p = szText; p < szText + iLength; p += iWritten)
-    {
-        iWritten = ::write(STDOUT_FILENO, p, static_cast<std::size_t>(szText + iLength - p));
-        if (iWritten < 0 && errno == EINTR && ++iTries < kMostTries)
-        {
-            iWritten = 0;
-        }
-        else if (iWritten <= 0)
-        {
-            return;
-        }
-    }
+    mu::WriteAll(STDOUT_FILENO, szText, static_cast<std::size_t>(std::max(iLength, 0)));
 }
 
 int WriteCallersReport(char (&szReport)[kReportSize])
