@@ -1,5 +1,7 @@
+#include <cerrno>
 #include <csignal>
 #include <cstdio>
+#include <cstring>
 #include <new>
 #include <optional>
 #include <string>
@@ -48,18 +50,13 @@ int Fail(const std::string& strError, int iExitCode)
     return iExitCode;
 }
 
-int Run(int argc, char* argv[])
+/// Returns what stands in the way, empty on success.
+std::string LoadSettings(const SArguments& arguments, CRecorderConfiguration& configuration,
+                         SParametersDocument& document)
 {
-    SArguments arguments;
-    if (const std::optional<int> iExitCode = ParseArguments(argc, argv, arguments))
-    {
-        return *iExitCode;
-    }
-    const int iStopDescriptor = OpenStopDescriptor();
-    CRecorderConfiguration configuration;
-    std::vector<std::string> vNotUnderstood;
     const bool bConfigured = !arguments.m_strConfigPath.empty();
     const bool bRooted = !arguments.m_strRoot.empty();
+    std::vector<std::string> vNotUnderstood;
     std::string strError =
         bConfigured ? configuration.Load(arguments.m_strConfigPath, vNotUnderstood) : "";
     for (const std::string& strLine : vNotUnderstood)
@@ -70,12 +67,57 @@ int Run(int argc, char* argv[])
     {
         strError = configuration.SetRootDirectory(arguments.m_strRoot);
     }
-    SParametersDocument document;
-    if (strError.empty())
+    return !strError.empty()
+               ? strError
+               : LoadParametersDocument(arguments.m_strParamsPath, document,
+                                        bConfigured || bRooted ? &configuration : nullptr);
+}
+
+int Serve(CRecorderPipes& pipes, CRecorderLog& log, SParametersDocument document,
+          SArguments arguments, int iStopDescriptor)
+{
+    const std::optional<SHttpAddress> httpAddress = arguments.m_http;
+    CRecorderServer server(pipes, log, std::move(document), std::move(arguments));
+    if (!server.Start())
     {
-        strError = LoadParametersDocument(arguments.m_strParamsPath, document,
-                                          bConfigured || bRooted ? &configuration : nullptr);
+        return Fail("no thread can be started", kExitCannotRun);
     }
+    std::optional<CWebPages> pages; // must outlive the server, whose thread asks them
+    CHttpServer http;
+    if (httpAddress)
+    {
+        pages.emplace(log.GetRecorder(), server.GetDocument(), [&] { return server.GetUptime(); });
+        const std::string strError = http.Start(*httpAddress, [&](IWebServerExtContext* pContext)
+                                                { return pages->Reply(pContext); });
+        if (!strError.empty())
+        {
+            return Fail(strError, kExitCannotRun);
+        }
+        std::printf("Live page at %s\n", http.GetAddress().GetURL().c_str());
+    }
+    std::puts("Recorder ready.");
+    std::fflush(stdout);
+
+    server.ServeUntil(iStopDescriptor);
+    return 0;
+}
+
+int Run(int argc, char* argv[])
+{
+    SArguments arguments;
+    if (const std::optional<int> iExitCode = ParseArguments(argc, argv, arguments))
+    {
+        return *iExitCode;
+    }
+    const int iStopDescriptor = OpenStopDescriptor();
+    if (iStopDescriptor < 0)
+    {
+        return Fail(std::string("no signal can be received: ") + std::strerror(errno),
+                    kExitCannotRun);
+    }
+    CRecorderConfiguration configuration;
+    SParametersDocument document;
+    std::string strError = LoadSettings(arguments, configuration, document);
     if (!strError.empty())
     {
         return Fail(strError, kExitBadArguments);
@@ -103,32 +145,9 @@ int Run(int argc, char* argv[])
     {
         return Fail(strError, kExitBadArguments);
     }
-
-    const bool bLogs = log.Start();
-    const std::optional<SHttpAddress> httpAddress = arguments.m_http;
-    CRecorderServer server(pipes, log, std::move(document), std::move(arguments));
-    if (!bLogs || !server.Start())
-    {
-        return Fail("no thread can be started", kExitCannotRun);
-    }
-    std::optional<CWebPages> pages; // must outlive the server, whose thread asks them
-    CHttpServer http;
-    if (httpAddress)
-    {
-        pages.emplace(log.GetRecorder(), server.GetDocument(), [&] { return server.GetUptime(); });
-        strError = http.Start(*httpAddress, [&](IWebServerExtContext* pContext)
-                              { return pages->Reply(pContext); });
-        if (!strError.empty())
-        {
-            return Fail(strError, kExitCannotRun);
-        }
-        std::printf("Live page at %s\n", http.GetAddress().GetURL().c_str());
-    }
-    std::puts("Recorder ready.");
-    std::fflush(stdout);
-
-    server.ServeUntil(iStopDescriptor);
-    return 0;
+    return log.Start()
+               ? Serve(pipes, log, std::move(document), std::move(arguments), iStopDescriptor)
+               : Fail("no thread can be started", kExitCannotRun);
 }
 
 } // namespace

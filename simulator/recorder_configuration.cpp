@@ -130,11 +130,12 @@ std::string CRecorderConfiguration::SetRootDirectory(const std::string& strRoot)
 
 std::string CRecorderConfiguration::Save()
 {
-    std::string strText;
-    if (m_strPath.empty() || !m_bChanged || !m_document.ToUTF8(strText))
+    if (m_strPath.empty() || !m_bChanged)
     {
         return {};
     }
     m_bChanged = false;
+    std::string strText;
+    m_document.ToUTF8(strText);
     return ReplaceFile(m_strPath, kByteOrderMark + strText);
 }
