@@ -1,6 +1,4 @@
-#include "mu/unicode.h"
-
-#include "tests/mu/wide.h"
+#include "fuzz/support/conversion_laws.h"
 #include "tests/support/failing_heap.h"
 #include "tests/support/testing.h"
 
@@ -10,13 +8,12 @@ namespace
 using namespace std::string_literals;
 
 /// ASCII, its letters all different within a block of a fast path.
-template <typename TUnit = char>
-std::basic_string<TUnit> Ascii(std::size_t uLength)
+std::string Ascii(std::size_t uLength)
 {
-    std::basic_string<TUnit> text;
-    while (text.size() < uLength)
-        text += static_cast<TUnit>(text.size() * 7 & 0x7F);
-    return text;
+    std::string strText;
+    while (strText.size() < uLength)
+        strText += static_cast<char>(strText.size() * 7 & 0x7F);
+    return strText;
 }
 
 const std::pair<std::uint32_t, std::string> kEncodeCases[] = {
@@ -28,32 +25,19 @@ const std::pair<std::uint32_t, std::string> kEncodeCases[] = {
 TEST(WideToUtf8, EncodesEachUnitAtEveryPlaceOfABlock)
 {
     for (const auto& [uCodePoint, strBytes] : kEncodeCases)
+    {
+        EXPECT_EQ(mu::WideStringToNarrow(std::wstring(1, static_cast<wchar_t>(uCodePoint))),
+                  strBytes);
         for (std::size_t uBefore = 0; uBefore < 70; ++uBefore)
             for (const std::size_t uBehind : {0U, 1U, 40U})
             {
-                SCOPED_TRACE(testing::Message() << uCodePoint << " at " << uBefore);
-                const std::string strExpected = Ascii(uBefore) + strBytes + Ascii(uBehind);
-                const std::wstring wsText = Ascii<wchar_t>(uBefore) +
-                                            static_cast<wchar_t>(uCodePoint) +
-                                            Ascii<wchar_t>(uBehind);
-                const int iBytes = Length(strExpected);
-                ASSERT_EQ(mu::WideStringToNarrow(wsText), strExpected);
-
-                const auto expect = [&](auto unit, auto write, auto length)
-                {
-                    const std::vector<decltype(unit)> units(wsText.begin(), wsText.end());
-                    std::vector<char> out(strExpected.size() + 1, 'Z');
-                    ASSERT_EQ(length(units.data(), Length(units)), iBytes);
-                    ASSERT_EQ(write(units.data(), Length(units), out.data(), iBytes + 5), iBytes);
-                    ASSERT_EQ(std::string(out.begin(), out.end()), strExpected + '\0');
-                };
-                const auto convert = [](auto... args) { return mu::ConvertString(args...); };
-                expect(L'0', convert, mu::GetConvertedStringLength);
-                expect(0UL, mu::ConvertString32, mu::GetConvertedStringLength32);
-                if (uCodePoint <= 0xFFFF)
-                    expect(static_cast<unsigned short>(0), mu::ConvertString16,
-                           mu::GetConvertedStringLength16);
+                const std::string strAscii = Ascii(uBefore + 1 + uBehind);
+                std::vector<std::uint32_t> vUnits(strAscii.begin(), strAscii.end());
+                vUnits[uBefore] = uCodePoint;
+                CheckEncoding(vUnits);
+                CheckEncodingOf16Bits(vUnits);
             }
+    }
 }
 
 TEST(WideToUtf8, SmallCapacitiesCountAsAWhole)
@@ -100,33 +84,17 @@ TEST(Utf8ToWide, DecodesEachSequenceAtEveryPlaceOfABlock)
 {
     for (const auto& [szRule, strBytes, wsUnits, iErrorPosition] : kDecodeCases)
     {
+        SCOPED_TRACE(szRule);
+        const char* szPosition = "untouched";
+        std::wstring wsOut = L"old";
+        EXPECT_EQ(mu::ConvertString(strBytes.data(), Length(strBytes), wsOut, &szPosition),
+                  Length(wsUnits));
+        EXPECT_EQ(wsOut, wsUnits);
+        EXPECT_EQ(szPosition, iErrorPosition < 0 ? nullptr : strBytes.data() + iErrorPosition);
         for (std::size_t uBefore = 0; uBefore < 70; ++uBefore)
-        {
-            SCOPED_TRACE(testing::Message() << szRule << " after " << uBefore);
-            const std::string strText = "\xE4\xBD\xA0" + Ascii(uBefore) + strBytes;
-            const std::wstring wsExpected = L'\x4F60' + Ascii<wchar_t>(uBefore) + wsUnits;
-            // Exactly the text, so that the sanitizer sees a byte read behind it.
-            const std::vector<char> bytes(strText.begin(), strText.end());
-            const char* const pError =
-                iErrorPosition < 0 ? nullptr : bytes.data() + 3 + uBefore + iErrorPosition;
-            const char* szPosition = "untouched";
-            std::wstring wsOut = L"old";
-            ASSERT_EQ(mu::ConvertString(bytes.data(), Length(bytes), wsOut, &szPosition),
-                      Length(wsExpected));
-            ASSERT_EQ(wsOut, wsExpected);
-            ASSERT_EQ(szPosition, pError);
-
-            for (int iMissing = std::min(Length(wsExpected), 3); iMissing >= -1; --iMissing)
-            {
-                const int iCapacity = Length(wsExpected) - iMissing;
-                const int iUnits = std::min(iCapacity, Length(wsExpected));
-                std::vector<wchar_t> out(static_cast<std::size_t>(iCapacity) + 1, L'Z');
-                ASSERT_EQ(mu::ConvertString(bytes.data(), Length(bytes), out.data(), iCapacity),
-                          iUnits);
-                ASSERT_EQ(std::wstring(out.data(), static_cast<std::size_t>(iUnits) + 1),
-                          wsExpected.substr(0, static_cast<std::size_t>(iUnits)) + L'\0');
-            }
-        }
+            for (int iCapacity = std::max(Length(wsUnits) - 2, 0); iCapacity < 5; ++iCapacity)
+                CheckDecoding("\xE4\xBD\xA0" + Ascii(uBefore) + strBytes,
+                              static_cast<int>(uBefore) + iCapacity);
     }
     wchar_t wcOut = L'Z';
     EXPECT_EQ(mu::ConvertString("a", 1, &wcOut, -1), 0);

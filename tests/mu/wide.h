@@ -11,10 +11,8 @@ int Length(const auto& text)
 /// The same text, one unit a byte.
 inline std::wstring Wide(const std::string& strText)
 {
-    std::wstring wsText;
-    for (const char ch : strText)
-        wsText += static_cast<wchar_t>(static_cast<unsigned char>(ch));
-    return wsText;
+    const auto* const puBytes = reinterpret_cast<const unsigned char*>(strText.data());
+    return {puBytes, puBytes + strText.size()};
 }
 
 #endif
