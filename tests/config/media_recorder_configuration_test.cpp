@@ -162,6 +162,9 @@ TEST(MediaRecorderConfiguration, NamesADirectoryForEachDay)
         config.m_wsDownloadsRootDirectory = wszDownloads;
         EXPECT_EQ(config.HasSeparateDownloadsDirectory(), bSeparate) << wszDownloads;
     }
+    std::wstring wsPrefix = L"old";
+    config.GetDevicePrefixFolder(0, wsPrefix);
+    EXPECT_EQ(wsPrefix, L"");
 }
 
 TEST(MediaRecorderConfiguration, MakesTheDirectoryOfADay)

@@ -143,6 +143,9 @@ TEST_F(ZorDiag, AsksAndTellsByItsExitCode)
         std::string strOutput = diag.ReadOutput();
         if (strOutput.starts_with("{\"time\":\""))
         {
+            std::tm utc{};
+            ::strptime(strOutput.c_str() + 9, "%Y-%m-%dT%H:%M:%S", &utc);
+            EXPECT_LT(std::abs(::timegm(&utc) - ::time(nullptr)), 60);
             strOutput.erase(1, 34); // "2026-11-22T02:21:58.286Z"
         }
         EXPECT_EQ(strOutput, row.strOutput);
@@ -252,6 +255,8 @@ TEST_F(ZorDiag, WatchesUntilItIsStopped)
     CChildProcess endless(ZOR_DIAG, Split("watch Disk --every 900"));
     Play("Gd1", {kNames, strText});
     EXPECT_EQ(endless.ReadOutput(2), "x\n");
+    pollfd polled{m_iRequests, POLLIN, 0};
+    EXPECT_EQ(::poll(&polled, 1, 100), 0) << "it waits";
     endless.Kill(SIGINT);
     EXPECT_EQ(endless.Wait(), 128 + SIGINT);
 }

@@ -41,7 +41,8 @@ TEST(SmsText, PacksSeptets)
 
 TEST(SmsText, Ucs2)
 {
-    EXPECT_EQ(mu::TextToUcs2(L"Ж\x1F600\xD800"), "\x04\x16\xD8\x3D\xDE\x00\xFF\xFD"s);
+    EXPECT_EQ(mu::TextToUcs2(L"Ж\x1F600\xD800\x10FFFF"),
+              "\x04\x16\xD8\x3D\xDE\x00\xFF\xFD\xDB\xFF\xDF\xFF"s);
     EXPECT_EQ(mu::Ucs2ToText("\x04\x16\xD8\x3D\xDE\x00\xDE\x00\xD8\x3D\x00"s),
               L"Ж\x1F600\xFFFD\xFFFD");
 }

@@ -150,9 +150,9 @@ TEST(Search, PlacesOfACharacterAndPrefixes)
         int aiFound[3] = {-7, -7, -7};
         int aiWide[3] = {-7, -7, -7};
         const int iFound = std::clamp(iMost, 0, 2);
-        EXPECT_EQ(mu::FindCharPositions("a.b.", 4, '.', iMost, aiFound), iFound);
-        EXPECT_EQ(mu::FindCharPositions(L"a.b.c.", 4, L'.', iMost, aiWide), iFound);
-        const std::vector<int> vExpected = {iFound > 0 ? 1 : -7, iFound > 1 ? 3 : -7, -7};
+        EXPECT_EQ(mu::FindCharPositions(".b.c", 4, '.', iMost, aiFound), iFound);
+        EXPECT_EQ(mu::FindCharPositions(L".b.c.", 4, L'.', iMost, aiWide), iFound);
+        const std::vector<int> vExpected = {iFound > 0 ? 0 : -7, iFound > 1 ? 2 : -7, -7};
         EXPECT_EQ(std::vector(aiFound, aiFound + 3), vExpected);
         EXPECT_EQ(std::vector(aiWide, aiWide + 3), vExpected);
     }

@@ -36,6 +36,8 @@ TEST(EasyXml, CopiesShareTheDocument)
     }
     EXPECT_TRUE(first.IsXMLHeaderTagEnabled());
     EXPECT_EQ(Written(first), L"<?xml version='1.0' encoding='UTF-8'?><a>\xE9</a>");
+    EXPECT_EQ(Written(first.Clone()), Written(first));
+    EXPECT_FALSE(CEasyXML().Clone().GetRoot().IsValid());
     EXPECT_FALSE(first.LoadFromText(L"<b>").IsValid() || first.LoadFromText(nullptr).IsValid() ||
                  first.LoadFromText(nullptr, 5).IsValid() ||
                  first.LoadFromText("<b/>", -1).IsValid() ||

@@ -13,6 +13,12 @@ CVariablesSubTree* Child(const CVariablesSubTree* pParent, int iPosition)
 
 TEST(ElementTree, CountsAndDeclaresWhatIsAppended)
 {
+    std::wstring wsPrefix;
+    int iLocalStart = -1;
+    NSPrefixFromName(L"a:b:c", wsPrefix, iLocalStart);
+    EXPECT_EQ(std::pair(wsPrefix, iLocalStart), std::pair(std::wstring(L"a"), 2));
+    NSPrefixFromName(L"b", wsPrefix, iLocalStart);
+    EXPECT_EQ(std::pair(wsPrefix, iLocalStart), std::pair(std::wstring(), 0));
     CVariablesTree tree;
     CVariablesSubTree* const pRoot = tree.AppendNode(L"r", nullptr, nullptr);
     CVariablesSubTree* const pA = tree.AppendNode(L"a", L"", pRoot);

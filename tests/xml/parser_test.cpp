@@ -123,6 +123,18 @@ TEST(XmlParser, TellsPeopleTheLineAndColumnOfAnError)
     EXPECT_FALSE(exml.LoadFromText(L"<a>\n\n\xE9 </b>").IsValid());
     EXPECT_EQ(mu::DescribeXMLError(exml.GetLoadError(), L"<a>\n\n\xE9 </b>"),
               "line 3, column 5: the closing tag does not match the open element");
+    int iReason = 0;
+    for (const std::string strReason :
+         {"no error", "there is no text", "the text is too long", "the text is not UTF-8",
+          "there is no element", "text outside the root element", "a second root element",
+          "the text ends inside this tag", "a tag without a name",
+          "an attribute is not of the form name=\"value\"", "a tag does not end as it must",
+          "the closing tag does not match the open element",
+          "a closing tag, but no element is open", "this element is not closed"})
+    {
+        EXPECT_EQ(mu::DescribeXMLError({static_cast<mu::EXMLError>(iReason++), 0}, ""),
+                  "line 1, column 1: " + strReason);
+    }
 }
 
 /// Reads bytes as they are and as wide text, which must not differ. Returns whether they parse.
