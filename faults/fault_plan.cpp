@@ -2,10 +2,11 @@
 
 #include <atomic>
 #include <cerrno>
-#include <cstdio>
+#include <cstdlib>
 
 #include <dirent.h>
 #include <fcntl.h>
+#include <sys/mman.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -55,6 +56,17 @@ bool IsDue()
 
 } // namespace
 
+SFaults* MapFaults()
+{
+    void* const pFaults =
+        ::mmap(nullptr, sizeof(SFaults), PROT_READ | PROT_WRITE, MAP_SHARED, kSharedDescriptor, 0);
+    if (pFaults == MAP_FAILED)
+    {
+        std::abort();
+    }
+    return static_cast<SFaults*>(pFaults);
+}
+
 void SetFaultPlan(const SFaultPlan& plan)
 {
     g_plan = plan;
@@ -95,20 +107,5 @@ SFaultResult GetFaultResult()
         ++result.m_lDescriptors;
     }
     ::closedir(pDirectory);
-    return result;
-}
-
-void PrintFaultResult(int iDescriptor, const SFaultResult& result)
-{
-    ::dprintf(iDescriptor, "%ld %d %ld %ld", result.m_lCalls, result.m_iHappened, result.m_lBlocks,
-              result.m_lDescriptors);
-}
-
-SFaultResult ParseFaultResult(const char* szPrinted)
-{
-    SFaultResult result;
-    result.m_iHappened = 1;
-    std::sscanf(szPrinted, "%ld %d %ld %ld", &result.m_lCalls, &result.m_iHappened,
-                &result.m_lBlocks, &result.m_lDescriptors);
     return result;
 }

@@ -15,20 +15,28 @@ struct SFaultPlan
 /// What the plan came to.
 struct SFaultResult
 {
-    long m_lCalls = 0; ///< that could have had the fault
-    int m_iHappened = 0;
+    long m_lCalls = 0;       ///< that could have had the fault
+    bool m_bHappened = true; ///< also if the process ended before it could tell
     long m_lBlocks = 0;      ///< of the heap, in use
     long m_lDescriptors = 0; ///< open
 };
+
+/// What faults shares with the processes that it starts, by the file of this descriptor.
+struct SFaults
+{
+    SFaultPlan m_plan; ///< of the work under way
+    SFaultResult m_result;
+    char m_szFindings[2000];
+};
+constexpr int kSharedDescriptor = 100;
+/// The file in memory.
+SFaults* MapFaults();
 
 /// Before there are other threads; nothing fails yet.
 void SetFaultPlan(const SFaultPlan& plan);
 /// From and to here the process's calls count.
 void EnableFaults(bool bEnable);
 SFaultResult GetFaultResult();
-void PrintFaultResult(int iDescriptor, const SFaultResult& result);
-/// Of a text that is none: one that happened.
-SFaultResult ParseFaultResult(const char* szPrinted);
 /// Until so many threads are left, at most some seconds, by calls that never fail.
 void WaitForThreads(unsigned uLeft);
 

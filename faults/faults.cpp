@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <chrono>
 #include <csignal>
 #include <cstdio>
 #include <cstring>
@@ -12,11 +11,13 @@
 #include <string>
 #include <vector>
 
+#include <sys/mman.h>
+
 #include "faults/scenarios.h"
 #include "tests/support/child_process.h"
 #include "tests/support/pipes.h"
 
-SFaultPlan g_plan;
+SFaults* g_pFaults = nullptr;
 std::optional<SFaultResult> g_ofProgram;
 
 namespace
@@ -25,32 +26,34 @@ namespace
 constexpr std::pair<const char*, int> kFaults[] = {{"memory", ENOMEM}, {"EINTR", EINTR},
                                                    {"EIO", EIO},       {"ENOSPC", ENOSPC},
                                                    {"EMFILE", EMFILE}, {"short", -1}};
-
-int g_iReport = -1;
+constexpr unsigned kMostSeconds = 120; // that a piece of work takes
 
 } // namespace
 
 bool IsFaulty()
 {
-    return g_plan.m_lFirst != LONG_MAX;
+    return g_pFaults->m_plan.m_lFirst != LONG_MAX;
 }
 
 bool LacksMemory()
 {
-    return g_plan.m_iFault == ENOMEM || g_plan.m_iFault == EMFILE;
+    return g_pFaults->m_plan.m_iFault == ENOMEM || g_pFaults->m_plan.m_iFault == EMFILE;
 }
 
 void Law(bool bHolds, const char* szLaw, bool bAlways)
 {
     if (!bHolds && (bAlways || !IsFaulty()))
     {
-        ::dprintf(g_iReport, "%s%s; ", szLaw, IsFaulty() ? "" : " (afterwards, without a fault)");
+        char* const szFindings = g_pFaults->m_szFindings;
+        const std::size_t uLength = std::strlen(szFindings);
+        std::snprintf(szFindings + uLength, sizeof(g_pFaults->m_szFindings) - uLength, "%s%s; ",
+                      szLaw, IsFaulty() ? "" : " (afterwards, without a fault)");
     }
 }
 
 void WithFaults(const std::function<void()>& work)
 {
-    EnableFaults(g_plan.m_iFault != 0);
+    EnableFaults(g_pFaults->m_plan.m_iFault != 0);
     try
     {
         work();
@@ -65,49 +68,21 @@ void WithFaults(const std::function<void()>& work)
 namespace
 {
 
-struct SOutcome
-{
-    SFaultResult m_result;
-    std::string m_strFindings;
-};
-
-// How a process ended that told no result.
-std::string DescribeEnd(pid_t iChild)
-{
-    int iStatus = 0;
-    for (int i = 0; i < 1000 && ::waitpid(iChild, &iStatus, WNOHANG) == 0; ++i)
-    {
-        ::usleep(1000);
-        iStatus = -1;
-    }
-    if (iStatus != -1)
-    {
-        return WIFSIGNALED(iStatus) ? ::strsignal(WTERMSIG(iStatus)) : "ends early";
-    }
-    ::kill(iChild, SIGKILL);
-    ::waitpid(iChild, &iStatus, 0);
-    return "hangs";
-}
-
 // Does the work with the fault and then without, in a process of its own.
-SOutcome Run(void (*run)(), const SFaultPlan& plan)
+SFaults Run(void (*run)(), const SFaultPlan& plan)
 {
-    int aiReport[2];
-    if (::pipe2(aiReport, O_CLOEXEC) != 0)
-    {
-        std::abort();
-    }
+    *g_pFaults = {plan, {}, {}};
     std::fflush(stdout);
     const pid_t iChild = ::fork();
     if (iChild == 0)
     {
+        ::alarm(kMostSeconds); // ends it with a signal
         ::prctl(PR_SET_PDEATHSIG, SIGKILL);
         ::dup2(::open("/dev/null", O_WRONLY | O_CLOEXEC), STDOUT_FILENO);
-        g_iReport = aiReport[1];
         SetFaultPlan(plan);
         for (const SFaultPlan& ofPass : {plan, SFaultPlan{0}})
         {
-            g_plan = ofPass;
+            g_pFaults->m_plan = ofPass;
             run();
             WaitForThreads(1);
         }
@@ -115,30 +90,22 @@ SOutcome Run(void (*run)(), const SFaultPlan& plan)
         if (g_ofProgram)
         {
             result.m_lCalls = g_ofProgram->m_lCalls;
-            result.m_iHappened = g_ofProgram->m_iHappened;
+            result.m_bHappened = g_ofProgram->m_bHappened;
         }
-        ::dprintf(g_iReport, "\n");
-        PrintFaultResult(g_iReport, result);
+        g_pFaults->m_result = result;
         ::_exit(0);
     }
-    ::close(aiReport[1]);
-    SOutcome outcome{{}, ReadFrom(aiReport[0])};
-    ::close(aiReport[0]);
-    std::string& strFindings = outcome.m_strFindings;
-    const bool bTold = strFindings.find('\n') != std::string::npos;
-    const std::size_t uEnd = std::min(strFindings.find('\n'), strFindings.size());
-    outcome.m_result = ParseFaultResult(strFindings.c_str() + uEnd);
-    strFindings.resize(uEnd);
-    strFindings += bTold ? "" : DescribeEnd(iChild);
-    ::waitpid(iChild, nullptr, 0);
-    return outcome;
+    int iStatus = 0;
+    ::waitpid(iChild, &iStatus, 0);
+    Law(iStatus == 0, WIFSIGNALED(iStatus) ? ::sigdescr_np(WTERMSIG(iStatus)) : "ends early");
+    return *g_pFaults;
 }
 
 // Prints what was found with one N, with the command that repeats it.
 bool Judge(const SScenario& scenario, const char* szFault, const SFaultPlan& plan,
-           const SOutcome& clean, SOutcome outcome)
+           const SFaults& clean, const SFaults& outcome)
 {
-    std::string& strFindings = outcome.m_strFindings;
+    std::string strFindings = outcome.m_szFindings;
     if (strFindings.empty() && !scenario.m_bProgram)
     {
         const long lBlocks = outcome.m_result.m_lBlocks - clean.m_result.m_lBlocks;
@@ -159,7 +126,7 @@ bool Judge(const SScenario& scenario, const char* szFault, const SFaultPlan& pla
 int RunAll(const SScenario& scenario, const std::pair<const char*, int>& fault, long lRuns)
 {
     constexpr int kMostFindings = 3;
-    const SOutcome clean = Run(scenario.m_run, {fault.second});
+    const SFaults clean = Run(scenario.m_run, {fault.second});
     int iFindings = Judge(scenario, fault.first, {fault.second}, clean, clean) ? 0 : 1;
     const long lStep = lRuns > 0 ? clean.m_result.m_lCalls / lRuns + 1 : 1;
     std::string strRuns;
@@ -169,8 +136,8 @@ int RunAll(const SScenario& scenario, const std::pair<const char*, int>& fault, 
         for (SFaultPlan plan{fault.second, 0, bEver}; iFindings < kMostFindings;
              plan.m_lFirst += lStep)
         {
-            const SOutcome outcome = Run(scenario.m_run, plan);
-            if (outcome.m_result.m_iHappened == 0)
+            const SFaults outcome = Run(scenario.m_run, plan);
+            if (!outcome.m_result.m_bHappened)
             {
                 break;
             }
@@ -191,6 +158,12 @@ int RunAll(const SScenario& scenario, const std::pair<const char*, int>& fault, 
 int main(int argc, char* argv[])
 {
     std::signal(SIGPIPE, SIG_IGN);
+    const int iShared = ::memfd_create("faults", 0);
+    if (::ftruncate(iShared, sizeof(SFaults)) != 0 || ::dup2(iShared, kSharedDescriptor) < 0)
+    {
+        return 1;
+    }
+    g_pFaults = MapFaults();
     const std::vector<std::string> vArguments(argv + 1, argv + argc);
     const bool bOne =
         vArguments.size() == 4 && (vArguments[2] == "once" || vArguments[2] == "ever");
@@ -225,7 +198,6 @@ int main(int argc, char* argv[])
                 pRecorder = std::make_unique<CChildProcess>(ZOR_SIMULATOR);
                 pRecorder->ReadOutputUntil("Recorder ready.\n", 30000);
             }
-            const auto tpStart = std::chrono::steady_clock::now();
             for (const auto& fault : kFaults)
             {
                 if (!bOne || vArguments[1] == fault.first)
@@ -234,10 +206,6 @@ int main(int argc, char* argv[])
                     ++iRows;
                 }
             }
-            const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(
-                std::chrono::steady_clock::now() - tpStart);
-            std::printf("%-14s %lld s\n", scenario.m_szName,
-                        static_cast<long long>(seconds.count()));
         }
     }
     return iFindings == 0 && iRows > 0 ? 0 : 1;

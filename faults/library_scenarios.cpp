@@ -1,5 +1,6 @@
 // The library's work, done in this process.
 
+#include <algorithm>
 #include <array>
 #include <cstring>
 #include <filesystem>
@@ -105,17 +106,10 @@ void Configuration()
     Law(bNew || strFile == strOld, "old or new");
     Law(bNew || !strError.empty(), "tells a failure");
     Law(strError.empty(), "is saved", false);
-    Law(g_plan.m_bEver || std::distance(fs::directory_iterator(folder.Path("d")), {}) == 1,
+    Law(g_pFaults->m_plan.m_bEver ||
+            std::distance(fs::directory_iterator(folder.Path("d")), {}) == 1,
         "leaves no other file");
 }
-
-class COwnLog final : public CDailyDebugLog
-{
-public:
-    ~COwnLog() { ReleaseResources(); }
-    int AddRef() override { return 1; }
-    int Release() override { return 1; }
-};
 
 class CScheduler
 {
@@ -151,12 +145,12 @@ void WriteDailyLog(bool bScheduled)
     strAccepted.reserve(4096);
     strLine.reserve(64);
     std::unique_ptr<CScheduler> pScheduler;
-    std::unique_ptr<COwnLog> pLog;
+    TOwned<CDailyDebugLog> pLog;
     WithFaults(
         [&]
         {
             pScheduler = bScheduled ? std::make_unique<CScheduler>() : nullptr;
-            pLog = std::make_unique<COwnLog>();
+            pLog = Make<CDailyDebugLog>();
             pLog->SetBufferSize(8192);
             pLog->SetRecConfig(&configuration);
             pLog->SetStorageScheduler(bScheduled ? pScheduler->m_pScheduler.get() : nullptr);
@@ -335,15 +329,14 @@ void Files()
                        mu::DeleteDirectory(Wide("a/b").c_str());
         });
     const auto File = [&](const char* szName) { return ReadFile(folder.Path(szName)); };
-    Law(aDone == std::array<bool, 9>{true, true, true, true, true, true, true, true, true},
-        "all is done", false);
+    Law(std::ranges::count(aDone, true) == 9, "all is done", false);
     Law(!aDone[0] || fs::exists(folder.Path("a")), "folders are made");
     Law(!aDone[1] || File("a/f") == strText, "a stored file is whole");
     Law(!aDone[2] || File("a/g") == File("a/f"), "a copy is whole");
     Law(!aDone[3] || std::string(wsText.begin(), wsText.end()) == File("a/g"), "all is loaded");
     Law(File("a/g").starts_with(strRead), "the beginning is read");
     Law(iBytes <= 0 || File("a/g") == std::string(block.GetData(), block.GetSize()) ||
-            (g_plan.m_iFault == -1 && block.GetSize() == static_cast<unsigned>(iBytes)),
+            (g_pFaults->m_plan.m_iFault == -1 && block.GetSize() == static_cast<unsigned>(iBytes)),
         "all is in the block");
     Law(!aDone[5] || vFiles.size() == static_cast<std::size_t>(fs::exists(folder.Path("a/f")) +
                                                                fs::exists(folder.Path("a/g"))),

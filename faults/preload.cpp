@@ -1,11 +1,7 @@
-// For programs (LD_PRELOAD): the plan is in the environment variable ZOR_FAULT, as "fault first
-// ever path"; at its end the process writes the result to that path.
+// For programs (LD_PRELOAD): begins the plan that faults shares, and tells the result at the end.
 
 #include <cstdio>
-#include <cstdlib>
-#include <string>
 
-#include <fcntl.h>
 #include <unistd.h>
 
 #include "faults/fault_plan.h"
@@ -13,7 +9,7 @@
 namespace
 {
 
-char g_szPath[256];
+SFaults* g_pFaults = nullptr;
 
 // The C library's own streams make their system calls themselves. These print through write(), all
 // or nothing as well.
@@ -31,19 +27,11 @@ ssize_t Print(void* pDescriptor, const char* szText, std::size_t uSize)
 
 [[gnu::constructor]] void Begin()
 {
-    SFaultPlan plan{0};
-    int iEver = 0;
-    const char* const szPlan = std::getenv("ZOR_FAULT");
-    if (szPlan == nullptr || std::sscanf(szPlan, "%d %ld %d %255s", &plan.m_iFault, &plan.m_lFirst,
-                                         &iEver, g_szPath) != 4)
-    {
-        std::abort();
-    }
-    plan.m_bEver = iEver != 0;
+    g_pFaults = MapFaults();
     stdout = ::fopencookie(nullptr, "w", {nullptr, Print, nullptr, nullptr});
-    stderr = ::fopencookie(g_szPath, "w", {nullptr, Print, nullptr, nullptr});
+    stderr = ::fopencookie(g_pFaults, "w", {nullptr, Print, nullptr, nullptr});
     std::setvbuf(stderr, nullptr, _IONBF, 0);
-    SetFaultPlan(plan);
+    SetFaultPlan(g_pFaults->m_plan);
     EnableFaults(true);
 }
 
@@ -51,10 +39,7 @@ ssize_t Print(void* pDescriptor, const char* szText, std::size_t uSize)
 {
     EnableFaults(false);
     WaitForThreads(2); // this one and the one that watches over a crash
-    const SFaultResult result = GetFaultResult();
-    const int iFile = ::open(g_szPath, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
-    PrintFaultResult(iFile, result);
-    ::close(iFile);
+    g_pFaults->m_result = GetFaultResult();
 }
 
 } // namespace

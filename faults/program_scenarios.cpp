@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdlib>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include <arpa/inet.h>
@@ -28,20 +29,9 @@ int WaitAtMost(int iMilliseconds)
 class CProgram : public CChildProcess
 {
 public:
-    CProgram(const CTemporaryFolder& folder, const std::string& strProgram,
-             const std::vector<std::string>& vecArguments = {})
-        : CChildProcess(strProgram, vecArguments,
-                        [&]
-                        {
-                            const std::string strPlan =
-                                std::to_string(g_plan.m_iFault) + " " +
-                                std::to_string(g_plan.m_lFirst) + " " +
-                                std::to_string(static_cast<int>(g_plan.m_bEver)) + " " +
-                                folder.Path("result");
-                            ::setenv("ZOR_FAULT", strPlan.c_str(), 1);
-                            ::setenv("LD_PRELOAD", ZOR_PRELOAD, 1);
-                        }),
-          m_strResult(folder.Path("result"))
+    explicit CProgram(const std::string& strProgram,
+                      const std::vector<std::string>& vecArguments = {})
+        : CChildProcess(strProgram, vecArguments, [] { ::setenv("LD_PRELOAD", ZOR_PRELOAD, 1); })
     {
     }
 
@@ -49,7 +39,7 @@ public:
     {
         const int iCode = Wait();
         Law(iCode <= iMostExitCode, ("exit code " + std::to_string(iCode)).c_str());
-        const SFaultResult result = ParseFaultResult(ReadFile(m_strResult).c_str());
+        const SFaultResult result = std::exchange(g_pFaults->m_result, {});
         if (!g_ofProgram)
         {
             g_ofProgram = result;
@@ -65,7 +55,6 @@ public:
 
 private:
     static inline bool s_bEndedWell = false;
-    const std::string m_strResult;
 };
 
 bool IsPrintFault()
@@ -75,8 +64,7 @@ bool IsPrintFault()
 
 void Console()
 {
-    const CTemporaryFolder folder;
-    CProgram console(folder, ZOR_CONSOLE);
+    CProgram console(ZOR_CONSOLE);
     std::string strOutput = console.ReadOutputUntil("Parameters Loaded.\r\n", WaitAtMost(500));
     console.Type("diag list\ndiag 1\nlog\nmistake\nhelp\n");
     strOutput += console.ReadOutputUntil("log requested\r\n", WaitAtMost(300));
@@ -101,8 +89,7 @@ void Console()
 
 void Diag()
 {
-    const CTemporaryFolder folder;
-    CProgram diag(folder, ZOR_DIAG, {"show", "1", "--timeout", IsFaulty() ? "2" : "20"});
+    CProgram diag(ZOR_DIAG, {"show", "1", "--timeout", IsFaulty() ? "2" : "20"});
     const std::string strOutput = diag.ReadOutput();
     const std::string strErrors = diag.ReadErrors();
     const int iCode = diag.End(6);
@@ -139,12 +126,11 @@ void Simulator()
     const CTemporaryFolder folder;
     const std::string strOld = "<zor:RecorderConfiguration/>";
     WriteFile(folder.Path("c.xml"), strOld);
-    CProgram simulator(
-        folder, ZOR_SIMULATOR,
-        {"--http", "0", "--config", folder.Path("c.xml"), "--root", folder.Path("root")});
+    CProgram simulator(ZOR_SIMULATOR, {"--http", "0", "--config", folder.Path("c.xml"), "--root",
+                                       folder.Path("root")});
     const std::string strOutput = simulator.ReadOutputUntil("Recorder ready.\n", WaitAtMost(3000));
     const bool bReady = strOutput.find("Recorder ready.\n") != std::string::npos;
-    const char* const szSeconds = !IsFaulty() ? "10" : g_plan.m_bEver ? "0.5" : "1";
+    const char* const szSeconds = !IsFaulty() ? "10" : g_pFaults->m_plan.m_bEver ? "0.5" : "1";
     int iAnswered = 0;
     std::string strPage;
     if (bReady)
@@ -153,14 +139,15 @@ void Simulator()
         {
             strPage = GetPage(strOutput);
         }
-        for (int i = 0; i < 4 || (i == 4 && iAnswered == 0 && !g_plan.m_bEver); ++i)
+        for (int i = 0; i < 4 || (i == 4 && iAnswered == 0 && !g_pFaults->m_plan.m_bEver); ++i)
         {
             const char* const szCommand = i % 2 == 0 ? "list" : "log";
             CChildProcess diag(ZOR_DIAG, {szCommand, "--timeout", szSeconds, "--wait", szSeconds});
             iAnswered = diag.Wait() == 0 ? iAnswered + 1 : 0;
         }
-        Law(iAnswered > 0, "answers after the fault", !g_plan.m_bEver);
-        Law(strPage.ends_with("</html>\n"), "shows a page after the fault", !g_plan.m_bEver);
+        Law(iAnswered > 0, "answers after the fault", !g_pFaults->m_plan.m_bEver);
+        Law(strPage.ends_with("</html>\n"), "shows a page after the fault",
+            !g_pFaults->m_plan.m_bEver);
     }
     simulator.Kill(SIGTERM);
     const std::string strErrors = simulator.ReadErrors();

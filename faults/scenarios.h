@@ -18,8 +18,8 @@ struct SScenario
 std::span<const SScenario> GetLibraryScenarios();
 std::span<const SScenario> GetProgramScenarios();
 
-extern SFaultPlan g_plan;                       ///< of the work under way
-extern std::optional<SFaultResult> g_ofProgram; ///< of the first program started for it
+extern SFaults* g_pFaults;
+extern std::optional<SFaultResult> g_ofProgram; ///< of the first program that the work started
 
 bool IsFaulty();
 /// Locks and threads are made of memory, too.

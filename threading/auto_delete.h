@@ -48,6 +48,7 @@ public:
     }
 
 private:
+    // NOLINTNEXTLINE(modernize-use-override): not every T has a virtual destructor
     ~AutoDeleteThreadObjectImpl() = default;
 
     CMutualExclusion m_mutex;
