@@ -12,10 +12,8 @@
 #include "mu/memory_block.h"
 #include "tests/support/failing_calls.h"
 #include "tests/support/failing_heap.h"
-#include "tests/support/files.h"
 #include "tests/support/function_chain.h"
 #include "tests/support/line_logger.h"
-#include "tests/support/temporary_folder.h"
 #include "tests/support/testing.h"
 #include "threading/clock_calls.h"
 

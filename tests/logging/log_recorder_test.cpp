@@ -2,8 +2,6 @@
 
 #include "tests/support/failing_heap.h"
 #include "tests/support/fake_time.h"
-#include "tests/support/files.h"
-#include "tests/support/temporary_folder.h"
 #include "tests/support/testing.h"
 #include "tests/threading/threads.h"
 

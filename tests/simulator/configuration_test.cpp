@@ -5,8 +5,6 @@
 #include <sys/stat.h>
 
 #include "simulator/file_replacement.h"
-#include "tests/support/files.h"
-#include "tests/support/temporary_folder.h"
 #include "tests/support/testing.h"
 
 namespace

@@ -45,29 +45,28 @@ TEST(HttpServer, AnswersOrRefuses)
     EXPECT_THAT(CClient(server).Ask("PUT / HTTP/1.0\r\n\r\n"),
                 testing::HasSubstr("\r\nAllow: GET, HEAD\r\n"));
 
-    const std::string strGet = "GET / HTTP/1.1\r\n";
+    const auto get = [](const std::string& strFields)
+    { return "GET / HTTP/1.1\r\n" + strFields + "\r\n"; };
+    const auto host = [&](const char* szHost)
+    { return get(std::string("Host: ") + szHost + "\r\n"); };
+    const auto old = [](const char* szTarget)
+    { return std::string("GET ") + szTarget + " HTTP/1.0\r\n\r\n"; };
     const std::string strField = "X: " + std::string(8000, 'x') + "\r\n";
-    const std::string strOld = " HTTP/1.0\r\n\r\n";
     const std::map<std::string, std::vector<std::string>> mapRequests{
         {"200",
-         {"GET /" + strOld, strGet + "Host: LocalHost\r\n\r\n", strGet + "Host: [::1]:80\r\n\r\n",
-          strGet + strHost + "Content-Length: 0\r\n" + strField + "\r\n"}},
+         {old("/"), host("LocalHost"), host("[::1]:80"),
+          get(strHost + "Content-Length: 0\r\n" + strField)}},
         {"400",
-         {strGet + "\r\n", strGet + strHost + strHost + "\r\n", "GET  /" + strOld,
-          "\x16\x03\x01\x02", "PRI * HTTP/2.0\r\n\r\n"}},
+         {get(""), get(strHost + strHost), old(" /"), "\x16\x03\x01\x02",
+          "PRI * HTTP/2.0\r\n\r\n"}},
         {"413",
-         {strGet + strHost + "Content-Length: 5\r\n\r\nhello",
-          strGet + strHost + "Transfer-Encoding: chunked\r\n\r\n0\r\n\r\n"}},
+         {get(strHost + "Content-Length: 5\r\n") + "hello",
+          get(strHost + "Transfer-Encoding: chunked\r\n") + "0\r\n\r\n"}},
         {"421",
-         {strGet + "Host: recorder.example\r\n\r\n", strGet + "Host: 127.0.0.1.example\r\n\r\n",
-          strGet + "Host:\r\n\r\n", strGet + "Host: localhost:80:evil\r\n\r\n",
-          strGet + "Host: [localhost]\r\n\r\n", strGet + "Host: [::1]evil\r\n\r\n",
-          strGet + "Host: [127.0.0.1]\r\n\r\n"}},
-        {"431",
-         {strGet + strHost + strField + strField + "\r\n", "GET /" + std::string(60000, 'x')}},
-        {"503",
-         {"GET /none" + strOld, "GET /fail" + strOld, "GET /throw" + strOld,
-          "GET /large" + strOld}},
+         {host("recorder.example"), host("127.0.0.1.example"), host(""), host("localhost:80:evil"),
+          host("[localhost]"), host("[::1]evil"), host("[127.0.0.1]")}},
+        {"431", {get(strHost + strField + strField), "GET /" + std::string(60000, 'x')}},
+        {"503", {old("/none"), old("/fail"), old("/throw"), old("/large")}},
     };
     for (const auto& [strStatus, vecRequests] : mapRequests)
     {

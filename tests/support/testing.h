@@ -1,7 +1,7 @@
 #ifndef ZOR_TESTS_SUPPORT_TESTING_H
 #define ZOR_TESTS_SUPPORT_TESTING_H
 
-// What most tests stand on: the test framework, and the standard library's everyday headers.
+// What most tests stand on: the test framework, the standard library's everyday headers, and files.
 
 #include <algorithm>
 #include <array>
@@ -43,5 +43,8 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+
+#include "tests/support/files.h"
+#include "tests/support/temporary_folder.h"
 
 #endif
