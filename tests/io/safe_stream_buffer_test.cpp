@@ -124,10 +124,8 @@ public:
 
     CSafeStreamBuffer& m_input;
     const int m_iLimit;
-    std::atomic<int> m_iReferences{0};
-    int m_iReferencesAtEnd = 0;
-    int m_iCalls = 0;
-    std::atomic<int> m_iBytes{0};
+    std::atomic<int> m_iReferences{0}, m_iBytes{0};
+    int m_iReferencesAtEnd = 0, m_iCalls = 0;
     bool m_bInOrder = true;
     std::string m_strChain;
 };

@@ -1,6 +1,5 @@
 #include "tests/support/failing_heap.h"
 
-#include <atomic>
 #include <cerrno>
 #include <cstddef>
 
@@ -9,9 +8,6 @@ bool (*g_pIsAllocationRefused)() = nullptr;
 namespace
 {
 
-std::atomic<long> g_lBlocksOfProcess{0};
-thread_local long g_lBlocks = 0;
-thread_local bool g_bFailed = false;
 // Of this thread's allocations, counted by g_uNext, those from g_uFirst on are refused.
 thread_local unsigned g_uNext = 0;
 thread_local unsigned g_uFirst = 0;
@@ -21,7 +17,7 @@ thread_local unsigned g_uRefused = 0;
 
 CFailingHeap::CFailingHeap(int iAllowed, int iRefused)
 {
-    g_bFailed = false;
+    s_bFailed = false;
     g_uFirst = g_uNext + static_cast<unsigned>(iAllowed);
     g_uRefused = static_cast<unsigned>(iRefused);
 }
@@ -29,21 +25,6 @@ CFailingHeap::CFailingHeap(int iAllowed, int iRefused)
 CFailingHeap::~CFailingHeap()
 {
     g_uRefused = 0;
-}
-
-bool CFailingHeap::HasFailed()
-{
-    return g_bFailed;
-}
-
-long CFailingHeap::BlocksInUse()
-{
-    return g_lBlocks;
-}
-
-long CFailingHeap::BlocksOfProcess()
-{
-    return g_lBlocksOfProcess;
 }
 
 #if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
@@ -58,7 +39,7 @@ bool IsRefused()
     {
         return false;
     }
-    g_bFailed = true;
+    CFailingHeap::s_bFailed = true;
     errno = ENOMEM;
     return true;
 }
@@ -66,8 +47,8 @@ bool IsRefused()
 void* Count(void* pMemory, long lBlocks)
 {
     lBlocks = pMemory != nullptr ? lBlocks : 0;
-    g_lBlocks += lBlocks;
-    g_lBlocksOfProcess.fetch_add(lBlocks, std::memory_order_relaxed);
+    CFailingHeap::s_lBlocks += lBlocks;
+    CFailingHeap::s_lBlocksOfProcess.fetch_add(lBlocks, std::memory_order_relaxed);
     return pMemory;
 }
 

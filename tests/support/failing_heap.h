@@ -1,6 +1,7 @@
 #ifndef ZOR_TESTS_SUPPORT_FAILING_HEAP_H
 #define ZOR_TESTS_SUPPORT_FAILING_HEAP_H
 
+#include <atomic>
 #include <climits>
 #include <new>
 
@@ -26,11 +27,20 @@ public:
     CFailingHeap(CFailingHeap&&) = delete; // nor copied
 
     /// Whether an allocation was refused.
-    static bool HasFailed();
+    static bool HasFailed()
+    {
+        return s_bFailed;
+    }
     /// Blocks that this thread allocated and nobody freed, up to a constant.
-    static long BlocksInUse();
+    static long BlocksInUse()
+    {
+        return s_lBlocks;
+    }
     /// The same of all threads.
-    static long BlocksOfProcess();
+    static long BlocksOfProcess()
+    {
+        return s_lBlocksOfProcess;
+    }
 
     /// Does the work without its first allocation, then without the second, and so on to the last;
     /// it may throw std::bad_alloc. The first allocation without which a block stays, or -1.
@@ -57,6 +67,11 @@ public:
         }
         return -1;
     }
+
+    // The allocator's.
+    static constinit inline thread_local bool s_bFailed = false;
+    static constinit inline thread_local long s_lBlocks = 0;
+    static constinit inline std::atomic<long> s_lBlocksOfProcess{0};
 };
 
 #endif

@@ -2,14 +2,13 @@
 
 #include "threading/clock_calls.h"
 
-long long g_llFakeTime = -1; // the system's
-
 // In place of the C library's. No caller here wants the other result.
 extern "C" std::time_t time(std::time_t*) noexcept
 {
     std::timespec tsNow{};
     clock_gettime(CLOCK_REALTIME, &tsNow);
-    return g_llFakeTime < 0 ? tsNow.tv_sec : static_cast<std::time_t>(g_llFakeTime);
+    const auto tFake = static_cast<std::time_t>(CFakeTime::s_llTime);
+    return tFake < 0 ? tsNow.tv_sec : tFake;
 }
 
 // In place of the library's: the system's clock is not touched.
@@ -19,7 +18,7 @@ int mu::clock_calls::GetTime(clockid_t clock, std::timespec* pTime)
 }
 int mu::clock_calls::SetTime(clockid_t, const std::timespec* pTime)
 {
-    g_llFakeTime = pTime->tv_sec;
+    CFakeTime::Set(pTime->tv_sec);
     return 0;
 }
 int mu::clock_calls::OpenHardwareClock(const char*)

@@ -4,8 +4,6 @@
 #include <cstdlib>
 #include <ctime>
 
-extern long long g_llFakeTime;
-
 /// What time() answers for a scope in a test that links fake_time.cpp, in seconds since 1970-01-01,
 /// UTC, and the time zone (POSIX TZ). In such a test the library sets this time and no clock.
 /// Threads that ask start after a change.
@@ -19,7 +17,9 @@ public:
         Set(llTime);
     }
     ~CFakeTime() { Set(-1); }
-    static void Set(long long llTime) { g_llFakeTime = llTime; }
+    static void Set(long long llTime) { s_llTime = llTime; }
+
+    inline static long long s_llTime = -1; ///< the system's
 };
 
 #endif

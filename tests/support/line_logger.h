@@ -1,7 +1,6 @@
 #ifndef ZOR_TESTS_SUPPORT_LINE_LOGGER_H
 #define ZOR_TESTS_SUPPORT_LINE_LOGGER_H
 
-#include <atomic>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -40,9 +39,9 @@ public:
         return std::exchange(m_vLines, {});
     }
 
-    // Counted, but the object belongs to its scope.
-    int AddRef() override { return ++m_iReferences; }
-    int Release() override { return --m_iReferences; }
+    // The object belongs to its scope.
+    int AddRef() override { return 1; }
+    int Release() override { return 1; }
 
     Severity GetLowestLoggerServerity() override { return m_eLowest; }
     void LogMessage(Severity eSeverity, const char* szText) override
@@ -63,7 +62,6 @@ public:
     }
 
     const Severity m_eLowest;
-    std::atomic<int> m_iReferences{0};
     std::function<void()> m_onMessage; ///< called on the thread that logs
 
 private:
