@@ -100,17 +100,6 @@ TEST(HttpServer, KeepsItsLimits)
         EXPECT_THAT(CClient(server).Ask(""), StartsWith("HTTP/1.1 503 "));
         EXPECT_EQ(first.Ask("GET / HTTP/1.1\r\nHos"), "") << "dropped after its time";
     }
-    const int iLast = ::dup(0); // the only descriptor that is left: the client's
-    ::close(iLast);
-    rlimit limit{};
-    ::getrlimit(RLIMIT_NOFILE, &limit);
-    const rlimit few{static_cast<rlim_t>(iLast) + 1, limit.rlim_max};
-    ::setrlimit(RLIMIT_NOFILE, &few);
-    const CClient patient(server);
-    std::this_thread::sleep_for(50ms);
-    ::setrlimit(RLIMIT_NOFILE, &limit);
-    EXPECT_THAT(patient.Ask("GET / HTTP/1.0\r\n\r\n"), StartsWith("HTTP/1.1 200 "));
-
     // A server that ends while clients are connected does not wait for them.
     auto pLast = std::make_unique<CHttpServer>();
     EXPECT_EQ(pLast->Start({}, Handle), "");
