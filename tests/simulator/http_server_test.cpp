@@ -100,6 +100,8 @@ TEST(HttpServer, KeepsItsLimits)
         EXPECT_THAT(CClient(server).Ask(""), StartsWith("HTTP/1.1 503 "));
         EXPECT_EQ(first.Ask("GET / HTTP/1.1\r\nHos"), "") << "dropped after its time";
     }
+    EXPECT_THAT(CClient(server).Ask("GET / HTTP/1.0\r\n\r\n"), StartsWith("HTTP/1.1 200 "));
+
     // A server that ends while clients are connected does not wait for them.
     auto pLast = std::make_unique<CHttpServer>();
     EXPECT_EQ(pLast->Start({}, Handle), "");
