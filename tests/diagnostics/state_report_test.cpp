@@ -4,6 +4,7 @@
 #include <sys/mman.h>
 
 #include "diagnostics/readable_memory.h"
+#include "fuzz/support/plain_report.h"
 #include "mu/unicode.h"
 #include "tests/support/guarded_page.h"
 #include "tests/support/line_logger.h"
@@ -13,14 +14,6 @@
 namespace
 {
 
-std::string Hex(const void* p)
-{
-    char szText[20];
-    std::snprintf(szText, sizeof szText, "0x%0*llX", static_cast<int>(2 * sizeof p),
-                  static_cast<unsigned long long>(reinterpret_cast<std::uintptr_t>(p)));
-    return szText;
-}
-
 // In a block of exactly that size, for the sanitizer.
 template <typename TWrite, class... TChain>
 std::string Report(TWrite write, int iSize, TChain... chain)
@@ -29,54 +22,6 @@ std::string Report(TWrite write, int iSize, TChain... chain)
     const int iLength = write(chain..., pBuffer.get(), iSize);
     EXPECT_LE(iLength, std::max(iSize, 0));
     return {pBuffer.get(), static_cast<std::size_t>(iLength)};
-}
-
-// A function's tag with its parameters: each one's name, value, type, and how the report says it
-// when there is room.
-struct SRow
-{
-    const char* m_szName;
-    const void* m_pValue;
-    int m_iType;
-    std::string m_strText;
-};
-using Function = std::pair<const char*, std::vector<SRow>>;
-
-// The rules for room, piece by piece.
-std::string ExpectedReport(const std::vector<Function>& vFunctions, int iSize)
-{
-    std::string strReport;
-    const auto room = [&] { return iSize - static_cast<int>(strReport.size()); };
-    for (const auto& [szTag, vRows] : vFunctions)
-    {
-        if (room() <= 10 || room() <= static_cast<int>(std::strlen(szTag)) + 2)
-            break;
-        strReport += szTag;
-        for (const SRow& row : vRows)
-        {
-            if (static_cast<int>(std::strlen(row.m_szName)) + 15 >= room())
-                break;
-            strReport.append(" ").append(row.m_szName).append("=");
-            const int iRoom = room();
-            const int iLength = static_cast<int>(row.m_strText.size());
-            const bool bText = row.m_strText != "NULL" && row.m_strText != "INVALID";
-            const bool bNarrow = bText && row.m_iType == FPT_STRING; // is cut, with 15 to spare
-            const bool bWide = bText && row.m_iType == FPT_WSTRING;  // whole with 15 to spare
-            const char* const szQuote = bNarrow || bWide ? "\"" : "";
-            const int iNeeded = bWide ? iLength + 16 : row.m_iType == FPT_BINARY ? 41 : iLength;
-            if (bNarrow || iRoom >= iNeeded)
-            {
-                const int iMost = bNarrow ? std::max(iRoom - 16, 0) : iLength;
-                strReport.append(szQuote)
-                    .append(row.m_strText, 0, static_cast<std::size_t>(iMost))
-                    .append(szQuote);
-            }
-        }
-        if (room() < 2)
-            break;
-        strReport += "\r\n";
-    }
-    return strReport;
 }
 
 TEST(StateReport, SaysEachTypeOfValueAndCutsByTheRulesAtEverySize)
@@ -99,8 +44,12 @@ TEST(StateReport, SaysEachTypeOfValueAndCutsByTheRulesAtEverySize)
     const std::uint8_t uByte = 0xA5;
     const std::int16_t iShort = -32768;
     const std::uint16_t uWord = 0xBEEF;
+    const auto hex = [](const void* p)
+    { return Hex(reinterpret_cast<std::uintptr_t>(p), 2 * sizeof(p)); };
 
-    const std::vector<Function> vFunctions = {
+    // A function's tag with its parameters: each one's name, value, type and text.
+    using Row = std::tuple<const char*, const void*, int, std::string>;
+    const std::pair<const char*, std::vector<Row>> aFunctions[] = {
         {"T::Inner",
          {{"bYes", &vBools[1], FPT_BOOL, "True"},
           {"bNo", &vBools[0], FPT_BOOL, "False"},
@@ -111,17 +60,17 @@ TEST(StateReport, SaysEachTypeOfValueAndCutsByTheRulesAtEverySize)
           {"", &iValues[1], FPT_INT, "-999"},
           {"i3", &iValues[3], FPT_INT, "2,147,483,647"}}},
         {"T::M",
-         {{"szLong", &szLong, FPT_STRING, strLong},
-          {"szOpen", &szOpen, FPT_STRING, "open"},
+         {{"szLong", &szLong, FPT_STRING, '"' + strLong + '"'},
+          {"szOpen", &szOpen, FPT_STRING, "\"open\""},
           {"wszNone", &pNone, FPT_WSTRING, "NULL"},
           {"wszOdd", &pOdd, FPT_WSTRING, "NULL"},
           {"wszShort", &pShort, FPT_WSTRING, "INVALID"},
-          {"wszLong", &wszLong, FPT_WSTRING, mu::WideStringToNarrow(wsLong)},
+          {"wszLong", &wszLong, FPT_WSTRING, '"' + mu::WideStringToNarrow(wsLong) + '"'},
           {"llValue", &llValue, FPT_INT64, "-9,223,372,036,854,775,808"}}},
         {"T::Outermost",
          {{"pNone", &pNone, FPT_POINTER, "NULL"},
-          {"pGood", &pGood, FPT_POINTER, Hex(pGood)},
-          {"pBad", &pBad, FPT_POINTER, "(BAD)" + Hex(pBad)},
+          {"pGood", &pGood, FPT_POINTER, hex(pGood)},
+          {"pBad", &pBad, FPT_POINTER, "(BAD)" + hex(pBad)},
           {"i0", &iValues[0], FPT_INT, "0"},
           {"i1", &iValues[1], FPT_INT, "-999"},
           {"i2", &iValues[2], FPT_INT, "1,000"},
@@ -132,19 +81,27 @@ TEST(StateReport, SaysEachTypeOfValueAndCutsByTheRulesAtEverySize)
     };
     SFuncStateEntry vEntries[3] = {};
     std::deque<SFuncStateParam> vParams;
+    std::string strWhole;
     for (std::size_t u = 0; u < 3; ++u)
     {
-        SetNewFuncStateEntry(&vEntries[u], vFunctions[u].first, u < 2 ? &vEntries[u + 1] : nullptr);
-        for (const SRow& row : vFunctions[u].second)
+        const auto& [szTag, vRows] = aFunctions[u];
+        SetNewFuncStateEntry(&vEntries[u], szTag, u < 2 ? &vEntries[u + 1] : nullptr);
+        strWhole += szTag;
+        for (const auto& [szName, pValue, iType, strText] : vRows)
         {
-            SetNewFuncParam(&vParams.emplace_back(), row.m_szName, const_cast<void*>(row.m_pValue),
-                            row.m_iType);
+            SetNewFuncParam(&vParams.emplace_back(), szName, const_cast<void*>(pValue), iType);
             AddFuncStateParam(&vEntries[u], &vParams.back());
+            strWhole.append(" ").append(szName).append("=").append(strText);
         }
+        strWhole += "\r\n";
     }
-    for (int iSize = -1; iSize < 1000; ++iSize)
-        ASSERT_EQ(Report(WriteStateReport, iSize, vEntries), ExpectedReport(vFunctions, iSize))
-            << iSize;
+    EXPECT_EQ(Report(WriteStateReport, 1000, vEntries), strWhole);
+    for (int iSize = -1; iSize < static_cast<int>(strWhole.size()) + 20; ++iSize)
+    {
+        CPlainReport plain(iSize);
+        plain.Write(vEntries);
+        ASSERT_EQ(Report(WriteStateReport, iSize, vEntries), plain.m_strText) << iSize;
+    }
 }
 
 TEST(StateReport, EndsWhereTheChainIsDamaged)
