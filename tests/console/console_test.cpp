@@ -129,8 +129,7 @@ TEST_F(Console, ObeysCommands)
 
 TEST_F(Console, ListsDiagnostics)
 {
-    std::string strHundred;
-    std::string strHundredListed;
+    std::string strHundred, strHundredListed;
     for (int i = 1; i <= 100; ++i)
     {
         strHundred += "<zor:DiagnosticType/>";

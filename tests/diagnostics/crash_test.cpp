@@ -27,8 +27,7 @@ std::string Plain(std::string strReport)
         std::regex_replace(strReport, kTime, "time\r", std::regex_constants::format_first_only);
     strReport = std::regex_replace(strReport, std::regex("0x[0-9A-Fa-f]+"), "number");
     std::istringstream lines(strReport);
-    std::string strPlain;
-    std::string strBefore;
+    std::string strPlain, strBefore;
     for (std::string strLine; std::getline(lines, strLine); strBefore = strLine)
     {
         if (strLine.size() > 1000)

@@ -153,8 +153,7 @@ TEST(EasyXml, NamesResolveByNamespaceOrExactly)
     EXPECT_EQ(Index(root.GetChildByName(L"a", L"urn:other")), 4);
     EXPECT_EQ(Index(root.GetChildByName(L"z:a", L"urn:z")), -1);
 
-    std::wstring ws;
-    std::wstring wsURI;
+    std::wstring ws, wsURI;
     ASSERT_TRUE(root.GetFirstChild().GetNextSibling().GetName(ws, wsURI));
     EXPECT_EQ(ws + L"|" + wsURI, L"a|urn:z");
     const CEasyXMLNode last = root.GetChildByName(L"a", L"urn:other");
