@@ -11,7 +11,6 @@ TEST(LocalTimes, AreTheCLibrarysAroundEveryHour)
         mu::CLocalTimes times;
         times.Load();
         for (std::time_t tHour = 86400; tHour < 2'000'000'000; tHour += 3600 * 7)
-        {
             for (const std::time_t t : {tHour - 1, tHour, tHour + 3600})
             {
                 std::tm tm = {};
@@ -19,7 +18,6 @@ TEST(LocalTimes, AreTheCLibrarysAroundEveryHour)
                 mu::StandardTimeStructToTimeComponents(::localtime_r(&t, &tm), expected);
                 ASSERT_EQ(times.At(t), expected) << szZone << " " << t;
             }
-        }
     }
     ::unsetenv("TZ");
 }

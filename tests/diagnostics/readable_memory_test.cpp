@@ -45,7 +45,6 @@ TEST(ReadableMemory, AnswersInHandlersOfTheSameSignalAndOnOtherStacks)
     CFunctionSwitch fsTest("T::Test"); // gives the thread an alternate stack
     ProbeEverything();
     for (const int iSignal : {SIGSEGV, SIGBUS, SIGUSR1})
-    {
         for (const int iFlags : {0, SA_ONSTACK, SA_NODEFER | SA_ONSTACK})
         {
             struct sigaction action = {};
@@ -63,7 +62,6 @@ TEST(ReadableMemory, AnswersInHandlersOfTheSameSignalAndOnOtherStacks)
             EXPECT_EQ(g_iHandled, 2);
             EXPECT_TRUE(std::signal(iSignal, SIG_DFL) == ProbeInHandler) << "as before the probes";
         }
-    }
 }
 
 TEST(ReadableMemory, ThreadsProbeAtOnceAndOnesRealFaultGoesToTheHandlerBefore)

@@ -10,7 +10,6 @@ TEST(Version, InOrderOfPrecedence)
                                     "1.0.0",        "1.0.0.1",       "1.2",
                                     "1.10",         "4294967295"};
     for (std::size_t i = 0; i < std::size(strOrder); ++i)
-    {
         for (std::size_t j = 0; j < std::size(strOrder); ++j)
         {
             mu::SVersion first, second;
@@ -21,7 +20,6 @@ TEST(Version, InOrderOfPrecedence)
             EXPECT_EQ((iOrder > 0) - (iOrder < 0), (i > j) - (i < j))
                 << strOrder[i] << " " << strOrder[j];
         }
-    }
     mu::SVersion first, second;
     ASSERT_TRUE(mu::ParseVersion("01.2-07+build-1", first));
     ASSERT_TRUE(mu::ParseVersion("1.2.0-7", second));

@@ -122,10 +122,8 @@ TEST(Web, ReadsWhatComesIn)
         {MakeMailBody, strTail + "\r\n\xA9", {strTail + "\xA9"}},
     };
     for (const auto& [pEdit, strExpected, texts] : kCases)
-    {
         for (const std::string& strText : texts)
             EXPECT_EQ(Edited(strText, pEdit), strExpected) << strText;
-    }
 
     CBasicStringsMap map;
     map.FromCookieHeader("n=-7x;on=on;f=0", 15);
