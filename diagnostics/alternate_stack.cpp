@@ -48,11 +48,12 @@ void InstallAlternateStack()
 
 void RemoveAlternateStack()
 {
-    stack_t current = {};
-    if (g_pMapping == nullptr || ::sigaltstack(nullptr, &current) != 0)
+    if (g_pMapping == nullptr)
     {
         return;
     }
+    stack_t current = {};
+    ::sigaltstack(nullptr, &current);
     // sigaltstack() refuses while the thread runs on this stack; the stack then stays.
     if (current.ss_sp == g_pMapping + kGuardSize && ::sigaltstack(&g_stackBefore, nullptr) != 0)
     {

@@ -19,7 +19,8 @@ constexpr long long kEndOf2100 = 4'133'980'800;
 long OffsetAt(std::time_t tMoment)
 {
     std::tm time = {};
-    return ::localtime_r(&tMoment, &time) != nullptr ? time.tm_gmtoff : 0;
+    ::localtime_r(&tMoment, &time);
+    return time.tm_gmtoff;
 }
 
 } // namespace

@@ -11,12 +11,11 @@ CCopyStreamThread::CCopyStreamThread(IStreamReader* psrReader, IStreamWriter* ps
 bool CCopyStreamThread::Start(IStreamReader* psrReader, IStreamWriter* pswWriter)
 try
 {
-    std::unique_ptr<CCopyStreamThread> pThread(new CCopyStreamThread(psrReader, pswWriter));
     // Once it is started, the object belongs to its thread, which may have freed it already.
-    CCopyStreamThread* const pStarted = pThread.release();
-    if (!pStarted->StartThread("Copy Stream", nullptr, nullptr))
+    auto* const pThread = new CCopyStreamThread(psrReader, pswWriter);
+    if (!pThread->StartThread("Copy Stream", nullptr, nullptr))
     {
-        delete pStarted;
+        delete pThread;
         return false;
     }
     return true;

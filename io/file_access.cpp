@@ -247,7 +247,8 @@ bool CFileAccess::Truncate(unsigned long long llLength)
 
 bool CFileAccess::WriteUTF8Header()
 {
-    return Write("\xEF\xBB\xBF", 3) == 3;
+    constexpr auto kSize = static_cast<int>(mu::kByteOrderMark.size());
+    return Write(mu::kByteOrderMark.data(), kSize) == kSize;
 }
 
 void CFileAccess::GetLastErrorString(wchar_t* wszText, int iLength) const

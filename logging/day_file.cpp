@@ -11,6 +11,7 @@
 
 #include "diagnostics/crash_file.h"
 #include "mu/text.h"
+#include "mu/unicode.h"
 #include "threading/sleep.h"
 
 namespace mu
@@ -19,8 +20,7 @@ namespace mu
 namespace
 {
 
-constexpr char kMark[] = "\xEF\xBB\xBF";
-constexpr int kMarkSize = sizeof(kMark) - 1;
+constexpr auto kMarkSize = static_cast<int>(kByteOrderMark.size());
 
 } // namespace
 
@@ -109,7 +109,7 @@ int CDayFile::Write(const void* pText, int iSize)
     assert(IsInTurn());
     if (m_iMarkLeft > 0)
     {
-        const int iWritten = Put(kMark + kMarkSize - m_iMarkLeft, m_iMarkLeft);
+        const int iWritten = Put(kByteOrderMark.data() + kMarkSize - m_iMarkLeft, m_iMarkLeft);
         m_iMarkLeft -= std::max(iWritten, 0);
         if (m_iMarkLeft > 0)
         {
@@ -210,7 +210,8 @@ bool CDayFile::OpenForCrash()
 bool CDayFile::AppendInCrash(const char* pText, std::size_t uSize)
 {
     const auto uMarkLeft = static_cast<std::size_t>(std::exchange(m_iMarkLeft, 0));
-    return WriteAllInCrash(m_iDescriptor, kMark + kMarkSize - uMarkLeft, uMarkLeft) &&
+    return WriteAllInCrash(m_iDescriptor, kByteOrderMark.data() + kByteOrderMark.size() - uMarkLeft,
+                           uMarkLeft) &&
            WriteAllInCrash(m_iDescriptor, pText, uSize);
 }
 

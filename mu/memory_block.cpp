@@ -19,10 +19,7 @@ CMemBlockPtr::CMemBlockPtr(unsigned int uSize)
 
 CMemBlockPtr::CMemBlockPtr(const void* pData, unsigned int uSize)
 {
-    if (Create(uSize) && uSize > 0)
-    {
-        std::memcpy(m_pData, pData, uSize);
-    }
+    AssignData(pData, uSize);
 }
 
 CMemBlockPtr::CMemBlockPtr(const CMemBlockPtr& other)
@@ -34,9 +31,9 @@ CMemBlockPtr::CMemBlockPtr(const CMemBlockPtr& other)
         m_uSize = other.m_uSize;
         m_bStatic = true;
     }
-    else if (Create(other.m_uSize) && m_uSize > 0)
+    else if (!AssignData(other.m_pData, other.m_uSize))
     {
-        std::memcpy(m_pData, other.m_pData, m_uSize);
+        m_uPosition = 0;
     }
 }
 

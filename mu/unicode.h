@@ -19,6 +19,9 @@ namespace mu
 // are the caller's, and must not overlap. Nothing throws: a string that finds no memory is left
 // empty.
 
+/// The beginning of a text file in UTF-8.
+inline constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
+
 /// The bytes that the encoding of a text takes, without a terminator; at most INT_MAX - 1.
 int GetConvertedStringLength(const wchar_t* wszText, int iLength);
 int GetConvertedStringLength32(const unsigned long* pText, int iLength);

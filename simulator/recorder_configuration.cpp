@@ -16,7 +16,6 @@ namespace
 {
 
 constexpr wchar_t kRoot[] = L"zor:RecorderConfiguration";
-constexpr char kByteOrderMark[] = "\xEF\xBB\xBF";
 
 /// False for what is not UTF-8, of which something would be lost, and for a NUL.
 bool Widen(const std::string& strText, std::wstring& wsText)
@@ -137,5 +136,5 @@ std::string CRecorderConfiguration::Save()
     m_bChanged = false;
     std::string strText;
     m_document.ToUTF8(strText);
-    return ReplaceFile(m_strPath, kByteOrderMark + strText);
+    return ReplaceFile(m_strPath, strText.insert(0, mu::kByteOrderMark));
 }

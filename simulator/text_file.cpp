@@ -4,10 +4,10 @@
 #include <cstring>
 
 #include "io/file_access.h"
+#include "mu/unicode.h"
 
 std::string ReadTextFile(const std::string& strPath, std::string& strText)
 {
-    constexpr char kByteOrderMark[] = "\xEF\xBB\xBF";
     char szChunk[4096];
     CFileAccess file;
     int iRead = file.Open(strPath.c_str(), CFileAccess::FM_READ, true) ? 1 : -1;
@@ -20,9 +20,9 @@ std::string ReadTextFile(const std::string& strPath, std::string& strText)
     {
         return strPath + ": cannot be read: " + std::strerror(errno);
     }
-    if (strText.starts_with(kByteOrderMark))
+    if (strText.starts_with(mu::kByteOrderMark))
     {
-        strText.erase(0, sizeof(kByteOrderMark) - 1);
+        strText.erase(0, mu::kByteOrderMark.size());
     }
     return {};
 }

@@ -173,10 +173,10 @@ private:
     wchar_t* m_pWrite;
 };
 
-/// Decodes the well-formed UTF-8 sequence (RFC 3629) at p and moves p behind it. False, with p of
-/// no more use, if there is none. Text with a malformed sequence cannot be scanned as bytes:
-/// mu::ConvertString() accepts more than RFC 3629, even a "<" of two bytes. Such text is converted
-/// first and then scanned as wide text.
+/// Decodes the UTF-8 sequence at p and moves p behind it. False, with p of no more use, if there is
+/// none of RFC 3629; surrogates and codes up to 0x13FFFF, which RFC 3629 excludes, are taken, too.
+/// Text with any other sequence cannot be scanned as bytes: mu::ConvertString() accepts more, even
+/// a "<" of two bytes. Such text is converted first and then scanned as wide text.
 inline bool TakeSequence(const char*& p, const char* pEnd, std::uint32_t& uCode)
 {
     const auto Byte = [p](int i)
