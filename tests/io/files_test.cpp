@@ -163,6 +163,7 @@ TEST(FileAccess, MovesAndCutsBeyond4GiB)
     {
         CFileAccess file;
         ASSERT_TRUE(file.Open(folder.Path("f").c_str(), CFileAccess::FM_CREATE, false));
+        EXPECT_TRUE(file.WriteUTF8Header() && file.GetPosition() == 3);
         EXPECT_TRUE(file.WriteBlock(kFiveGiB - 4, 4, "text") && file.WriteBlock(kFiveGiB, 0, ""));
         EXPECT_EQ(file.GetPosition(), kFiveGiB);
         EXPECT_TRUE(file.Truncate(llLength));
@@ -200,11 +201,14 @@ TEST(FileContents, LoadsTextOfEachEncoding)
         WriteFile(folder.Path("f"), strBytes);
         auto eEncoding = static_cast<CFileAccess::ETextFileEncoding>(-1);
         int iLength = 9;
+        CLineLogger logger;
         EXPECT_EQ(CFileAccess::DetectTextFileEncoding(wsFile.c_str(), eEncoding, iLength),
                   iExpected >= 0);
         EXPECT_EQ(std::pair(int{eEncoding}, iLength), std::pair(iExpected, iMark));
         EXPECT_EQ(CFileAccess::ToString(wsFile.c_str(), wsText), iExpected >= 0);
         EXPECT_EQ(wsText, wsExpected);
+        const std::string strLine = "3 No detection of text encoding for file: " + folder.Path("f");
+        EXPECT_EQ(logger.TakeLines(), std::vector<std::string>(iExpected < 0 ? 1U : 0U, strLine));
     }
 }
 
@@ -222,9 +226,11 @@ TEST(FileContents, RefusesWhatAnIntOrTheMemoryCannotHold)
         for (int iAllowed = 0; !bLoaded; ++iAllowed)
         {
             wsText = L"old";
-            const CFailingHeap heap(iAllowed);
+            CLineLogger logger;
+            const CFailingHeap heap(iAllowed, 1);
             bLoaded = CFileAccess::ToString(wsFile.c_str(), wsText);
             ASSERT_EQ(wsText.size(), bLoaded ? 3000U : 3U) << iAllowed;
+            EXPECT_EQ(logger.TakeLines().size(), bLoaded ? 0U : 1U) << iAllowed;
         }
     }
     ASSERT_EQ(::truncate(folder.Path("f").c_str(), 0x8000'0000), 0);
@@ -238,6 +244,7 @@ TEST(FileContents, RefusesWhatAnIntOrTheMemoryCannotHold)
         WriteFile(folder.Path("f"), "text");
     }
     EXPECT_EQ(CFileAccess::ToBuffer(folder.WidePath().c_str(), block), -1) << "a folder";
+    EXPECT_EQ(CFileAccess::ToBuffer(folder.WidePath().c_str(), block), -1);
 }
 
 TEST(FileContents, AreTheSameHoweverTheyAreLoadedOrCopied)
