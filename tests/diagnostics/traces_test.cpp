@@ -40,9 +40,7 @@ thread_local bool g_bLooking = false;
 void Look()
 {
     if (!g_bLook || g_bLooking)
-    {
         return;
-    }
     const int iError = errno;
     g_bLooking = true;
     const std::scoped_lock lock(g_mutexOfSeen);
@@ -54,9 +52,7 @@ void Look()
             const std::string_view svName = q->m_szName;
             strFunction.append(" ").append(svName).append(":") += std::to_string(q->m_iType);
             if (svName == "szStage" || svName == "szStep" || svName == "szState")
-            {
                 g_setSeen.insert(*static_cast<const char* const*>(q->m_pValue));
-            }
         }
         g_setSeen.insert(strFunction);
     }
@@ -87,9 +83,7 @@ void WaitUntilSeen(const char* szTrace)
     {
         const std::scoped_lock lock(g_mutexOfSeen);
         if (g_setSeen.contains(szTrace))
-        {
             return;
-        }
     }
 }
 

@@ -132,10 +132,8 @@ TEST(XmlParser, TellsPeopleTheLineAndColumnOfAnError)
           "an attribute is not of the form name=\"value\"", "a tag does not end as it must",
           "the closing tag does not match the open element",
           "a closing tag, but no element is open", "this element is not closed"})
-    {
         EXPECT_EQ(mu::DescribeXMLError({static_cast<mu::EXMLError>(iReason++), 0}, ""),
                   "line 1, column 1: " + strReason);
-    }
 }
 
 // Bytes that the lenient conversion makes markup of must be markup, wherever they stand.
