@@ -7,9 +7,9 @@ void OpenStandardDescriptors();
 /// Closes a descriptor, unless it is -1, and makes it -1.
 void CloseDescriptor(int& iDescriptor);
 
-/// Moves a descriptor to a number that select() can hold and returns the new number. A program
-/// may inherit so many descriptors that those it opens lie beyond: then one of the inherited ones,
-/// never iKept, gives way.
+/// Moves a descriptor to a number that select() can hold and returns the new number, -1 with the
+/// descriptor closed if the system refuses. A program may inherit so many descriptors that those it
+/// opens lie beyond: then one of the inherited ones, never iKept, gives way.
 int MoveIntoSelectRange(int iDescriptor, int iKept);
 
 /// Whether nobody can read any more what is written to the descriptor: the other end of the pipe,

@@ -209,14 +209,17 @@ int RunSession()
 
     std::puts("Opening input pipe.\r");
     const bool bVisible = FlushOutput();
-    const int iOpened = bVisible ? ::open(g_aszPipePaths[1], O_RDONLY | O_CLOEXEC, 0600) : -1;
-    if (iOpened < 0)
+    int iInPipe = bVisible ? ::open(g_aszPipePaths[1], O_RDONLY | O_CLOEXEC, 0600) : -1;
+    if (iInPipe >= 0)
+    {
+        iInPipe = MoveIntoSelectRange(iInPipe, iOutPipe);
+    }
+    if (iInPipe < 0)
     {
         const int iError = errno;
         ::close(iOutPipe);
         return bVisible ? ReportFailedOpen(g_aszPipePaths[1], iError) : 0;
     }
-    const int iInPipe = MoveIntoSelectRange(iOpened, iOutPipe);
 
     std::puts("Sending request for parameters.\r");
     if (FlushOutput())
