@@ -28,8 +28,9 @@ long OffsetAt(std::time_t tMoment)
 void CLocalTimes::Load()
 {
     ::tzset();
+    // FindChanges() counts up to a week beyond its end.
     constexpr auto kEnd = static_cast<std::time_t>(
-        std::min<long long>(kEndOf2100, std::numeric_limits<std::time_t>::max()));
+        std::min<long long>(kEndOf2100, std::numeric_limits<std::time_t>::max() - kWeek));
     m_vChanges[0] = {0, OffsetAt(0)};
     m_iChanges = 1;
     for (std::time_t t = 0; t <= kEnd - kStep; t += kStep)
