@@ -102,8 +102,9 @@ public:
     int AddRef() override { return ++m_iReferences; }
     int Release() override
     {
-        const std::unique_ptr<CTestLog> pLast(--m_iReferences == 0 ? this : nullptr);
-        return m_iReferences;
+        const int iReferences = --m_iReferences;
+        iReferences == 0 ? delete this : void();
+        return iReferences;
     }
     /// The file of a day of 2024, which is given as in "02 February/29".
     fs::path Path(const std::string& strDay) const
