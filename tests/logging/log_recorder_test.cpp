@@ -22,6 +22,7 @@ public:
         std::string strText("none");
         GetLogMessage(iIndex, iCount, ullTime, exmlMessage);
         exmlMessage.GetRoot().GetAttributeValue(L"zor:Text", strText);
+        EXPECT_EQ(ullTime != 0, exmlMessage.GetRoot().IsValid());
         exmlMessage.AddRoot(L"changed", L"");
         return strText + ";";
     }

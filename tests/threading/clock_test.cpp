@@ -31,7 +31,7 @@ int mu::clock_calls::GetTime(clockid_t clock, std::timespec* pTime)
 {
     pTime->tv_sec = static_cast<std::time_t>(g_allTimes[clock] / kSecond);
     pTime->tv_nsec = static_cast<long>(g_allTimes[clock] % kSecond);
-    return clock == CLOCK_REALTIME ? 0 : Answer("read");
+    return Answer(clock == CLOCK_REALTIME ? "wall" : "read");
 }
 
 int mu::clock_calls::SetTime(clockid_t clock, const std::timespec* pTime)
@@ -138,6 +138,7 @@ TEST(ClockFallBack, TakesTheWallClockAndHidesItsJumps)
     CPreciseTimer timer;
     timer.StartTimer();
     CLineLogger logger;
+    logger.m_onMessage = [&] { timer.GetTime(); }; // which fails in its turn
     g_strFailing = "read";
     timer.UpdateElapsed();
     EXPECT_EQ(logger.TakeLines(),
@@ -147,6 +148,12 @@ TEST(ClockFallBack, TakesTheWallClockAndHidesItsJumps)
     mu::SetCurrentLocalTimeComponents({2030, 1, 1, 0, 0, 0});
     EXPECT_EQ(timer.GetTime(), 7);
     EXPECT_EQ(mu::GetTimestamp(), g_allTimes[CLOCK_REALTIME] / 1'000);
+    g_strFailing = "wall";
+    timer.UpdateElapsed();
+    EXPECT_EQ(logger.TakeLines(),
+              std::vector{"3 Get time clk=0 result=-1, errno=" + ErrorText(EPERM)});
+    mu::g_ptlTextLogger = nullptr;
+    timer.UpdateElapsed();
     mu::DeleteTimersSet();
 }
 

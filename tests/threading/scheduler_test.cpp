@@ -5,6 +5,7 @@
 
 #include "tests/support/failing_heap.h"
 #include "tests/support/testing.h"
+#include "tests/threading/threads.h"
 #include "threading/auto_delete.h"
 #include "threading/event.h"
 #include "threading/sleep.h"
@@ -40,7 +41,7 @@ void Cancel(IScheduler*, void*, int i)
 TEST(Scheduler, RunsByTimeThenByComingAndCancelsWhatIsLeft)
 {
     auto& scheduler = *new AutoDeleteThreadObjectImpl<mu::CScheduler>;
-    scheduler.AddRef();
+    EXPECT_EQ(scheduler.AddRef(), 1);
     CPosixEventObject event;
     constexpr IScheduler::TaskCallback noteSlowly =
         [](IScheduler* pScheduler, void* pEvent, int i, bool& bReserved)
@@ -59,8 +60,15 @@ TEST(Scheduler, RunsByTimeThenByComingAndCancelsWhatIsLeft)
     g_bNoConditions = true;
     EXPECT_FALSE(scheduler.Start("no scheduler"));
     EXPECT_EQ(queue(9, 0), 0U);
+    CPosixEventObject none;
+    EXPECT_FALSE(none.IsValid() || none.Signal() || none.Wait(0));
     g_bNoConditions = false;
+    {
+        const CNoThreads noThreads;
+        EXPECT_FALSE(scheduler.Start("no scheduler"));
+    }
     EXPECT_TRUE(scheduler.Start("test scheduler"));
+    EXPECT_FALSE(scheduler.Start("a second one"));
 
     queue(3, 2 * kHour);
     queue(1, kHour);
@@ -95,24 +103,36 @@ TEST(Scheduler, RunsByTimeThenByComingAndCancelsWhatIsLeft)
     scheduler.Stop(); // waits for the task that runs
     EXPECT_EQ(queue(9, 0), 0U);
     EXPECT_EQ(std::exchange(g_strNotes, {}), "0 4 5 2 1 6 -3 ");
-    scheduler.Release();
+    EXPECT_EQ(scheduler.AddRef(), 2);
+    EXPECT_EQ(scheduler.Release() + scheduler.Release(), 1);
 }
 
 TEST(Scheduler, MayEndInItsOwnTask)
 {
-    auto& scheduler = *new AutoDeleteThreadObjectImpl<mu::CScheduler>;
-    scheduler.AddRef();
-    scheduler.Start("test scheduler");
-    CPosixEventObject event;
-    scheduler.ScheduleTask(kHour, "test", 0, Note, Cancel, nullptr, 1);
-    const auto drop = [](IScheduler* pScheduler, void* pEvent, int, bool&)
+    long lBlocks = LONG_MAX;
+    for (int iRun = 0; iRun < 3; ++iRun)
     {
-        pScheduler->Release();
-        static_cast<CPosixEventObject*>(pEvent)->Signal();
-    };
-    scheduler.ScheduleTask(0, "test", 0, drop, Cancel, &event, 2);
-    event.Wait(mu::kInfinite);
-    EXPECT_EQ(std::exchange(g_strNotes, {}), "-1 ");
+        auto& scheduler = *new AutoDeleteThreadObjectImpl<mu::CScheduler>;
+        scheduler.AddRef();
+        scheduler.Start("test scheduler");
+        CPosixEventObject event;
+        scheduler.ScheduleTask(kHour, "test", 0, Note, Cancel, nullptr, 1);
+        const auto drop = [](IScheduler* pScheduler, void* pEvent, int, bool&)
+        {
+            pScheduler->Release();
+            static_cast<CPosixEventObject*>(pEvent)->Signal();
+        };
+        scheduler.ScheduleTask(0, "test", 0, drop, Cancel, &event, 2);
+        event.Wait(mu::kInfinite);
+        for (int i = 0; i < 1'000 && CFailingHeap::BlocksOfProcess() > lBlocks; ++i)
+        {
+            mu::SleepMS(1); // the thread frees itself
+        }
+        EXPECT_LE(CFailingHeap::BlocksOfProcess(), lBlocks);
+        mu::SleepMS(iRun == 0 ? 50 : 0);
+        lBlocks = CFailingHeap::BlocksOfProcess();
+        EXPECT_EQ(std::exchange(g_strNotes, {}), "-1 ");
+    }
 }
 
 } // namespace

@@ -6,6 +6,7 @@
 #include "tests/support/failing_heap.h"
 #include "tests/support/line_logger.h"
 #include "tests/support/testing.h"
+#include "tests/threading/threads.h"
 #include "threading/event.h"
 #include "threading/sleep.h"
 #include "threading/wait_time.h"
@@ -84,6 +85,7 @@ TEST(SimpleThread, EndsAloneOnEveryWayOut)
         {[] { throw 1; }, {strThrown + "unknown"}},
         {[] { pthread_exit(nullptr); }, {}}};
     CLineLogger logger;
+    long lBlocks = 0;
     for (int iTry = 0; iTry < 400; ++iTry)
     {
         const auto& [pBody, vLines] = aWays[iTry & 3];
@@ -92,17 +94,14 @@ TEST(SimpleThread, EndsAloneOnEveryWayOut)
         WaitUntilGone(pDestroysItself->Start(pDestroysItself));
         WaitUntilGone(worker.Start(nullptr));
         EXPECT_EQ(logger.TakeLines(), vLines);
+        lBlocks = iTry == 10 ? CFailingHeap::BlocksOfProcess() : lBlocks;
     }
+    EXPECT_LT(CFailingHeap::BlocksOfProcess() - lBlocks, 100) << "what threads leave";
 }
 
 TEST(SimpleThread, TellsWhyItDidNotStart)
 {
-    pthread_attr_t attributes;
-    std::size_t uStackSize = 0;
-    pthread_getattr_default_np(&attributes);
-    pthread_attr_getstacksize(&attributes, &uStackSize);
-    pthread_attr_setstacksize(&attributes, ~std::size_t{0} / 16 * 15);
-    ASSERT_EQ(pthread_setattr_default_np(&attributes), 0);
+    const CNoThreads none;
     CWorker worker([] {});
     unsigned long dwThreadID = 1;
     GetAllocExVarsStorage(); // on the first use, so not counted below
@@ -111,8 +110,6 @@ TEST(SimpleThread, TellsWhyItDidNotStart)
     EXPECT_EQ(CFailingHeap::BlocksInUse(), iBlocks);
     EXPECT_TRUE(worker.GetLastError() != 0 && dwThreadID == 0 && worker.GetThreadID() == 0);
     EXPECT_TRUE(worker.Report().empty() && !worker.SetThreadPriority(1));
-    pthread_attr_setstacksize(&attributes, uStackSize);
-    pthread_setattr_default_np(&attributes);
 }
 
 } // namespace

@@ -64,7 +64,7 @@ TEST(Event, ShowsWhoWaitsAndLetsHimPassEvenIfResetAtOnce)
     unsigned long dwShown = mu::kNoThreadID;
     while ((dwShown = event.GetWaitingThreadID()) == mu::kNoThreadID)
     {
-        mu::ThreadContextSwitch("until somebody waits");
+        EXPECT_TRUE(mu::ThreadContextSwitch("until somebody waits"));
     }
     // It shows a moment before it waits, so the first signal may come too early.
     do
