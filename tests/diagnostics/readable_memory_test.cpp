@@ -20,11 +20,14 @@ void ProbeEverything()
         ::mmap(nullptr, 1, PROT_READ, MAP_SHARED, ::fileno(std::tmpfile()), 0);
     char* const pEnd = s_page.End();
     static const void* const s_pText = std::memcpy(pEnd - 5, "12345", 5);
+    static char* const s_pHole = static_cast<char*>(
+        ::mmap(nullptr, 3 * 4096, PROT_READ, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0));
+    ::mprotect(s_pHole + 4096, 4096, PROT_NONE);
     const std::tuple<const void*, unsigned int, bool> kCases[] = {
         {pEnd - 1, 1, true}, {pEnd - 1, 2, false},      {pEnd - 4096, 4097, false},
         {pEnd, 1, false},    {pEnd - 4096, 4096, true}, {pEnd - 20, 0xFFFFFFFF, false},
         {pEnd, 0, true},     {s_pNoFile, 1, false},     {reinterpret_cast<void*>(-1), 1, false},
-        {nullptr, 1, false},
+        {nullptr, 1, false}, {nullptr, 0, true},        {s_pHole + 100, 3 * 4096 - 200, false},
     };
     for (const auto& [pMemory, uSize, bReadable] : kCases)
         EXPECT_EQ(IsReadableMemory(pMemory, uSize), bReadable) << pMemory << " " << uSize;
