@@ -146,10 +146,15 @@ TEST(DailyDebugLog, AddsLinesWholeOrNotAtAll)
     log.LogMessage(IBaseLogger::Error, "error"); // on the disk before the call returns
     strExpected += "no end,\r\n1\r\n23:59:59 \xC3\xA9\r\nerror\r\n";
     EXPECT_EQ(log.File("02 February/29"), strExpected);
+    log.SetRecConfig(nullptr);
+    log.LogMessage(IBaseLogger::Error, "kept");
+    EXPECT_EQ(log.File("02 February/29"), strExpected);
+    log.SetRecConfig(&log.m_config);
     log.HandleConfigurationChange(); // goes on in the file, without a second mark
-    strExpected += "Daily debug Log: configuration change, NULL storage scheduler!\r\n";
+    strExpected += "kept\r\nDaily debug Log: configuration change, NULL storage scheduler!\r\n";
     EXPECT_EQ(log.File("02 February/29"), strExpected);
     log.ReleaseResources();
+    log.SaveLog(false);
     EXPECT_FALSE(log.AddTextF("x"));
 }
 
