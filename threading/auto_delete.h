@@ -37,7 +37,7 @@ public:
     {
         int iReferences = 0;
         {
-            const CMutexProtection lock(m_mutex, mu::kInfinite); // it is destroyed with the object
+            const CMutexProtection lock(m_mutex, mu::kInfinite); // ends before the mutex
             iReferences = --m_iReferences;
         }
         if (iReferences == 0)

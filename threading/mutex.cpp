@@ -19,12 +19,14 @@ constexpr int kReportSize = 200;
 // them, and without stdio's buffer, so that they show also if the program hangs next.
 [[gnu::format(printf, 1, 2)]] void Print(const char* szFormat, ...)
 {
-    char szText[kReportSize + 100];
+    constexpr int kMostText = kReportSize + 100;
+    char szText[kMostText + 1];
     va_list args;
     va_start(args, szFormat);
     const int iLength = std::vsnprintf(szText, sizeof(szText), szFormat, args);
     va_end(args);
-    mu::WriteAll(STDOUT_FILENO, szText, static_cast<std::size_t>(std::max(iLength, 0)));
+    mu::WriteAll(STDOUT_FILENO, szText,
+                 static_cast<std::size_t>(std::clamp(iLength, 0, kMostText)));
 }
 
 int WriteCallersReport(char (&szReport)[kReportSize])

@@ -13,9 +13,7 @@
 #include "io/file_access.h"
 #include "io/safe_stream_buffer.h"
 #include "logging/daily_debug_log.h"
-#include "logging/log_recorder.h"
 #include "mu/file_system.h"
-#include "mu/memory_block.h"
 #include "mu/strings_map.h"
 #include "mu/url.h"
 #include "tests/support/failing_calls.h"
@@ -116,7 +114,6 @@ TEST(Traces, NameFunctionsAndParameters)
     std::string strText;
     unsigned long long ull = 0;
     CFileAccess file, source;
-    CMemBlockPtr block;
     CEasyXML document;
     CEasyXMLNode root = document.AddRoot(L"z:root", L"urn:z");
     root.AppendChild(L"a", L"").SetAttributeValue(L"b", L"", L"c");
