@@ -212,11 +212,8 @@ int CFileAccess::ToBuffer(const wchar_t* wszPath, CMemBlockPtr& block)
         return -1;
     }
     const int iRead = file.Read(pData, iSize);
-    if (iRead < iSize)
-    {
-        // The block ends where the read ended: the bytes after that were never written.
-        block.Resize(static_cast<unsigned int>(std::max(iRead, 0)));
-    }
+    // The block ends where the read ended: the bytes after that were never written.
+    block.Resize(static_cast<unsigned int>(std::max(iRead, 0)));
     return iRead;
 }
 

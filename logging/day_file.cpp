@@ -198,7 +198,7 @@ bool CDayFile::OpenForCrash()
     }
     MakeDirectoriesInCrash(szPath);
     const int iDescriptor = OpenFileInCrash(szPath, 0);
-    const off_t iEnd = iDescriptor >= 0 ? ::lseek(iDescriptor, 0, SEEK_END) : -1;
+    const off_t iEnd = ::lseek(iDescriptor, 0, SEEK_END);
     if (iEnd < 0)
     {
         return false;

@@ -116,7 +116,7 @@ TEST(Files, TellErrnoAndFunctionAndARepeatedErrorOfOneFileOnce)
              szWriting},
             {full, 1, [&] { return full.WriteBlock(0, 4, "text"); }, ENOSPC, szWrite, szWriting},
             {pipe, 1, [&] { return pipe.Flush(); }, EINVAL, "FA::Fl;", "Error flushing file"},
-            {pipe, 1, [&] { return pipe.SetPosition(kFiveGiB); }, ESPIPE, "FA::SetPos;",
+            {pipe, 1, [&] { return pipe.WriteBlock(kFiveGiB, 1, "x"); }, ESPIPE, "FA::SetPos;",
              "Error setting file position to 5368709120"},
             {none, 2, [&] { return mu::GetFileSizeByPath(no) != 0; }, ENOENT,
              "PD::FS pszFileName:5;PD::GFSBP wszFilePath:7;",
@@ -171,6 +171,9 @@ TEST(FileAccess, MovesAndCutsBeyond4GiB)
         EXPECT_EQ(mu::GetFileSizeByPath(folder.WidePath(L"f").c_str()), llLength);
         EXPECT_EQ(file.GetPosition(), std::min(llLength, kFiveGiB));
         EXPECT_FALSE(file.Truncate(ULLONG_MAX));
+        char szError[64];
+        file.GetLastErrorString(szError, 64);
+        EXPECT_STREQ(szError, std::strerror(EINVAL));
         EXPECT_TRUE(CFileAccess::Truncate(folder.WidePath(L"f").c_str()) && file.GetSize() == 0);
     }
 }
@@ -285,6 +288,11 @@ TEST(FileContents, AreTheSameHoweverTheyAreLoadedOrCopied)
             EXPECT_TRUE(ReadFile(folder.Path("copy")) == strBytes.substr(uSize / 2));
         }
     }
+    ::mkfifo(folder.Path("pipe").c_str(), 0600);
+    CFileAccess pipe, target;
+    pipe.Open(folder.Path("pipe").c_str(), CFileAccess::FM_READ_WRITE, true);
+    target.Open(wsCopy.c_str(), CFileAccess::FM_CREATE, false);
+    EXPECT_TRUE(pipe.Write("text", 4) == 4 && target.Copy(&pipe) == 4) << "a short chunk ends it";
 }
 
 TEST(FileContents, StayWhenACopyCannotSucceed)

@@ -124,6 +124,9 @@ TEST(DailyDebugLog, AddsLinesWholeOrNotAtAll)
 {
     const CFakeTime time(kMidnight - 1);
     CTestLog log(nullptr, 64 << 10);
+    CLineLogger logger;
+    log.SaveLog(false);
+    EXPECT_EQ(logger.TakeLines().size(), 0U) << "nothing to write, no file to flush";
     std::string strExpected(kMark);
     for (const unsigned uLength : {0U, 1U, 1022U, 1023U})
     {
@@ -153,6 +156,11 @@ TEST(DailyDebugLog, AddsLinesWholeOrNotAtAll)
     log.HandleConfigurationChange(); // goes on in the file, without a second mark
     strExpected += "kept\r\nDaily debug Log: configuration change, NULL storage scheduler!\r\n";
     EXPECT_EQ(log.File("02 February/29"), strExpected);
+    log.LogMessage(IBaseLogger::Warning, nullptr);
+    log.SaveLog(false);
+    EXPECT_TRUE(log.AddText("1", 1, false));
+    log.SaveLog(false);
+    EXPECT_EQ(log.File("02 February/29"), strExpected + "\r\n1");
     log.ReleaseResources();
     log.SaveLog(false);
     EXPECT_FALSE(log.AddTextF("x"));
@@ -322,6 +330,8 @@ TEST(DailyDebugLog, GoesOnAfterADiskThatFailed)
             EXPECT_EQ(strFile.substr(0, strExpected.size()), strExpected);
             EXPECT_NE(strFile.find("again\r\nagain\r\n"), std::string::npos);
             EXPECT_LT(strFile.size(), strExpected.size() + 500) << "each failure is told once";
+            log.LogMessage(IBaseLogger::Error, "last");
+            EXPECT_TRUE(scheduler.Tasks().ends_with(kAsked));
             mu::g_ptlTextLogger = nullptr;
         }
     }
@@ -446,7 +456,8 @@ std::string Line(char c)
 }
 
 // Adds a line, A and B one of 700 bytes, e an Error. m and w crash in its flush, after a part of
-// the mark or of the text was written, l under the log's lock, f in a forked child. o adds to
+// the mark or of the text was written, h while another thread does not come back from it, l under
+// the log's lock, f in a forked child. s gives the log a scheduler, and no day end yet. o adds to
 // another log on the same file.
 void Act(char cAct, int iCrash, CTestLog& log, CTestLog& other)
 {
@@ -470,6 +481,22 @@ void Act(char cAct, int iCrash, CTestLog& log, CTestLog& other)
         return log.LogMessage(IBaseLogger::Error, std::string(1, cAct).c_str());
     case 'l':
         return log.SetStorageScheduler(&scheduler);
+    case 's':
+        static CHandScheduler s_scheduler;
+        log.SetStorageScheduler(&s_scheduler);
+        return log.SetRecConfig(&log.m_config);
+    case 'h':
+        g_onCall = [self = std::this_thread::get_id()](ECall eCall)
+        {
+            while (eCall == ECall::Write && std::this_thread::get_id() != self)
+            {
+                ::pause();
+            }
+            return 0;
+        };
+        std::thread([&] { log.LogMessage(IBaseLogger::Error, "h"); }).detach();
+        mu::SleepMS(20);
+        Crash(iCrash);
     case 'f':
         ::fork() == 0 ? Crash(iCrash) : void(::wait(nullptr));
         log.LogMessage(IBaseLogger::Error, "f");
@@ -497,9 +524,11 @@ TEST(DailyDebugLog, HasItsLinesInTheFileAfterACrash)
     using C = std::tuple<std::string, std::string, std::string>;
     for (const auto& [strActs, strBefore, strAfter] :
          {C("1", "1", ""), C("ABeAB", "ABeAB", ""), C("1m", "1m", ""), C("1w", "1w", ""),
-          C("1l", "1", ""), C("1o", "1", "o"), C("e1f", "e", "1f")})
+          C("1l", "1", ""), C("1s", "1", ""), C("1h", "1h", ""), C("1o", "1", "o"),
+          C("e1f", "e", "1f")})
     {
-        for (int iCrash = kFirstCrash; iCrash < 7; ++iCrash)
+        // The crash waits a second for the thread that hangs.
+        for (int iCrash = kFirstCrash; iCrash < (strActs == "1h" ? kFirstCrash + 1 : 7); ++iCrash)
         {
             SCOPED_TRACE(strActs + std::to_string(iCrash));
             delete new CTestLog(nullptr);

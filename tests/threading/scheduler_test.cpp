@@ -1,5 +1,7 @@
 #include "threading/scheduler.h"
 
+#include <ctime>
+
 #include <dlfcn.h>
 #include <pthread.h>
 
@@ -24,6 +26,8 @@ extern "C" int pthread_cond_init(pthread_cond_t* pCondition,
 
 namespace
 {
+
+using namespace std::chrono_literals;
 
 constexpr unsigned long long kHour = 3'600'000'000;
 
@@ -95,11 +99,15 @@ TEST(Scheduler, RunsByTimeThenByComingAndCancelsWhatIsLeft)
     queue(0, 0);
     event.Wait(mu::kInfinite);
     event.Reset();
+    const auto tpQueued = std::chrono::steady_clock::now();
+    const std::clock_t iUsed = std::clock();
     for (int i = 0; const auto ullDelay : {60'000ULL, 40'000ULL, ~0ULL, 0ULL, 0ULL, 80'000ULL})
     {
         queue(++i, ullDelay);
     }
     event.Wait(mu::kInfinite);
+    EXPECT_GE(std::chrono::steady_clock::now() - tpQueued, 80ms);
+    EXPECT_LT(std::clock() - iUsed, CLOCKS_PER_SEC / 20) << "it sleeps until then";
     scheduler.Stop(); // waits for the task that runs
     EXPECT_EQ(queue(9, 0), 0U);
     EXPECT_EQ(std::exchange(g_strNotes, {}), "0 4 5 2 1 6 -3 ");

@@ -66,6 +66,11 @@ TEST(SimpleThread, CanBeSeenWhileItRunsAndNotAfter)
     {
         const unsigned long dwThreadID = worker.Start(nullptr);
         EXPECT_EQ(worker.GetThreadID(), dwThreadID);
+        const bool bSet = worker.SetThreadPriority(2); // not everybody may
+        int iPolicy = 0;
+        sched_param parameters{};
+        pthread_getschedparam(dwThreadID, &iPolicy, &parameters);
+        EXPECT_EQ(iPolicy == SCHED_FIFO && parameters.sched_priority == 2, bSet);
         std::string strReport = worker.Report();
         strReport.erase(strReport.find("0x") + 2, 8);
         EXPECT_EQ(strReport, "T::Body\r\nPosix Thread Main szThreadName=\"worker\" tid=0x"

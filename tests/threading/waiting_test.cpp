@@ -2,12 +2,37 @@
 
 #include "threading/event.h"
 
+#include <dlfcn.h>
+
 #include "tests/support/failing_heap.h"
 #include "tests/support/testing.h"
 #include "tests/threading/threads.h"
 #include "threading/mutex.h"
 #include "threading/sleep.h"
 #include "threading/wait_time.h"
+
+static int g_iUnlockError = 0;
+static thread_local std::timespec g_tsSlept;
+
+// In place of the C library's, each under the name by which this program calls it.
+extern "C"
+{
+#if !defined(__SANITIZE_THREAD__) // which has to see them all
+    int pthread_mutex_unlock(pthread_mutex_t* pMutex) noexcept
+    {
+        static const auto pReal = reinterpret_cast<decltype(&pthread_mutex_unlock)>(
+            ::dlsym(RTLD_NEXT, "pthread_mutex_unlock"));
+        const int iError = pReal(pMutex);
+        return iError != 0 ? iError : std::exchange(g_iUnlockError, 0);
+    }
+#endif
+
+    int nanosleep(const std::timespec* pAmount, std::timespec*)
+    {
+        g_tsSlept = *pAmount;
+        return pAmount->tv_sec > 0 ? 0 : clock_nanosleep(CLOCK_MONOTONIC, 0, pAmount, nullptr);
+    }
+}
 
 namespace
 {
@@ -88,11 +113,17 @@ TEST(Mutex, ReportsMisuseAndGoesOn)
     mutex.Unlock();
     mutex.Unlock();
     EXPECT_FALSE(mutex.IsLocked());
+#if !defined(__SANITIZE_THREAD__)
+    mutex.Lock(0);
+    g_iUnlockError = 22;
+    mutex.Unlock();
+#endif
     char szExpected[300];
     std::snprintf(szExpected, sizeof(szExpected),
                   "Thread Relocking Error [count=1]\r\n"
                   "MtEx::Lock m_dwLockingThreadID=0x%08X m_iLockCount=1\r\nT::Caller\r\n\r\n"
-                  "Mutex unlock error: count=0\r\nMtEx::Unlock\r\nT::Caller\r\n\r\n",
+                  "Mutex unlock error: count=0\r\nMtEx::Unlock\r\nT::Caller\r\n\r\n"
+                  "Mutex unlock error 22\r\n",
                   static_cast<unsigned int>(pthread_self()));
     EXPECT_EQ(testing::internal::GetCapturedStdout(), szExpected);
 }
@@ -126,6 +157,23 @@ TEST(Waiting, IsRefusedWithoutMemory)
     EXPECT_EQ(event.IsValid() || event.Signal() || event.Wait(mu::kInfinite) || event.Reset() ||
                   mutex.IsValid() || mutex.Lock(0) || mutex.Lock(1),
               !CFailingHeap::kAvailable);
+}
+
+TEST(Sleep, TakesAnyAmountThatAnIntCounts)
+{
+    using T = std::pair<std::time_t, long>; // seconds and nanoseconds
+    for (const auto& [pSleep, iAmount, slept] :
+         {std::tuple(&mu::SleepMS, 1, T(0, 1'000'000)),
+          {&mu::SleepMS, INT_MAX, {2'147'483, 647'000'000}},
+          {&mu::SleepMicroSeconds, 1, {0, 1'000}},
+          {&mu::SleepMicroSeconds, INT_MAX, {2'147, 483'647'000}},
+          {&mu::SleepMS, 0, {0, 0}},
+          {&mu::SleepMicroSeconds, INT_MIN, {0, 0}}})
+    {
+        g_tsSlept = {};
+        pSleep(iAmount);
+        EXPECT_EQ(T(g_tsSlept.tv_sec, g_tsSlept.tv_nsec), slept) << iAmount;
+    }
 }
 
 TEST(WaitTime, DeadlinesCarryAndStayWithinTheClock)
