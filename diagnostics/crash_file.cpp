@@ -9,6 +9,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "mu/open_file.h"
 #include "mu/write_all.h"
 
 namespace mu
@@ -40,14 +41,14 @@ void MakeDirectoriesInCrash(char* szPath)
 
 void ReserveDescriptorForCrash()
 {
-    g_iReserved = ::open("/dev/null", O_RDONLY | O_CLOEXEC);
+    g_iReserved = OpenFile("/dev/null", O_RDONLY);
 }
 
 int OpenFileInCrash(const char* szPath, int iFlags)
 {
     for (;;)
     {
-        const int iDescriptor = ::open(szPath, O_RDWR | O_CREAT | O_CLOEXEC | iFlags, 0600);
+        const int iDescriptor = OpenFile(szPath, O_RDWR | O_CREAT | iFlags);
         if (iDescriptor >= 0 || (errno != EMFILE && errno != ENFILE) || !FreeReserved())
         {
             return iDescriptor;

@@ -47,7 +47,7 @@ public:
         }
         else if (s_bEndedWell)
         {
-            Law(g_ofProgram->m_lDescriptors == result.m_lDescriptors, "a descriptor was lost");
+            Law(g_ofProgram->m_lDescriptors <= result.m_lDescriptors, "a descriptor was lost");
             Law(g_ofProgram->m_lBlocks <= result.m_lBlocks, "memory was lost");
         }
         return iCode;

@@ -14,6 +14,7 @@
 #include "diagnostics/function_state.h"
 #include "logging/logger.h"
 #include "mu/file_system.h"
+#include "mu/open_file.h"
 #include "mu/unicode.h"
 
 static_assert(sizeof(off_t) == 8, "positions beyond 4 GiB");
@@ -58,13 +59,7 @@ int CFileAccess::OpenDescriptor(const char* szPath, FileMode eMode)
         iFlags = O_RDWR;
         break;
     }
-    constexpr int kMostTries = 100; // a signal that comes again and again must not hang the caller
-    int iDescriptor = -1;
-    for (int i = 0; i < kMostTries && iDescriptor < 0 && (i == 0 || errno == EINTR); ++i)
-    {
-        iDescriptor = ::open(szPath, iFlags | O_CLOEXEC, 0600);
-    }
-    return iDescriptor;
+    return mu::OpenFile(szPath, iFlags);
 }
 
 bool CFileAccess::OpenPath(const char* szPath, FileMode eMode)

@@ -457,8 +457,8 @@ std::string Line(char c)
 
 // Adds a line, A and B one of 700 bytes, e an Error. m and w crash in its flush, after a part of
 // the mark or of the text was written, h while another thread does not come back from it, l under
-// the log's lock, f in a forked child. s gives the log a scheduler, and no day end yet. o adds to
-// another log on the same file.
+// the log's lock, i where the first open is interrupted, f in a forked child. s gives the log a
+// scheduler, and no day end yet. o adds to another log on the same file.
 void Act(char cAct, int iCrash, CTestLog& log, CTestLog& other)
 {
     CHandScheduler scheduler;
@@ -485,6 +485,10 @@ void Act(char cAct, int iCrash, CTestLog& log, CTestLog& other)
         static CHandScheduler s_scheduler;
         log.SetStorageScheduler(&s_scheduler);
         return log.SetRecConfig(&log.m_config);
+    case 'i':
+        g_onCall = [i = 0](ECall eCall) mutable
+        { return eCall == ECall::Open && i++ == 0 ? EINTR : 0; };
+        Crash(iCrash);
     case 'h':
         g_onCall = [self = std::this_thread::get_id()](ECall eCall)
         {
@@ -524,8 +528,8 @@ TEST(DailyDebugLog, HasItsLinesInTheFileAfterACrash)
     using C = std::tuple<std::string, std::string, std::string>;
     for (const auto& [strActs, strBefore, strAfter] :
          {C("1", "1", ""), C("ABeAB", "ABeAB", ""), C("1m", "1m", ""), C("1w", "1w", ""),
-          C("1l", "1", ""), C("1s", "1", ""), C("1h", "1h", ""), C("1o", "1", "o"),
-          C("e1f", "e", "1f")})
+          C("1l", "1", ""), C("1s", "1", ""), C("1i", "1", ""), C("1h", "1h", ""),
+          C("1o", "1", "o"), C("e1f", "e", "1f")})
     {
         // The crash waits a second for the thread that hangs.
         for (int iCrash = kFirstCrash; iCrash < (strActs == "1h" ? kFirstCrash + 1 : 7); ++iCrash)
