@@ -37,8 +37,8 @@ bool g_bInputEnded = false; // whether the last ReadUserInput() got nothing
 // on a full disk, is no reason to leave: commands still work, and there may be room again.
 bool FlushOutput()
 {
-    const bool bBroken = std::fflush(stdout) != 0 && errno == EPIPE;
-    return !bBroken && (std::ferror(stdout) == 0 || !HasLostItsReader(STDOUT_FILENO));
+    std::fflush(stdout);
+    return std::ferror(stdout) == 0 || !HasLostItsReader(STDOUT_FILENO);
 }
 
 // Waits until the application has the pipe open for reading. A blocking open() would wait too, but

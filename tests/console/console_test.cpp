@@ -2,6 +2,7 @@
 
 #include <sys/ioctl.h>
 
+#include "console/pipe_sending.h"
 #include "tests/console/recorder.h"
 #include "tests/support/child_process.h"
 #include "tests/support/testing.h"
@@ -195,6 +196,17 @@ TEST_F(Console, HandlesMessagesAndDropsWhatIsNone)
     Play(vecSteps);
 }
 
+TEST_F(Console, SendsAllOfAMessageOrTellsThatItDidNot)
+{
+    OpenRequests(O_RDWR | O_NONBLOCK);
+    ::fcntl(m_iRequests, F_SETPIPE_SZ, 4096);
+    EXPECT_EQ(SendStructuredData(m_iRequests, 'C', 0, 0, nullptr), 1);
+    EXPECT_EQ(SendStructuredData(m_iRequests, 'e', 4, 0, "good"), 1);
+    EXPECT_EQ(ReadFrom(m_iRequests, 28), kLogRequest + kGood);
+    EXPECT_EQ(SendStructuredData(m_iRequests, 'e', 5000, 0, std::string(5000, 'x').data()), 0);
+    EXPECT_EQ(SendStructuredData(-1, 'C', 0, 0, nullptr), 0);
+}
+
 TEST_F(Console, ShowsEachStepAtOnceWhileSomebodyReadsAndTellsWhichPipeIsMissing)
 {
     Start();
@@ -210,6 +222,7 @@ TEST_F(Console, ShowsEachStepAtOnceWhileSomebodyReadsAndTellsWhichPipeIsMissing)
     EXPECT_EQ(m_pConsole->Wait(), 0) << "prints to nobody";
     ClosePipes();
     Start();
+    ExpectOutput(kOpeningOutput);
     m_pConsole->CloseOutput();
     EXPECT_EQ(m_pConsole->Wait(), 0) << "waits for the recorder for nobody";
     OpenRequests(O_RDONLY | O_NONBLOCK);
