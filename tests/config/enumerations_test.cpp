@@ -29,6 +29,11 @@ TEST(Enumerations, ATextIsReadAsTheFirstRowThatIsEqual)
         EXPECT_EQ(iValue, iExpected >= 0 ? iExpected : 42) << szRule;
     }
     EXPECT_EQ(mu::GetEnumerationText(g_VideoFrameRoationOptions, 1), L"Yes"s);
+    for (int i = 0; i < 5; ++i)
+        EXPECT_EQ(IsDiagnosticViewerType(static_cast<ERealTimeViewerType>(i)), i > 2);
+    EXPECT_FALSE(mu::IsVocabulary(kTable, 5, 9) || mu::IsVocabulary({kTable + 1, 2}, 7, 9) ||
+                 mu::IsVocabulary({kTable + 1, 3}, 7, 9) ||
+                 !mu::IsVocabulary({kTable + 1, 2}, 7, 8));
     EXPECT_EQ(mu::GetEnumerationText(kTable, 5), nullptr);
     EXPECT_EQ(mu::GetEnumerationText(kTable, 6), nullptr);
 }

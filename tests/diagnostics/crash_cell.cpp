@@ -327,20 +327,12 @@ int main(int iArgs, char** ppArgs)
 
     Action pAgain = nullptr;
     for (const std::string& strOption : vArgs)
-    {
         if (const auto it = kOptions.find(strOption); it != kOptions.end())
-        {
             it->second();
-        }
         else if (const auto itDamage = kDamages.find(strOption); itDamage != kDamages.end())
-        {
             g_pDamage = itDamage->second;
-        }
         else if (&strOption > &vArgs[3] && kCrashes.count(strOption) > 0)
-        {
             pAgain = kCrashes.at(strOption);
-        }
-    }
     CLineLogger logger;
     logger.m_onMessage = [pAgain]
     {
@@ -352,18 +344,12 @@ int main(int iArgs, char** ppArgs)
     ::usleep(50'000); // for the options' threads
 
     if (vArgs[2] == "untraced")
-    {
         std::thread(kCrashes.at(vArgs[1])).detach();
-    }
     else if (vArgs[2] != "main")
-    {
         std::thread(Crash, vArgs[1]).detach();
-    }
     if (vArgs[2] == "main" || vArgs[2] == "both")
         Crash(vArgs[1]);
     for (int i = 0; i < 200; ++i)
-    {
         ::usleep(100'000); // which an alarm would cut short
-    }
     ::_exit(99);
 }

@@ -31,13 +31,9 @@ std::string Plain(std::string strReport)
     for (std::string strLine; std::getline(lines, strLine); strBefore = strLine)
     {
         if (strLine.size() > 1000)
-        {
             strLine = strLine.back() == '\r' ? "long\r" : "long";
-        }
         else if (strLine.find("[number]") != std::string::npos)
-        {
             strLine = "frame\r";
-        }
         strPlain += strLine == strBefore ? "" : strLine + (lines.eof() ? "" : "\n");
     }
     return strPlain;
@@ -105,6 +101,7 @@ const SCell kCells[] = {
     {"main worker", "null", kNull, "null", "", true, false},
     {"main", "null", kNull, "file", "", true, false},
     {"main", "error", "Wrong" + kThread, "error", "", true, false},
+    {"main", "error", "Wrong" + kThread, "traces null", "", true, false},
     {"main", "null", kNull, "writer-crashes"},
     // A step that hangs.
     {"main worker", "null", kNull, "hold-logger short restart vector", kRestarted},
@@ -165,9 +162,7 @@ public:
                   m_cell.m_bOnOutput ? strReport + "\r\n" + m_cell.m_strAfter : "");
         EXPECT_EQ(ReadFile(m_folder.Path("lines")), "lines") << "written last, and once";
         if (std::string_view(m_cell.m_szCrash) == "heap")
-        {
             return; // the logger may find the heap damaged again, which ends all at once
-        }
         const std::string strLog = ReadFile(m_folder.Path("log"));
         EXPECT_EQ(Plain(strLog), m_cell.m_bInFiles ? strReport : "(none)");
         EXPECT_EQ(ReadFile(m_folder.Path("dated/" + NameOfDatedFile(strLog))), strLog);
@@ -247,10 +242,13 @@ TEST(CrashHandler, BacktraceGoesFromWhereTheThreadStoodToTheProgramsStart)
 
 TEST(CrashHandler, ReportsWithoutAnySetting)
 {
-    CChildProcess child(ZOR_CRASH_CELL, {"null"});
+    const CTemporaryFolder folder;
+    CChildProcess child(ZOR_CRASH_CELL, {"null"},
+                        [&] { ASSERT_EQ(::chdir(folder.Path().c_str()), 0); });
     EXPECT_EQ(Plain(child.ReadOutput()),
               "Unknown Application Unknown Version time\r\n" + kNull + "\r\n");
     EXPECT_EQ(child.Wait(), 1);
+    EXPECT_TRUE(std::filesystem::is_empty(folder.Path()));
 }
 
 TEST(CrashHandler, DeliversAReportThatIsOfNoCrash)

@@ -344,9 +344,7 @@ TEST(CreateDir, TellsARepeatedErrorOnce)
     const std::string strFailed = "3 Failed to create directory " + folder.Path();
     CLineLogger logger;
     for (const wchar_t* wszName : {L"", L"no/a", L"no/b", L"file/a", L"file", L"", L"file"})
-    {
         EXPECT_EQ(mu::CreateDir(folder.WidePath(wszName).c_str()), *wszName == 0);
-    }
     EXPECT_THAT(logger.TakeLines(), ElementsAre(strFailed + "/no/a: " + ErrorText(ENOENT),
                                                 strFailed + "/file/a: " + ErrorText(ENOTDIR),
                                                 strFailed + "/file: " + ErrorText(EEXIST),

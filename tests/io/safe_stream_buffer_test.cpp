@@ -51,8 +51,9 @@ TEST(SafeStreamBuffer, KeepsItsMemoryWhileItIsInUse)
     EXPECT_NE(pBuffer->SetBufferSize(9), CFailingHeap::kAvailable);
     EXPECT_TRUE(pBuffer->IsStreaming() && pBuffer->FreeInternalBuffer());
     EXPECT_FALSE(pBuffer->IsStreaming());
-    char szState[24];
+    char szState[24] = "#";
     EXPECT_EQ(pBuffer->PrintState(nullptr, 9, "") + pBuffer->PrintState(szState, 0, ""), 0);
+    EXPECT_EQ(pBuffer->PrintState(szState, 1, "name") + szState[0], 0);
     EXPECT_EQ(pBuffer->PrintState(szState, sizeof(szState), "name"), 23);
     EXPECT_STREQ(szState, "name: Disabled Size=0 U");
 }

@@ -50,9 +50,7 @@ public:
     void RemoveTasks(unsigned long long, TaskCallback pTask, void*, int) override
     {
         for (std::size_t i = m_vecTasks.size(); i-- > 0;)
-        {
             m_vecTasks[i].m_pTask == pTask ? Finish(i, false) : void();
-        }
     }
     /// Runs or cancels the i-th task.
     void Finish(std::size_t i, bool bRun)
@@ -64,9 +62,10 @@ public:
     /// As "flush daily log 0 in 0;": the name, the parameter and the seconds.
     std::string Tasks() const
     {
-        return std::accumulate(m_vecTasks.begin(), m_vecTasks.end(), std::string(),
-                               [](const std::string& strTasks, const STask& task)
-                               { return strTasks + task.m_strText; });
+        return std::accumulate(
+            m_vecTasks.begin(), m_vecTasks.end(), std::string(),
+            [](const std::string& strTasks, const STask& task)
+            { return strTasks + task.m_strText; });
     }
 
     struct STask
@@ -126,6 +125,7 @@ TEST(DailyDebugLog, AddsLinesWholeOrNotAtAll)
     CTestLog log(nullptr, 64 << 10);
     CLineLogger logger;
     log.SaveLog(false);
+    EXPECT_EQ(log.GetLowestLoggerServerity(), IBaseLogger::Status);
     EXPECT_EQ(logger.TakeLines().size(), 0U) << "nothing to write, no file to flush";
     std::string strExpected(kMark);
     for (const unsigned uLength : {0U, 1U, 1022U, 1023U})
@@ -345,9 +345,7 @@ TEST(DailyDebugLog, TriesWithEachErrorIfThereIsNoScheduler)
     g_onCall = [&](ECall eCall) { return eCall == ECall::Write && ++iWrites > 0 ? ENOSPC : 0; };
     std::string strExpected(kMark);
     for (int i = 0; i < 400; ++i)
-    {
         strExpected += log.AddText("line", 4, true) ? "line\r\n" : "";
-    }
     EXPECT_EQ(iWrites, 2) << "again at once, then each second";
     log.LogMessage(IBaseLogger::Error, "no room");
     EXPECT_GT(iWrites, 2);
@@ -393,9 +391,7 @@ TEST(DailyDebugLog, KeepsEveryAcceptedLineOfManyThreads)
     // Each line is whole, was accepted and comes once, in its thread's order.
     std::istringstream stream(log.File("03 March/01").substr(3));
     for (std::string strLine; std::getline(stream, strLine);)
-    {
         astrWritten[strLine.at(0) & 7] += strLine + "\n";
-    }
     const auto [pFirst, p] = std::mismatch(astrWritten, std::end(astrWritten), astrAccepted);
     EXPECT_EQ(pFirst - astrWritten, 8) << "lines of this thread";
 }
@@ -493,9 +489,7 @@ void Act(char cAct, int iCrash, CTestLog& log, CTestLog& other)
         g_onCall = [self = std::this_thread::get_id()](ECall eCall)
         {
             while (eCall == ECall::Write && std::this_thread::get_id() != self)
-            {
                 ::pause();
-            }
             return 0;
         };
         std::thread([&] { log.LogMessage(IBaseLogger::Error, "h"); }).detach();
@@ -546,14 +540,13 @@ TEST(DailyDebugLog, HasItsLinesInTheFileAfterACrash)
                 log.SetRecConfig(&log.m_config);
                 mu::g_ptlTextLogger = &log;
                 for (const char cAct : strAll)
-                {
                     Act(cAct, iCrash, log, other);
-                }
                 Crash(iCrash);
             };
             EXPECT_EXIT(crash(), testing::ExitedWithCode(3), "");
             std::string strBegin(kMark), strEnd("\r\n");
-            std::for_each(strBefore.begin(), strBefore.end(), [&](char c) { strBegin += Line(c); });
+            std::for_each(
+                strBefore.begin(), strBefore.end(), [&](char c) { strBegin += Line(c); });
             std::for_each(strAfter.begin(), strAfter.end(), [&](char c) { strEnd += Line(c); });
             const std::string strFile = log.File("03 March/01");
             const std::string strHead = "Unknown Application Unknown Version 2024/";

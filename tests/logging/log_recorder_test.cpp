@@ -31,7 +31,7 @@ public:
 TEST(LogRecorder, KeepsTheNewestFromItsSeverityOn)
 {
     CTestRecorder recorder;
-    recorder.m_iMaxNumberOfLogMessages = 3;
+    EXPECT_EQ(std::exchange(recorder.m_iMaxNumberOfLogMessages, 3), 200);
     recorder.LogMessage(IBaseLogger::Status, "below");
     recorder.LogMessageF(IBaseLogger::Warning, "%s%d", "a", 1);
     recorder.LogMessageF(IBaseLogger::Error, "%0600d", 7);
@@ -69,9 +69,7 @@ TEST(LogRecorder, TellsHowManyMessagesItLost)
     {
         recorder.m_lock.Lock(1);
         for (int i = 0; i < iLost; ++i)
-        {
             iLost == 1 ? log() : StartTraced(log).join(); // also on the thread that holds the lock
-        }
         recorder.m_lock.Unlock();
         log();
     }
@@ -79,11 +77,17 @@ TEST(LogRecorder, TellsHowManyMessagesItLost)
               "1 message could not be logged;3 messages could not be logged;");
 
     int iLogged = 6;
-    for (bool bFailed = CFailingHeap::kAvailable; bFailed; ++iLogged)
+    CEasyXML exmlMessage;
+    CLogRecorder::GetXMLLogMessage("1", exmlMessage);
+    for (const bool bDocument : {false, true})
     {
-        const CFailingHeap heap(iLogged - 6);
-        log();
-        bFailed = CFailingHeap::HasFailed();
+        int iAllowed = 0;
+        for (bool bFailed = CFailingHeap::kAvailable; bFailed; ++iLogged)
+        {
+            const CFailingHeap heap(iAllowed++);
+            bDocument ? recorder.LogMessage(exmlMessage) : log();
+            bFailed = CFailingHeap::HasFailed();
+        }
     }
     const auto logOften = [&]
     {
@@ -100,9 +104,7 @@ TEST(LogRecorder, TellsHowManyMessagesItLost)
     log();
     int iTold = 0;
     for (int i = 0; i < recorder.GetNumberOfMessages(); ++i)
-    {
         iTold += std::stoi(recorder.Text(i, recorder.GetNumberOfMessages()));
-    }
     EXPECT_EQ(iTold, iLogged + 2001) << "each was kept or counted";
 }
 
@@ -151,9 +153,7 @@ TEST(LogRecorder, ShowsItsMessagesAsTextAndAsATableThatNothingBreaksOutOf)
     {
         std::string strExpected = strHead + astrRows[0] + astrRows[1] + astrRows[2] + "</table>";
         for (int i = 0; i < 2 && static_cast<int>(strExpected.size()) > iMaximum; ++i)
-        {
             strExpected.erase(strHead.size(), astrRows[i].size());
-        }
         html = "<p>";
         recorder.AppendHTMLTable(html, iMaximum);
         ASSERT_EQ(html, strExpected) << iMaximum;
@@ -165,9 +165,7 @@ TEST(LogRecorder, CollectsMessagesOfAnyDepth)
     CEasyXML exmlMessage;
     CEasyXMLNode root = exmlMessage.AddRoot(L"zor:Message", L"");
     for (auto [i, node] = std::pair(1, root); i < 200'000; ++i)
-    {
         node = node.AppendChild(L"zor:Message", L"");
-    }
     std::wstring wsText;
     CLogRecorder::CollectTextMessage(root, wsText, 0, L"\n");
     EXPECT_EQ(wsText, std::wstring(200'000, L'\n'));

@@ -16,9 +16,7 @@ bool Handle(IWebServerExtContext* pContext)
 {
     const std::string strTarget = pContext->GetRequestObject();
     if (strTarget == "/throw")
-    {
         throw std::runtime_error("no page");
-    }
     const std::size_t uLength = strTarget == "/large" ? CHttpConnection::kMaxReply : 3;
     const char* const szType = pContext->GetRequestHeader("x-TYPE");
     return strTarget == "/none" ||
@@ -118,9 +116,7 @@ TEST(HttpAddress, IsNumeric)
     for (const char* szText :
          {"", "127.0.0.1", "127.0.0.1:", ":80", "127.0.0.1:65536", "127.1:80", "127.0.0.1:-1",
           "127.0.0.1:80 ", "localhost:80", "::1:80", "[::1]80", "[127.0.0.1]:80", "[::1:80"})
-    {
         EXPECT_FALSE(ParseHttpAddress(szText, address)) << szText;
-    }
     EXPECT_EQ(address.GetURL(), "http://127.0.0.1:0/");
     EXPECT_TRUE(ParseHttpAddress("[::1]:65535", address));
     EXPECT_EQ(address.GetURL(), "http://[::1]:65535/");

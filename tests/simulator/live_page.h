@@ -6,7 +6,7 @@
 
 #include "fuzz/support/lasting_recorder.h"
 #include "simulator/http_server.h"
-#include "tests/support/child_process.h"
+#include "tests/support/files.h"
 #include "tests/support/testing.h"
 
 /// A client's end of a connection.

@@ -6,8 +6,6 @@
 #include <linux/capability.h>
 
 #include "console/pipe_protocol.h"
-#include "simulator/diagnostics.h"
-#include "tests/simulator/live_page.h"
 #include "tests/support/child_process.h"
 #include "tests/support/pipes.h"
 #include "tests/support/testing.h"
@@ -23,18 +21,6 @@ const std::string kParametersRequest = "G\0\0\0\0\0\0\0\0\0\0\0"s;
 const std::string kLogRequest = "C\0\0\0\0\0\0\0\0\0\0\0"s;
 const std::string kDiagnosticRequest = "d\0\0\0\7\0\0\0\0\0\0\0"s;
 const std::string kNoDiagnostic = "There is no diagnostic 8; this recorder has 7.\r\n";
-
-TEST(Diagnostics, MoveOverTimeAndTellWhatIsNotThere)
-{
-    const std::vector<std::string> vecNames{"Power supply", "Mine"};
-    EXPECT_EQ(DiagnosticText(vecNames, 0, 3500ms),
-              "Power supply, up 00:00:03.500\r\n"
-              "  Input voltage: 12.4 V\r\n  Current: 2.2 A\r\n");
-    EXPECT_EQ(DiagnosticText(vecNames, 1, 3602500ms),
-              "Mine, up 01:00:02.500\r\n  Value: 50.0 %\r\n");
-    EXPECT_EQ(DiagnosticText(vecNames, 0xFFFFFFFF, 0ms),
-              "There is no diagnostic 4294967296; this recorder has 2.\r\n");
-}
 
 // The console's ends of the pipes, opened as it opens them: the recorder is there then.
 struct SConsoleEnds
@@ -116,9 +102,7 @@ TEST_F(Simulator, RefusesBadArguments)
         {{"now"}, "unexpected argument 'now'"},
     };
     for (const auto& [vecArguments, szComplaint] : aCases)
-    {
         EXPECT_THAT(Refusal(vecArguments, 2), HasSubstr(szComplaint));
-    }
     EXPECT_THAT(CChildProcess(ZOR_SIMULATOR, {"--help"}).ReadOutput(), HasSubstr("\n  --reload "));
     EXPECT_FALSE(std::filesystem::exists(g_aszPipePaths[0]));
 }
@@ -171,35 +155,13 @@ TEST_F(Simulator, RemovesItsPipesWhenItIsStopped)
         SCOPED_TRACE(iSignal);
         Start({}, [] { ::umask(0777); });
         for (const char* szPath : g_aszPipePaths)
-        {
             EXPECT_EQ(std::filesystem::status(szPath).permissions(), std::filesystem::perms(0600));
-        }
         const SConsoleEnds console(kLogRequest);
         ReadFrom(console.m_iMessages, 1); // and the rest stays there
         EXPECT_EQ(Stop(iSignal), 0);
         EXPECT_FALSE(std::filesystem::exists(g_aszPipePaths[0]));
         EXPECT_FALSE(std::filesystem::exists(g_aszPipePaths[1]));
     }
-}
-
-TEST_F(Simulator, ServesTheLivePageUntilItIsStopped)
-{
-    m_pSimulator.reset(new CChildProcess(ZOR_SIMULATOR, {"--http", "0"}));
-    const std::string strLine = m_pSimulator->ReadOutputUntil("Recorder ready.\n", 30000);
-    if (strLine.empty())
-    {
-        const std::string strError = m_pSimulator->ReadErrors();
-        ASSERT_THAT(strError, HasSubstr("without Boost"));
-        GTEST_SKIP() << strError;
-    }
-    int iPort = 0;
-    int iEnd = 0;
-    std::sscanf(strLine.c_str(), "Live page at http://127.0.0.1:%d/\nRecorder ready.%n", &iPort,
-                &iEnd);
-    EXPECT_EQ(iEnd, static_cast<int>(strLine.size()) - 1) << strLine;
-    EXPECT_THAT(CClient(static_cast<std::uint16_t>(iPort)).Ask("GET / HTTP/1.0\r\n\r\n"),
-                testing::EndsWith("</html>\n"));
-    EXPECT_EQ(Stop(SIGTERM), 0);
 }
 
 TEST_F(Simulator, ServesEachConsoleWhateverBecameOfTheLast)

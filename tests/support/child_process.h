@@ -1,7 +1,6 @@
 #ifndef ZOR_TESTS_SUPPORT_CHILD_PROCESS_H
 #define ZOR_TESTS_SUPPORT_CHILD_PROCESS_H
 
-#include <algorithm>
 #include <chrono>
 #include <csignal>
 #include <cstdlib>
@@ -14,29 +13,12 @@
 #include <vector>
 
 #include <fcntl.h>
-#include <poll.h>
 #include <sys/prctl.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
-/// Reads until uLength bytes or svMark are there, the end, or nothing for long; emulated machines
-/// are slow.
-inline std::string ReadFrom(int iDescriptor, std::size_t uLength = std::string::npos,
-                            std::string_view svMark = {}, int iMilliseconds = 30000)
-{
-    std::string strRead;
-    char szBytes[4096];
-    pollfd polled{iDescriptor, POLLIN, 0};
-    for (ssize_t i = 1; i > 0 && strRead.size() < uLength &&
-                        (svMark.empty() || strRead.find(svMark) == std::string::npos) &&
-                        ::poll(&polled, 1, iMilliseconds) > 0;)
-    {
-        i = ::read(iDescriptor, szBytes, std::min(sizeof(szBytes), uLength - strRead.size()));
-        strRead.append(szBytes, static_cast<std::size_t>(std::max<ssize_t>(i, 0)));
-    }
-    return strRead;
-}
+#include "tests/support/files.h"
 
 /// One of the project's programs, run the way its machine needs; its standard streams are pipes.
 class CChildProcess
@@ -57,9 +39,7 @@ public:
 
         int aaiPipes[3][2];
         for (auto& aiEnds : aaiPipes)
-        {
             ::pipe2(aiEnds, O_CLOEXEC) == 0 ? void() : std::abort();
-        }
         m_iInput = aaiPipes[0][1];
         m_iOutput = aaiPipes[1][0];
         m_iErrors = aaiPipes[2][0];
@@ -71,9 +51,7 @@ public:
             ::setenv("LC_ALL", "C", 1);
             std::signal(SIGINT, SIG_DFL); // a shell ignores it for what runs in the background
             for (int i = 0; i < 3; ++i)
-            {
                 ::dup2(aiChild[i], i);
-            }
             beforeExec ? beforeExec() : void();
             ::execvp(vecPointers[0], vecPointers.data());
             ::_exit(127);

@@ -61,9 +61,7 @@ public:
             }
             bFailed = HasFailed();
             if (BlocksInUse() != lBlocks)
-            {
                 return iAllowed;
-            }
         }
         return -1;
     }

@@ -80,9 +80,7 @@ TEST(Scheduler, RunsByTimeThenByComingAndCancelsWhatIsLeft)
     {
         const CFailingHeap heap(0);
         for (int i = 3; i < mu::CScheduler::kMaxQueuedTasks; ++i)
-        {
             ASSERT_NE(queue(6, kHour), 0U);
-        }
         EXPECT_EQ(queue(0, 0), 0U) << "the table is full";
         EXPECT_EQ(scheduler.GetQueuedTaskCount(), mu::CScheduler::kMaxQueuedTasks);
         EXPECT_FALSE(CFailingHeap::HasFailed());
@@ -102,9 +100,7 @@ TEST(Scheduler, RunsByTimeThenByComingAndCancelsWhatIsLeft)
     const auto tpQueued = std::chrono::steady_clock::now();
     const std::clock_t iUsed = std::clock();
     for (int i = 0; const auto ullDelay : {60'000ULL, 40'000ULL, ~0ULL, 0ULL, 0ULL, 80'000ULL})
-    {
         queue(++i, ullDelay);
-    }
     event.Wait(mu::kInfinite);
     EXPECT_GE(std::chrono::steady_clock::now() - tpQueued, 80ms);
     EXPECT_LT(std::clock() - iUsed, CLOCKS_PER_SEC / 20) << "it sleeps until then";
@@ -133,9 +129,7 @@ TEST(Scheduler, MayEndInItsOwnTask)
         scheduler.ScheduleTask(0, "test", 0, drop, Cancel, &event, 2);
         event.Wait(mu::kInfinite);
         for (int i = 0; i < 1'000 && CFailingHeap::BlocksOfProcess() > lBlocks; ++i)
-        {
             mu::SleepMS(1); // the thread frees itself
-        }
         EXPECT_LE(CFailingHeap::BlocksOfProcess(), lBlocks);
         mu::SleepMS(iRun == 0 ? 50 : 0);
         lBlocks = CFailingHeap::BlocksOfProcess();

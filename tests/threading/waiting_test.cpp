@@ -45,9 +45,7 @@ TEST(Event, StaysSignalledUntilReset)
     {
         EXPECT_TRUE(!event.Wait(0) && event.Signal());
         for (const unsigned long dwMilliseconds : {0UL, 1UL, mu::kInfinite, ULONG_MAX})
-        {
             EXPECT_TRUE(event.Wait(dwMilliseconds)) << "waiting does not use it up";
-        }
         EXPECT_TRUE(event.Reset());
     }
     const auto before = std::chrono::system_clock::now();
@@ -64,9 +62,7 @@ TEST(Event, OneSignalWakesAllWhoWaitHoweverLong)
     // would only look.
     for (const unsigned long dw :
          {0xFFFFFFFEUL, 0xFFFFFFFFUL, ULONG_MAX - (sizeof(long) > 4) * 0xFFFFFFFF})
-    {
         vecThreads.emplace_back([&, dw] { iReturned += event.Wait(dw) ? 1 : 9; });
-    }
     mu::SleepMS(30);
     EXPECT_EQ(iReturned, 0) << "before the signal";
     EXPECT_TRUE(event.Signal());
@@ -88,9 +84,7 @@ TEST(Event, ShowsWhoWaitsAndLetsHimPassEvenIfResetAtOnce)
         });
     unsigned long dwShown = mu::kNoThreadID;
     while ((dwShown = event.GetWaitingThreadID()) == mu::kNoThreadID)
-    {
         EXPECT_TRUE(mu::ThreadContextSwitch("until somebody waits"));
-    }
     // It shows a moment before it waits, so the first signal may come too early.
     do
     {

@@ -86,8 +86,9 @@ TEST(EasyXml, InvalidHandlesAreHarmlessEverywhere)
     EXPECT_FALSE(none.SetTextValue(1) || none.SetAttributeValue(L"a", nullptr, true) ||
                  none.SetAttributesFromText(L"a='1'") || none.GetNamespacePrefixes(map, true) ||
                  none.GetAttributesText(ws) || none.GetAttributesTextWithoutNS(ws) ||
-                 root.GetAttributeValue(L"b", L"", ws) || none.GetTextValue(ws) ||
-                 root.GetAttributeValue(L"b", ws) || none.GetAttributeValue(nullptr, ws));
+                 none.GetAttributeValue(L"a", L"", ws) || root.GetAttributeValue(L"b", L"", ws) ||
+                 none.GetTextValue(ws) || root.GetAttributeValue(L"b", ws) ||
+                 none.GetAttributeValue(nullptr, ws));
     EXPECT_EQ(ws, L"old");
     EXPECT_FALSE(none.GetName(ws));
     EXPECT_EQ(ws, L"");

@@ -83,9 +83,7 @@ TEST(XmlLimits, EveryEditTakesLinearTime)
     CEasyXMLNode node = exml.AddRoot(L"r", nullptr);
     const CEasyXMLNode copied = other.LoadFromText(L"<a><b/></a>");
     for (int i = 0; i < 300000; ++i)
-    {
         node = node.AppendChild(copied); // ever deeper
-    }
     EXPECT_TRUE(node.IsValid());
 
     std::wstring wsInto = L"<r>", wsFrom = L"<r>";

@@ -139,6 +139,7 @@ TEST(Traces, NameFunctionsAndParameters)
         static_cast<CPosixEventObject*>(pDone)->Signal();
     };
     int iBlock = 0;
+    CFileAccess::ETextFileEncoding eEncoding{};
 
     const std::tuple<const char*, std::function<void()>> aRows[] = {
         {"MU::CDP szStep:5", [&] { mu::CreateDirectoriesPath(folder.WidePath(L"d/e").c_str()); }},
@@ -150,6 +151,8 @@ TEST(Traces, NameFunctionsAndParameters)
         {"FA::GetSz", [&] { file.GetSize(); }},
         {"FA::Cp", [&] { file.Copy(&source); }},
         {"FA::Cp wszSource:7 wszTarget:7", [&] { CFileAccess::Copy(wszFile, wsOther.c_str()); }},
+        {"FA::DTFE2 wszPath:7;FA::DTFE1",
+         [&] { CFileAccess::DetectTextFileEncoding(wszFile, eEncoding, iBlock); }},
         {"FA::TOS wszPath:7", [&] { CFileAccess::ToString(wszFile, wsText); }},
         {"FA::GSFC szFileName:5",
          [&] { CFileAccess::GetStrFileContent(strFile.c_str(), strText); }},
@@ -183,6 +186,7 @@ TEST(Traces, NameFunctionsAndParameters)
          [&] { pRing->CommitWrittenBlock(pRing->AllocateBlock(10), 10); }},
         {"SSB::ABRIN iSize:2",
          [&] { pRing->CommitWrittenBlock(pRing->AllocateBlockResizeIfNeeded(10), 0); }},
+        {"SSB::ABGS", [&] { pRing->GetLargestAvailableBlockSizeToWrite(); }},
         {"SSB::Wt", [&] { pRing->Write("0123456789", 10); }},
         {"SSB::PBTR", [&] { pRing->CommitReadBlock(pRing->PollBlockToRead(iBlock), 1); }},
         {"SSB::GBTR m_bDataIsAvailable:6",
