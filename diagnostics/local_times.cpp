@@ -72,8 +72,13 @@ mu::STimeComponents CLocalTimes::At(std::time_t tMoment) const
         std::upper_bound(m_vChanges, pEnd, tMoment,
                          [](std::time_t t, const SChange& change) { return t < change.m_tFrom; });
     const long iOffset = pNext == m_vChanges ? 0 : pNext[-1].m_iOffset;
+    const long long llLocal = static_cast<long long>(tMoment) + iOffset;
+    // Where a clock that nobody has set is still in 1969, west of Greenwich.
+    constexpr int kYears = 4;
+    constexpr long long kCycle = (kYears * 365 + 1) * 86400LL;
     mu::STimeComponents time;
-    time.FromStandardTimeValue(static_cast<long long>(tMoment) + iOffset);
+    time.FromStandardTimeValue(llLocal < 0 ? llLocal + kCycle : llLocal);
+    time.m_iYear -= llLocal < 0 ? kYears : 0;
     return time;
 }
 

@@ -10,8 +10,8 @@ TEST(LocalTimes, AreTheCLibrarysAroundEveryHour)
         ::setenv("TZ", szZone, 1);
         mu::CLocalTimes times;
         times.Load();
-        for (std::time_t tHour = 86400; tHour < 2'000'000'000; tHour += 3600 * 7)
-            for (const std::time_t t : {tHour - 1, tHour, tHour + 3600})
+        for (std::time_t tHour = 0; tHour < 2'000'000'000; tHour += 3600 * 7)
+            for (const std::time_t t : {tHour, tHour + 3599, tHour + 3600})
             {
                 std::tm tm = {};
                 mu::STimeComponents expected;

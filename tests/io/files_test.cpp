@@ -139,6 +139,7 @@ TEST(Files, TellErrnoAndFunctionAndARepeatedErrorOfOneFileOnce)
         CLineLogger logger(IBaseLogger::Error);
         logger.m_onMessage = [&chain = strChain] { EXPECT_EQ(FunctionChain(), chain); };
         EXPECT_FALSE(succeeds() || succeeds());
+        EXPECT_EQ(file.GetLastError(), strChain.starts_with("FA::") ? iError : 0);
         const std::string strLine = "3 " + strText + ": " + ErrorText(iError);
         EXPECT_EQ(logger.TakeLines(), std::vector<std::string>(uTold, strLine));
     }

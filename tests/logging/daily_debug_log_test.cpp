@@ -47,8 +47,9 @@ public:
         return m_bRefuse ? 0 : 1;
     }
     int GetQueuedTaskCount() override { return static_cast<int>(m_vecTasks.size()); }
-    void RemoveTasks(unsigned long long, TaskCallback pTask, void*, int) override
+    void RemoveTasks(unsigned long long ullTask, TaskCallback pTask, void*, int) override
     {
+        EXPECT_EQ(ullTask, 0U) << "whichever it is";
         for (std::size_t i = m_vecTasks.size(); i-- > 0;)
             m_vecTasks[i].m_pTask == pTask ? Finish(i, false) : void();
     }
