@@ -39,7 +39,9 @@ public:
 
         int aaiPipes[3][2];
         for (auto& aiEnds : aaiPipes)
+        {
             ::pipe2(aiEnds, O_CLOEXEC) == 0 ? void() : std::abort();
+        }
         m_iInput = aaiPipes[0][1];
         m_iOutput = aaiPipes[1][0];
         m_iErrors = aaiPipes[2][0];
@@ -51,7 +53,9 @@ public:
             ::setenv("LC_ALL", "C", 1);
             std::signal(SIGINT, SIG_DFL); // a shell ignores it for what runs in the background
             for (int i = 0; i < 3; ++i)
+            {
                 ::dup2(aiChild[i], i);
+            }
             beforeExec ? beforeExec() : void();
             ::execvp(vecPointers[0], vecPointers.data());
             ::_exit(127);

@@ -49,7 +49,9 @@ extern "C"
     {
         const int iFault = AskForFault(iDescriptor > 2 ? ECall::Write : ECall::Print);
         if (iFault > 0)
+        {
             return -1;
+        }
         const std::size_t uCut =
             iFault < 0 ? std::min(static_cast<std::size_t>(-iFault), uSize) : uSize;
         const ssize_t iWritten = ::syscall(SYS_write, iDescriptor, pData, uCut);

@@ -36,7 +36,9 @@ bool IsRefused()
 {
     if ((g_pIsAllocationRefused == nullptr || !g_pIsAllocationRefused()) &&
         g_uNext++ - g_uFirst >= g_uRefused)
+    {
         return false;
+    }
     CFailingHeap::s_bFailed = true;
     errno = ENOMEM;
     return true;

@@ -61,7 +61,9 @@ public:
             }
             bFailed = HasFailed();
             if (BlocksInUse() != lBlocks)
+            {
                 return iAllowed;
+            }
         }
         return -1;
     }

@@ -49,7 +49,9 @@ public:
         const std::scoped_lock lock(m_mutex);
         m_vLines.push_back(std::to_string(eSeverity) + " " + szText);
         if (m_onMessage)
+        {
             m_onMessage();
+        }
     }
     void LogMessageV(Severity eSeverity, const char* szFormat, va_list args) override
         __attribute__((format(printf, 3, 0)))

@@ -15,7 +15,9 @@ public:
         : m_strPath((std::filesystem::temp_directory_path() / "zor_test_XXXXXX").string())
     {
         if (mkdtemp(m_strPath.data()) == nullptr)
+        {
             throw std::runtime_error("no temporary folder");
+        }
     }
     ~CTemporaryFolder()
     {
