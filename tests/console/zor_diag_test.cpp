@@ -278,8 +278,7 @@ TEST_F(ZorDiag, WatchesUntilItIsStopped)
 
 TEST_F(ZorDiag, TellsThatItsOutputWasNotWritten)
 {
-    Expect(
-        "--help", 6, "standard output", [] { ::close(1); });
+    Expect("--help", 6, "standard output", [] { ::close(1); });
     Expect("--help", 6, "standard output", [] { ::dup2(::open("/dev/full", O_WRONLY), 1); });
     Listen();
     CChildProcess watch(ZOR_DIAG, {"watch", "1"},

@@ -242,8 +242,7 @@ TEST(StateReport, ReadsThreadsAtWorkThatMakeFillEmptyAndFreeTheirMap)
         }
     };
     std::vector<std::thread> vThreads(4);
-    std::generate(
-        vThreads.begin(), vThreads.end(), [&] { return std::thread(work); });
+    std::generate(vThreads.begin(), vThreads.end(), [&] { return std::thread(work); });
     std::for_each(vThreads.begin(), vThreads.end(), [](std::thread& t) { t.join(); });
     EXPECT_EQ(mu::CThreadStatesMapScope().GetMap()->m_mapThreads.size(), 1U);
 }

@@ -63,10 +63,9 @@ public:
     /// As "flush daily log 0 in 0;": the name, the parameter and the seconds.
     std::string Tasks() const
     {
-        return std::accumulate(
-            m_vecTasks.begin(), m_vecTasks.end(), std::string(),
-            [](const std::string& strTasks, const STask& task)
-            { return strTasks + task.m_strText; });
+        return std::accumulate(m_vecTasks.begin(), m_vecTasks.end(), std::string(),
+                               [](const std::string& strTasks, const STask& task)
+                               { return strTasks + task.m_strText; });
     }
 
     struct STask
@@ -546,8 +545,7 @@ TEST(DailyDebugLog, HasItsLinesInTheFileAfterACrash)
             };
             EXPECT_EXIT(crash(), testing::ExitedWithCode(3), "");
             std::string strBegin(kMark), strEnd("\r\n");
-            std::for_each(
-                strBefore.begin(), strBefore.end(), [&](char c) { strBegin += Line(c); });
+            std::for_each(strBefore.begin(), strBefore.end(), [&](char c) { strBegin += Line(c); });
             std::for_each(strAfter.begin(), strAfter.end(), [&](char c) { strEnd += Line(c); });
             const std::string strFile = log.File("03 March/01");
             const std::string strHead = "Unknown Application Unknown Version 2024/";
