@@ -78,6 +78,7 @@ bool CBlockRing::Skip(int iSize)
     return CommitRead(iOffset, iFirst) && (iFirst == iSize || CommitRead(0, iSize - iFirst));
 }
 
+#ifndef NDEBUG
 bool CBlockRing::IsConsistent() const
 {
     const bool bReaderInside = 0 <= m_iReadOffset && m_iReadOffset <= m_iDataEnd;
@@ -87,5 +88,6 @@ bool CBlockRing::IsConsistent() const
            (IsWrapped() || m_iDataEnd == m_iWriteOffset) &&
            m_bDataIsAvailable == (GetUnreadSize() > 0);
 }
+#endif
 
 } // namespace mu

@@ -58,8 +58,10 @@ public:
     /// The same from wherever the unread bytes start.
     bool Skip(int iSize);
 
-    /// For assertions: whether the offsets and the data end are as described above.
+#ifndef NDEBUG
+    /// Whether the offsets and the data end are as described above.
     bool IsConsistent() const;
+#endif
 
 private:
     /// The free bytes lie between the write offset and the read offset; none if the two are equal.

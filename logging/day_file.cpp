@@ -64,12 +64,14 @@ void CDayFile::SetPathForCrash(std::string strPath)
     m_szCrashPath = strOwn.empty() ? nullptr : strOwn.data();
 }
 
-// For assertions. A crash may take the file in the middle of a turn.
+#ifndef NDEBUG
+// A crash may take the file in the middle of a turn.
 bool CDayFile::IsInTurn() const
 {
     const unsigned long dwOwnerID = m_dwOwnerID;
     return dwOwnerID == GetCurrentThreadID() || dwOwnerID == kCrash;
 }
+#endif
 
 bool CDayFile::Open(const std::wstring& wsPath, unsigned long long ullNext)
 {

@@ -75,7 +75,9 @@ public:
 private:
     static constexpr unsigned long kCrash = 0; // no thread's id
 
+#ifndef NDEBUG
     bool IsInTurn() const;
+#endif
     bool WaitForOwner();
     bool OpenForCrash();
     void Begin(int iDescriptor, unsigned long long llEnd);

@@ -88,14 +88,12 @@ TEST_F(WebPages, LeadThroughTheMessagesThatAreKept)
     for (int i = 0; i < 120; ++i)
         m_log.LogMessageF(IBaseLogger::Status, "m%d", i);
     EXPECT_EQ(rangeOf("/log"), "Page 1 of 3: m119 to m70");
-    EXPECT_EQ(rangeOf("/log?from=-7"), "Page 1 of 3: m119 to m70");
     EXPECT_EQ(rangeOf("/log?from=99"), "Page 2 of 3: m69 to m20");
     EXPECT_EQ(rangeOf("/log?from=4000000000"), "Page 3 of 3: m19 to m0");
 
     m_log.m_iMaxNumberOfLogMessages = 120; // from now on the oldest go
     m_log.LogMessage(IBaseLogger::Status, "m120");
     EXPECT_EQ(rangeOf("/log?from=100"), "Page 3 of 3: m20 to m1");
-    EXPECT_THAT(Get("/log"), HasSubstr("Messages kept: 120 of 121."));
     m_log.Clear();
     EXPECT_THAT(Get("/log"), HasSubstr("<div class='log'><p>No message is kept.</p></div>"));
 }
@@ -106,15 +104,12 @@ TEST_F(WebPages, AreAllThere)
     const std::string strReading = "<th scope='row'>Input voltage</th><td>12.4 V</td></tr>";
     const std::tuple<const char*, const char*, std::string> aCases[] = {
         {"/?x=%", "200 OK\r\nContent-Type: text/html;", "Model</th><td>MR-4</td></tr>"},
-        {"/", "200 OK", "Up</th><td>00:00:03.500</td></tr>"},
         {"/", "200 OK", "<h2>Power supply</h2><table><tr>" + strReading},
         {"/parameters.xml", "200 OK\r\nContent-Type: text/xml;", m_document.m_strText},
         {"/threads.txt", "200 OK\r\nContent-Type: text/plain;", "Test::AreAllThere"},
         {"/parameters", "200 OK\r\nContent-Type: text/html;", "<pre>&lt;?xml version="},
         {"/threads", "200 OK\r\nContent-Type: text/html;", "<a href='/threads.txt' download>"},
         {"/vocabulary", "200 OK", "<a href='#table41'>Log severities</a>"},
-        {"/vocabulary", "200 OK", "id='table41'><h2>Log severities</h2><table><tr><th scope='row'"},
-        {"/vocabulary", "200 OK", "<td>View Log</td><td>Administrative</td></tr>"},
         {"/vocabulary", "200 OK", "<td>PCMA</td><td>Audio</td></tr>"},
         {"/style.css", "200 OK\r\nContent-Type: text/css;", "(prefers-color-scheme: dark)"},
         {"/log/", "404 Not Found", "The recorder has no such page."},
