@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <cerrno>
 #include <charconv>
 #include <chrono>
 #include <cstddef>
@@ -75,9 +76,11 @@ std::string Ask(const std::vector<std::string_view>& vPieces)
     std::string strReply;
     char szPart[65536];
     ssize_t iRead = 0;
-    while ((iRead = ::recv(iSocket, szPart, sizeof(szPart), 0)) > 0)
+    // The fuzzer's own alarm interrupts it.
+    while ((iRead = ::recv(iSocket, szPart, sizeof(szPart), 0)) > 0 ||
+           (iRead < 0 && errno == EINTR))
     {
-        strReply.append(szPart, static_cast<std::size_t>(iRead));
+        strReply.append(szPart, static_cast<std::size_t>(std::max<ssize_t>(iRead, 0)));
     }
     Law(iRead == 0, "the server ends what it says");
     ::close(iSocket);

@@ -182,7 +182,7 @@ TEST(ElementTree, MergingTakesOverWhatTheOtherSays)
         {"erasing by attribute", L"<r z='1'><i/><j/></r>", L"<o erase_children='true'><k/></o>",
          L"<r z=\"1\"><k/></r>"},
         {"erasing by option, deeper", L"<r><i><a/></i></r>",
-         L"<o><i __merge_options='keep, erase_children'><b/></i></o>", L"<r><i><b/></i></r>"},
+         L"<o><i __merge_options='keep, erase_children;more'><b/></i></o>", L"<r><i><b/></i></r>"},
         {"not erasing", L"<r><i/></r>",
          L"<o erase_children='false' __merge_options='no_erase_children'/>", L"<r><i/></r>"},
     };
