@@ -140,30 +140,12 @@ TEST(XmlParser, TellsPeopleTheLineAndColumnOfAnError)
 TEST(XmlParser, Utf8ReadsAsItsConversionReads)
 {
     const std::string strLong(46, 'x'); // than a block
-    const std::string aPieces[] = {";",
-                                   " ",
-                                   "'>",
-                                   "<a>",
-                                   "\xC3\xA9",
-                                   "\xE0\x80\xBC",
-                                   "\xF0\x80\x80\xBC",
-                                   "<a ",
-                                   "&#6",
-                                   "</a>",
-                                   "\0"s,
-                                   "\xC0\xBC",
-                                   "<b x='1'/>",
-                                   "\xF8\x80\x81\xA1",
-                                   "\xC3",
-                                   "\xFF",
-                                   strLong,
-                                   "\xC0\xBB",
-                                   "\x80\x80",
-                                   "\xF4\x8F\xBF\xBF",
-                                   "\xF7\xBF\xBF\xBF",
-                                   "\xC2\x80",
-                                   "\xF0\x90\x80\x80",
-                                   "\xF1\x80\x80\x80"};
+    const std::string strEach = "\xC3\xA9\xC2\x80\xF0\x90\x80\x80\xF1\x80\x80\x80";
+    const std::string aPieces[] = {
+        ";",    " ",    "'>",    "<a>",      strEach,    "\xE0\x80\xBC",     "\xF0\x80\x80\xBC",
+        "<a ",  "&#6",  "</a>",  "\0"s,      "\xC0\xBC", "<b x='1'/>",       "\xF8\x80\x81\xA1",
+        "\xC3", "\xFF", strLong, "\xC0\xBB", "\x80\x80", "\xF4\x8F\xBF\xBF", "\xF7\xBF\xBF\xBF",
+    };
     for (const std::string& strFirst : aPieces)
         for (const std::string& strSecond : aPieces)
             for (const std::string& strThird : aPieces)
