@@ -128,7 +128,7 @@ TEST_F(ZorDiag, AsksAndTellsByItsExitCode)
         {"log", "C", {Message('D', 3, "")}, 5, "", "without a payload"},
         {"log", "C", {strHead + Word(0xFFFFFFFF)}, 5, "", "4294967295 bytes"},
         {"log", "C", {Word(0) + Word(0) + Word(0x04000001)}, 5, "", "67108865 bytes"},
-        {"log", "C", {strHead}, 5, "", "in the middle"},
+        {"log", "C", {"D"}, 5, "", "in the middle"},
         {"log", "C", {strHead + Word(9) + "cut"}, 5, "", "in the middle"},
         {"log", "C", {""}, 4, "", "closed its pipes without an answer"},
         {"log --timeout 0.5", "C", {strHead + Word(5000) + kLong}, 4, "", "of 5012", 1},
@@ -164,7 +164,7 @@ TEST_F(ZorDiag, GivesUpInTime)
     ReadFrom(m_iRequests, 12);
     CChildProcess diag(ZOR_DIAG, Split("log --timeout 0.2"));
     Play("C", {"D\0\0\0\0"s});
-    ExpectEnd(diag, 4, "", "in time, only 5 bytes of a header\n");
+    ExpectEnd(diag, 4, "", "no answer in time, only 5 bytes of a header\n");
 
     CChildProcess patient(ZOR_DIAG, Split("log"));
     Play("C", {""});
@@ -221,7 +221,6 @@ TEST_F(ZorDiag, RefusesBadUsage)
         {"log --timeout 0", "--timeout cannot be '0'"},
         {"log --timeout .", "--timeout cannot be '.'"},
         {"log --timeout 1,5", "--timeout cannot be '1,5'"},
-        {"log --timeout 1.5.0", "--timeout cannot be '1.5.0'"},
         {"log --wait -1", "--wait cannot be '-1'"},
         {"log --wait 1000000.001", "--wait cannot be"},
         {"log --wait 99999999999999999999", "--wait cannot be"},

@@ -114,7 +114,7 @@ TEST(Files, TellErrnoAndFunctionAndARepeatedErrorOfOneFileOnce)
             {text, 1, [&] { return text.Read(aBuffer, -1) >= 0; }, EINVAL, szRead, szReading},
             {text, 1, [&] { return text.WriteBlock(0, UINT_MAX, "x"); }, EINVAL, szWrite,
              szWriting},
-            {full, 1, [&] { return full.WriteBlock(0, 4, "text"); }, ENOSPC, szWrite, szWriting},
+            {full, 1, [&] { return full.Write("text", 4) >= 0; }, ENOSPC, szWrite, szWriting},
             {pipe, 1, [&] { return pipe.Flush(); }, EINVAL, "FA::Fl;", "Error flushing file"},
             {pipe, 1, [&] { return pipe.WriteBlock(kFiveGiB, 1, "x"); }, ESPIPE, "FA::SetPos;",
              "Error setting file position to 5368709120"},

@@ -70,8 +70,6 @@ TEST_F(WebPages, ShowWhatALogSaysAsText)
         AllOf(HasSubstr("<meta http-equiv='refresh' content='5'/></head>"),
               HasSubstr("kept: 1 of 1. The newest first, read again every 5 seconds.</p>")));
     EXPECT_THAT(m_strHeader, HasSubstr("\r\nCache-Control: no-cache, no-store"));
-    EXPECT_THAT(Get("/log?from=0"), AllOf(HasSubstr("href='/style.css'/></head>"),
-                                          HasSubstr("1 of 1. <a href='/log'>The newest</a></p>")));
 }
 
 TEST_F(WebPages, LeadThroughTheMessagesThatAreKept)
@@ -89,7 +87,6 @@ TEST_F(WebPages, LeadThroughTheMessagesThatAreKept)
         m_log.LogMessageF(IBaseLogger::Status, "m%d", i);
     EXPECT_EQ(rangeOf("/log"), "Page 1 of 3: m119 to m70");
     EXPECT_EQ(rangeOf("/log?from=99"), "Page 2 of 3: m69 to m20");
-    EXPECT_EQ(rangeOf("/log?from=4000000000"), "Page 3 of 3: m19 to m0");
 
     m_log.m_iMaxNumberOfLogMessages = 120; // from now on the oldest go
     m_log.LogMessage(IBaseLogger::Status, "m120");
@@ -107,10 +104,7 @@ TEST_F(WebPages, AreAllThere)
         {"/", "200 OK", "<h2>Power supply</h2><table><tr>" + strReading},
         {"/parameters.xml", "200 OK\r\nContent-Type: text/xml;", m_document.m_strText},
         {"/threads.txt", "200 OK\r\nContent-Type: text/plain;", "Test::AreAllThere"},
-        {"/parameters", "200 OK\r\nContent-Type: text/html;", "<pre>&lt;?xml version="},
-        {"/threads", "200 OK\r\nContent-Type: text/html;", "<a href='/threads.txt' download>"},
-        {"/vocabulary", "200 OK", "<a href='#table41'>Log severities</a>"},
-        {"/vocabulary", "200 OK", "<td>PCMA</td><td>Audio</td></tr>"},
+        {"/vocabulary", "200 OK", "id='table41'><h2>Log severities</h2>"},
         {"/style.css", "200 OK\r\nContent-Type: text/css;", "(prefers-color-scheme: dark)"},
         {"/log/", "404 Not Found", "The recorder has no such page."},
         {"*", "400 Bad Request", ""},

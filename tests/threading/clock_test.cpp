@@ -47,8 +47,9 @@ int mu::clock_calls::OpenHardwareClock(const char* szPath)
     return Answer("open") != 0 ? -1 : ::open("/dev/null", O_RDONLY | O_CLOEXEC);
 }
 
-int mu::clock_calls::SetHardwareClock(int, const std::tm* pTime)
+int mu::clock_calls::SetHardwareClock(int iDescriptor, const std::tm* pTime)
 {
+    EXPECT_GE(::fcntl(iDescriptor, F_GETFD), 0);
     char szTime[50];
     std::strftime(szTime, sizeof(szTime), " %F %T", pTime);
     g_strCalls += szTime;

@@ -93,7 +93,16 @@ TEST(Scheduler, RunsByTimeThenByComingAndCancelsWhatIsLeft)
     EXPECT_EQ(std::exchange(g_strNotes, {}), "-2 -1 -3 ");
     scheduler.RemoveTasks(0, noteSlowly, &event, 1);
 
+    constexpr IScheduler::CancelCallback queueAnother =
+        [](IScheduler* pScheduler, void* pEvent, int i)
+    {
+        Cancel(pScheduler, pEvent, i);
+        pScheduler->ScheduleTask(kHour, "test", 0, Note, Cancel, pEvent, 8);
+    };
     g_strNotes.clear();
+    scheduler.ScheduleTask(kHour, "test", 0, Note, queueAnother, &event, 7);
+    scheduler.RemoveTasks(0, Note, &event, 1);
+    EXPECT_EQ(std::exchange(g_strNotes, {}), "-7 ") << "what comes meanwhile stays";
     queue(0, 0);
     event.Wait(mu::kInfinite);
     event.Reset();
@@ -106,7 +115,7 @@ TEST(Scheduler, RunsByTimeThenByComingAndCancelsWhatIsLeft)
     EXPECT_LT(std::clock() - iUsed, CLOCKS_PER_SEC / 20) << "it sleeps until then";
     scheduler.Stop(); // waits for the task that runs
     EXPECT_EQ(queue(9, 0), 0U);
-    EXPECT_EQ(std::exchange(g_strNotes, {}), "0 4 5 2 1 6 -3 ");
+    EXPECT_EQ(std::exchange(g_strNotes, {}), "0 4 5 2 1 6 -8 -3 ");
     EXPECT_EQ(scheduler.AddRef(), 2);
     EXPECT_EQ(scheduler.Release() + scheduler.Release(), 1);
 }
