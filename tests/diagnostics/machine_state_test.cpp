@@ -9,6 +9,8 @@
 namespace
 {
 
+using namespace std::string_literals;
+
 // Code that ends where memory ends, a distance from there and the lowest bit that tells the
 // instruction set; the function that is called, by its distance, 0 for one from a pointer.
 struct SCode
@@ -29,7 +31,7 @@ const SCode kCodes[] = {
     {"\xFF\x15\x44\x33\x22\x11", true},     // call *0x11223344(%rip)
     {"\xFF\x94\x24\x44\x33\x22\x11", true}, // call *0x11223344(%rsp)
     {"\xE8\xF0\xFF\xFF\xFF", true, -16},    // call, 16 bytes back
-    {"\xE8\x10\x01\x01\x01", false},        // where nothing is
+    {"\xE8\x10\x01\0\0"s, false},           // where nothing is
     {"\xE9\xF0\xFF\xFF\xFF", false},        // jmp
     {"\xFF\xE0", false},                    // jmp *%rax
     {"\xFF\x53", false},                    // the beginning of a call
