@@ -9,8 +9,6 @@
 namespace
 {
 
-using namespace std::string_literals;
-
 // Code that ends where memory ends, a distance from there and the lowest bit that tells the
 // instruction set; the function that is called, by its distance, 0 for one from a pointer.
 struct SCode
@@ -23,19 +21,19 @@ struct SCode
 
 const SCode kCodes[] = {
 #if defined(__x86_64__)
-    {"\xFF\xD0", true},                     // call *%rax
-    {"\xFF\x53\x08", true},                 // call *8(%rbx)
-    {"\xFF\x14\x24", true},                 // call *(%rsp)
-    {"\xFF\x54\x24\x08", true},             // call *8(%rsp)
-    {"\xFF\x93\x44\x33\x22\x11", true},     // call *0x11223344(%rbx)
-    {"\xFF\x15\x44\x33\x22\x11", true},     // call *0x11223344(%rip)
-    {"\xFF\x94\x24\x44\x33\x22\x11", true}, // call *0x11223344(%rsp)
-    {"\xE8\xF0\xFF\xFF\xFF", true, -16},    // call, 16 bytes back
-    {"\xE8\x10\x01\0\0"s, false},           // where nothing is
-    {"\xE9\xF0\xFF\xFF\xFF", false},        // jmp
-    {"\xFF\xE0", false},                    // jmp *%rax
-    {"\xFF\x53", false},                    // the beginning of a call
-    {"\xFE\xD0", false},                    // no instruction
+    {"\xFF\xD0", true},                          // call *%rax
+    {"\xFF\x53\x08", true},                      // call *8(%rbx)
+    {"\xFF\x14\x24", true},                      // call *(%rsp)
+    {"\xFF\x54\x24\x08", true},                  // call *8(%rsp)
+    {"\xFF\x93\x44\x33\x22\x11", true},          // call *0x11223344(%rbx)
+    {"\xFF\x15\x44\x33\x22\x11", true},          // call *0x11223344(%rip)
+    {"\xFF\x94\x24\x44\x33\x22\x11", true},      // call *0x11223344(%rsp)
+    {"\xE8\xF0\xFF\xFF\xFF", true, -16},         // call, 16 bytes back
+    {std::string("\xE8\x10\x01\0\0", 5), false}, // where nothing is
+    {"\xE9\xF0\xFF\xFF\xFF", false},             // jmp
+    {"\xFF\xE0", false},                         // jmp *%rax
+    {"\xFF\x53", false},                         // the beginning of a call
+    {"\xFE\xD0", false},                         // no instruction
 #elif defined(__arm__)
     {"\x33\xFF\x2F\xE1", true},         // blx r3
     {"\x13\xFF\x2F\xE1", false},        // bx r3
