@@ -104,6 +104,8 @@ TEST_F(WebPages, AreAllThere)
         {"/", "200 OK", "<h2>Power supply</h2><table><tr>" + strReading},
         {"/parameters.xml", "200 OK\r\nContent-Type: text/xml;", m_document.m_strText},
         {"/threads.txt", "200 OK\r\nContent-Type: text/plain;", "Test::AreAllThere"},
+        {"/parameters", "200 OK\r\nContent-Type: text/html;", "<pre>&lt;?xml version="},
+        {"/threads", "200 OK\r\nContent-Type: text/html;", "<a href='/threads.txt' download>"},
         {"/vocabulary", "200 OK", "id='table41'><h2>Log severities</h2>"},
         {"/style.css", "200 OK\r\nContent-Type: text/css;", "(prefers-color-scheme: dark)"},
         {"/log/", "404 Not Found", "The recorder has no such page."},
