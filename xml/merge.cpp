@@ -17,28 +17,29 @@ class CChildrenByName
 public:
     explicit CChildrenByName(const CVariablesSubTree& parent)
     {
-        for (CVariablesSubTree* const pChild : parent.GetChildren())
+        const CVariablesSubTreesVector& children = parent.GetChildren();
+        for (CVariablesSubTree* const* p = children.end(); p != children.begin();)
         {
-            m_mapQueues[pChild->GetName()].m_vChildren.push_back(pChild);
+            --p;
+            m_mapLeft[(*p)->GetName()].push_back(*p);
         }
     }
 
     CVariablesSubTree* TakeNext(std::wstring_view wsName)
     {
-        const auto found = m_mapQueues.find(wsName);
-        return found != m_mapQueues.end() &&
-                       found->second.m_uTaken < found->second.m_vChildren.size()
-                   ? found->second.m_vChildren[found->second.m_uTaken++]
-                   : nullptr;
+        const auto found = m_mapLeft.find(wsName);
+        if (found == m_mapLeft.end() || found->second.empty())
+        {
+            return nullptr;
+        }
+        CVariablesSubTree* const pNext = found->second.back();
+        found->second.pop_back();
+        return pNext;
     }
 
 private:
-    struct SQueue
-    {
-        std::vector<CVariablesSubTree*> m_vChildren;
-        std::size_t m_uTaken = 0;
-    };
-    std::map<std::wstring_view, SQueue, mu::STextLess> m_mapQueues;
+    /// Of each name the children not yet handed out, the next one last.
+    std::map<std::wstring_view, std::vector<CVariablesSubTree*>, mu::STextLess> m_mapLeft;
 };
 
 bool HasWord(std::wstring_view wsText, std::wstring_view wsWord)
