@@ -71,7 +71,7 @@ int* FieldOf(mu::STimeComponents& time, char chLetter)
 
 struct SUnit
 {
-    double m_dLast; // the largest whole amount that is written in this unit
+    double m_dEnd; // amounts from here on are written in the next unit
     double m_dSize;
     int m_iDecimals;
     const char* m_szName;
@@ -83,13 +83,13 @@ constexpr double kMega = 1024 * kKilo;
 constexpr double kGiga = 1024 * kMega;
 constexpr double kNoLimit = std::numeric_limits<double>::infinity();
 
-constexpr Units kByteUnits = {{{kKilo - 1, 1, 0, " bytes"},
-                               {kMega - 1, kKilo, 1, " KB"},
-                               {kGiga - 1, kMega, 2, " MB"},
+constexpr Units kByteUnits = {{{kKilo, 1, 0, " bytes"},
+                               {kMega, kKilo, 1, " KB"},
+                               {kGiga, kMega, 2, " MB"},
                                {kNoLimit, kGiga, 3, " GB"}}};
-constexpr Units kBitrateUnits = {{{kKilo - 1, 1, 0, " bps"},
-                                  {kMega - 1, kKilo, 1, " Kbps"},
-                                  {kGiga - 1, kMega, 2, " Mb/s"},
+constexpr Units kBitrateUnits = {{{kKilo, 1, 0, " bps"},
+                                  {kMega, kKilo, 1, " Kbps"},
+                                  {kGiga, kMega, 2, " Mb/s"},
                                   {kNoLimit, kGiga, 3, " Gb/s"}}};
 
 /// dAmount is below 2^67, so its text fits into szText. As a double it may be rounded, but only
@@ -98,7 +98,7 @@ template <typename TString>
 void WriteAmount(double dAmount, const Units& units, TString& text)
 {
     const auto* const pUnit = std::find_if(
-        units.begin(), units.end(), [=](const SUnit& unit) { return dAmount <= unit.m_dLast; });
+        units.begin(), units.end(), [=](const SUnit& unit) { return dAmount < unit.m_dEnd; });
 
     char szText[30];
     char* const szUnit =

@@ -152,28 +152,16 @@ std::size_t CountableUnits(const TUnit* pText, std::size_t uLength)
     {
         return uLength;
     }
-    std::size_t uUnits = 0;
     std::size_t uBytes = 0;
-    std::size_t uStep = 4096;
-    while (uUnits < uLength)
+    for (std::size_t uUnits = 0; uUnits < uLength; ++uUnits)
     {
-        uStep = std::min(uStep, uLength - uUnits);
-        const std::size_t uMore = EncodedLength(pText + uUnits, uStep);
-        if (uMore <= std::size_t{kMostBytes} - uBytes)
+        uBytes += EncodedLength(pText + uUnits, 1);
+        if (uBytes > std::size_t{kMostBytes})
         {
-            uUnits += uStep;
-            uBytes += uMore;
-        }
-        else if (uStep > 1)
-        {
-            uStep = 1;
-        }
-        else
-        {
-            break;
+            return uUnits;
         }
     }
-    return uUnits;
+    return uLength;
 }
 
 /// A string that had to grow for a text keeps no more than a quarter above what the text takes.

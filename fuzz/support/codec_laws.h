@@ -12,6 +12,7 @@
 #include "mu/base64.h"
 #include "mu/crc7.h"
 #include "mu/hex.h"
+#include "mu/hex_block.h"
 #include "mu/mail_body.h"
 #include "mu/sms_text.h"
 #include "mu/strings_map.h"
@@ -27,6 +28,24 @@ inline int PlainDigit(char ch)
     const std::size_t u =
         svDigits.find(static_cast<char>(std::tolower(static_cast<unsigned char>(ch))));
     return ch != '\0' && u != std::string_view::npos ? static_cast<int>(u) : -1;
+}
+
+/// Each form of a block, of which a processor uses one.
+inline void CheckHexBlock(std::string strText)
+{
+    strText.resize(2 * mu::hex_block::kBlock, '0');
+    const bool bDigits =
+        std::all_of(strText.begin(), strText.end(), [](char ch) { return PlainDigit(ch) >= 0; });
+    for (auto* const pDecode : {mu::hex_block::DecodeByBytes, mu::hex_block::DecodeByWords})
+    {
+        unsigned char block[mu::hex_block::kBlock];
+        Law(pDecode(strText.data(), block) == bDigits, "blocks of digits, no others");
+        for (std::size_t i = 0; bDigits && i < mu::hex_block::kBlock; ++i)
+        {
+            Law(block[i] == 16 * PlainDigit(strText[2 * i]) + PlainDigit(strText[2 * i + 1]),
+                "bytes of a block");
+        }
+    }
 }
 
 inline void CheckHex(const std::string& strData)
@@ -52,6 +71,7 @@ inline void CheckHex(const std::string& strData)
     Law(strHex == strPlain && strHexReversed == strPlain + 'Z', "upper case");
 
     // The data themselves as text.
+    CheckHexBlock(strData);
     const std::size_t uPairs = strData.size() / 2;
     std::vector<unsigned char> vBytes(uPairs + 1, 'Z');
     std::vector<unsigned char> vReversed(uPairs + 1, 'Z');

@@ -18,6 +18,7 @@
 #include "mu/url.h"
 #include "tests/support/failing_calls.h"
 #include "tests/support/failing_heap.h"
+#include "tests/support/line_logger.h"
 #include "tests/support/temporary_folder.h"
 #include "tests/support/testing.h"
 #include "threading/event.h"
@@ -49,7 +50,8 @@ void Look()
         {
             const std::string_view svName = q->m_szName;
             strFunction.append(" ").append(svName).append(":") += std::to_string(q->m_iType);
-            if (svName == "szStage" || svName == "szStep" || svName == "szState")
+            if (svName == "szStage" || svName == "szStep" || svName == "szState" ||
+                svName == "szFileName")
                 g_setSeen.insert(*static_cast<const char* const*>(q->m_pValue));
         }
         g_setSeen.insert(strFunction);
@@ -142,7 +144,14 @@ TEST(Traces, NameFunctionsAndParameters)
     CFileAccess::ETextFileEncoding eEncoding{};
 
     const std::tuple<const char*, std::function<void()>> aRows[] = {
-        {"MU::CDP szStep:5", [&] { mu::CreateDirectoriesPath(folder.WidePath(L"d/e").c_str()); }},
+        {"MU::CDP szStep:5;create directory path 1;create directory path 2;create directory path 3",
+         [&]
+         {
+             const CLineLogger logger; // notes what fails in the second step, and in the third
+             mu::CreateDirectoriesPath(L"/dev/null/d");
+             mu::CreateDirectoriesPath(folder.WidePath(L"d/e"));
+             mu::CreateDirectoriesPath(L"/proc/d");
+         }},
         {"FA::Op wszFileName:7", [&] { file.Open(wszFile, CFileAccess::FM_CREATE, false); }},
         {"FA::Op szFileName:5", [&] { source.Open(strFile.c_str(), CFileAccess::FM_READ, true); }},
         {"FA::Wrt iMessageLength:2", [&] { file.Write("text", 4); }},
@@ -162,7 +171,8 @@ TEST(Traces, NameFunctionsAndParameters)
         {"PD::FF wszDirectory:7", [&] { mu::FindFiles(folder.WidePath().c_str(), L"*", vNames); }},
         {"PD::FSD wszDirectory:7 iNumEntries:2",
          [&] { mu::FindSubDirectories(folder.WidePath().c_str(), vNames); }},
-        {"PD::GMSSN", [&] { mu::GetMainStorageSerialNumber(strText); }},
+        {"PD::GMSSN;/proc/ide/hda/identify;/proc/ide/hdz/identify",
+         [&] { mu::GetMainStorageSerialNumber(strText); }},
         {"PD::GDSA pwszDirectory:7", [&] { mu::GetDiskSpaceAvailable(wszFile, ull, ull); }},
         {"PD::RFP wszOriginalName:7 wszNewName:7", [&] { mu::RenameFilePath(wszFile, L"/no/a"); }},
         {"PD::DFP pwszFileName:7", [&] { mu::DeleteFilePath(wsOther.c_str()); }},

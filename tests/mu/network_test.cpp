@@ -13,7 +13,11 @@ TEST(IpPrefix, MasksThereAndBack)
         for (const int i : {-1, iBits + 1})
             EXPECT_EQ(mu::PrefixLengthToMaskText(i, bIPv6), "");
     }
-    EXPECT_EQ(mu::PrefixLengthToMaskText(20, false), "255.255.240.0");
+    std::string strMask(5, '*');
+    EXPECT_TRUE(mu::PrefixLengthToMask(20, strMask.data(), 4));
+    EXPECT_EQ(strMask, std::string("\xFF\xFF\xF0\0*", 5));
+    EXPECT_FALSE(mu::PrefixLengthToMask(8, strMask.data(), 3));
+    EXPECT_EQ(mu::MaskToPrefixLength(strMask.data(), 3), -1);
     EXPECT_EQ(mu::PrefixLengthToMaskText(52, true), "ffff:ffff:ffff:f000::");
     for (const char* const szWrong :
          {"", "255.0.255.0", "255.253.0.0", "0.0.0.1", "::1", "255.0.0"})
@@ -29,7 +33,7 @@ TEST(NetworkInterfaces, TheLoopbackIsFoundByNameAndAddress)
     for (const mu::SInterfaceAddress& address : byName.m_vAddresses)
     {
         ASSERT_TRUE(mu::FindNetworkInterfaceByAddress(address.m_strAddress, byAddress));
-        EXPECT_EQ(byAddress.m_strName, "lo");
+        EXPECT_TRUE(byAddress.m_strName == "lo" && byAddress.m_bUp);
         EXPECT_GE(address.m_iPrefixLength, 8);
     }
     EXPECT_FALSE(mu::FindNetworkInterfaceByName("lo?", byName) ||

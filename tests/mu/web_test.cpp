@@ -157,7 +157,14 @@ TEST(Web, KnowsWholeExtensionsInAnyCase)
     std::string strType = "as it was";
     for (const int iLength : {-1, 2, 4})
         EXPECT_FALSE(mu::FindContentTypeForFileExt("jpg,jpeg", iLength, strType)) << strType;
-    EXPECT_TRUE(mu::FindContentTypeForFileExt("HTML", 4, strType) && strType == "text/html");
+    std::string strTypes;
+    for (const std::string strExt : {"HTML", "jpeg", "gif", "png", "h264", "flv", "mp4", "aac",
+                                     "txt", "mfd", "gz", "tar", "js", "htm", "css", "Jpg"})
+        if (mu::FindContentTypeForFileExt(strExt.data(), Length(strExt), strType))
+            strTypes += strType + " ";
+    EXPECT_EQ(strTypes, "text/html image/jpeg image/gif image/png video/H264 video/x-flv video/mp4 "
+                        "audio/aac text/plain text/xml application/gzip application/x-tar "
+                        "application/javascript text/html text/css image/jpeg ");
     EXPECT_TRUE(mu::IsImageFileExtension("JPegs", 4) && !mu::IsImageFileExtension("mp4", 3));
 }
 
