@@ -31,8 +31,6 @@ TEST(Hex, WritesDigits)
     std::string strText;
     mu::BufferToHex("\x1A\xF0", 2, static_cast<mu::ELetterCase>(7), strText);
     EXPECT_EQ(strText, "1af0");
-    mu::BufferToHexRev("\x1A\xF0", 2, mu::ELC_UPPER, strText);
-    EXPECT_EQ(strText, "F01A");
     mu::BufferToHex("\x1A", -1, mu::ELC_UPPER, strText);
     EXPECT_EQ(strText, "");
 }
