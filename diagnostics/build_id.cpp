@@ -1,5 +1,6 @@
 #include "diagnostics/build_id.h"
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
@@ -21,27 +22,24 @@ std::string_view FindBuildID(std::string_view svNotes, std::size_t uAlignment)
 {
     using namespace std::string_view_literals;
     constexpr std::string_view kOwner = "GNU\0"sv;
-    const auto pad = [=](std::size_t u) { return (u + uAlignment - 1) / uAlignment * uAlignment; };
+    const auto skip = [&](std::size_t uSize)
+    {
+        const std::size_t uPadded = (uSize + uAlignment - 1) / uAlignment * uAlignment;
+        svNotes.remove_prefix(std::min(uPadded, svNotes.size()));
+    };
     ElfW(Nhdr) head;
     while (svNotes.size() >= sizeof(head))
     {
         std::memcpy(&head, svNotes.data(), sizeof(head));
         svNotes.remove_prefix(sizeof(head));
-        if (head.n_namesz > svNotes.size() || head.n_descsz > svNotes.size())
+        const bool bBuildID =
+            head.n_type == NT_GNU_BUILD_ID && svNotes.substr(0, head.n_namesz) == kOwner;
+        skip(head.n_namesz);
+        if (bBuildID)
         {
-            break;
+            return svNotes.substr(0, head.n_descsz);
         }
-        const std::size_t uContents = pad(head.n_namesz);
-        const std::size_t uEnd = uContents + pad(head.n_descsz);
-        if (uEnd > svNotes.size())
-        {
-            break;
-        }
-        if (head.n_type == NT_GNU_BUILD_ID && svNotes.substr(0, head.n_namesz) == kOwner)
-        {
-            return svNotes.substr(uContents, head.n_descsz);
-        }
-        svNotes.remove_prefix(uEnd);
+        skip(head.n_descsz);
     }
     return {};
 }
@@ -51,7 +49,7 @@ std::string_view FindBuildID(std::string_view svNotes, std::size_t uAlignment)
 int TakeBuildID(dl_phdr_info* pObject, std::size_t, void* pResult)
 {
     auto& svBuildID = *static_cast<std::string_view*>(pResult);
-    for (int i = 0; i < pObject->dlpi_phnum && svBuildID.empty(); ++i)
+    for (int i = 0; i < pObject->dlpi_phnum; ++i)
     {
         const ElfW(Phdr)& segment = pObject->dlpi_phdr[i];
         if (segment.p_type == PT_NOTE)
@@ -59,7 +57,9 @@ int TakeBuildID(dl_phdr_info* pObject, std::size_t, void* pResult)
             const std::uintptr_t uNotes = pObject->dlpi_addr + segment.p_vaddr;
             // NOLINTNEXTLINE(performance-no-int-to-ptr)
             const auto* pNotes = reinterpret_cast<const char*>(uNotes);
-            svBuildID = FindBuildID({pNotes, segment.p_memsz}, segment.p_align == 8 ? 8 : 4);
+            const std::size_t uAlignment = std::max<std::size_t>(segment.p_align, 4);
+            const std::string_view svFound = FindBuildID({pNotes, segment.p_memsz}, uAlignment);
+            svBuildID = svFound.empty() ? svBuildID : svFound;
         }
     }
     return 1;
@@ -69,7 +69,8 @@ int TakeBuildID(dl_phdr_info* pObject, std::size_t, void* pResult)
 
 const char* mu::GetVersionWithBuildID(const char* szVersion)
 {
-    static char s_szVersion[kMostCharacters + 1 + 2 * kMostBytes + 1];
+    static char s_szVersion[128];
+    static_assert(sizeof(s_szVersion) > kMostCharacters + 1 + 2 * kMostBytes);
     std::string_view svBuildID;
     ::dl_iterate_phdr(TakeBuildID, &svBuildID);
     int iLength = std::snprintf(s_szVersion, sizeof(s_szVersion), "%.*s%s", kMostCharacters,

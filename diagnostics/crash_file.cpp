@@ -30,12 +30,10 @@ bool FreeReserved()
 
 void MakeDirectoriesInCrash(char* szPath)
 {
-    for (char* szEnd = std::strchr(szPath + 1, '/'); szEnd != nullptr;
-         szEnd = std::strchr(szEnd + 1, '/'))
+    for (char* szEnd = szPath; (szEnd = std::strchr(szEnd, '/')) != nullptr; *szEnd++ = '/')
     {
         *szEnd = '\0';
-        ::mkdir(szPath, 0777);
-        *szEnd = '/';
+        ::mkdir(szPath, 0777); // fails for the empty path before a root's separator
     }
 }
 
@@ -46,14 +44,9 @@ void ReserveDescriptorForCrash()
 
 int OpenFileInCrash(const char* szPath, int iFlags)
 {
-    for (;;)
-    {
-        const int iDescriptor = OpenFile(szPath, O_RDWR | O_CREAT | iFlags);
-        if (iDescriptor >= 0 || (errno != EMFILE && errno != ENFILE) || !FreeReserved())
-        {
-            return iDescriptor;
-        }
-    }
+    const auto open = [=] { return OpenFile(szPath, O_RDWR | O_CREAT | iFlags); };
+    const int iDescriptor = open();
+    return iDescriptor < 0 && FreeReserved() ? open() : iDescriptor;
 }
 
 bool WriteAllInCrash(int iDescriptor, const char* pBytes, std::size_t uSize)

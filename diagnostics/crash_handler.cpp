@@ -216,7 +216,6 @@ void InstallHandler()
 {
     struct sigaction action = {};
     action.sa_sigaction = HandleCrashSignal;
-    sigemptyset(&action.sa_mask);
     // SA_NODEFER: a fault inside the handler calls it again. SA_ONSTACK: it has room to run when
     // the thread's stack has overflowed.
     action.sa_flags = SA_SIGINFO | SA_ONSTACK | SA_NODEFER;

@@ -40,11 +40,13 @@ void* Watch(void*)
     EndAtTimeLimit();
 }
 
-void StartAlarm(int iMilliseconds)
+// Again and again: half of the time limit is for the first alarm, the rest for the second.
+void StartAlarms(int iMilliseconds)
 {
     itimerval timer = {};
     timer.it_value.tv_sec = iMilliseconds / 1000;
     timer.it_value.tv_usec = iMilliseconds % 1000 * 1000 + 1; // 0 would stop the timer
+    timer.it_interval = timer.it_value;
     ::setitimer(ITIMER_REAL, &timer, nullptr);
 }
 
@@ -54,7 +56,6 @@ void HandleAlarm(int)
     {
         EndAtTimeLimit();
     }
-    StartAlarm(g_crashOptions.m_iTimeLimit / 2);
     // The loggers trace, and the alarm may have interrupted this thread anywhere, also between the
     // steps of opening an entry.
     const CSetAsideChain chain;
@@ -96,10 +97,9 @@ void ArmCrashWatchdog(void (*pDeliverRest)(), void (*pRestart)())
 
     struct sigaction action = {};
     action.sa_handler = HandleAlarm;
-    sigemptyset(&action.sa_mask);
     action.sa_flags = SA_ONSTACK | SA_NODEFER | SA_RESTART;
     ::sigaction(SIGALRM, &action, nullptr);
-    StartAlarm(g_crashOptions.m_iTimeLimit / 2);
+    StartAlarms(g_crashOptions.m_iTimeLimit / 2);
 }
 
 } // namespace mu

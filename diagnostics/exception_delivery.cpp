@@ -30,18 +30,12 @@ void WriteToFile(const char* szPath, int iFlags, const char* szReport, int iLeng
     }
 }
 
-/// The month's name is ASCII.
-void NarrowMonthName(int iMonth, char (&szName)[20])
-{
-    const wchar_t* const wszName = mu::GetMonthName(iMonth);
-    std::transform(wszName, wszName + std::wcslen(wszName) + 1, szName,
-                   [](wchar_t ch) { return static_cast<char>(ch); });
-}
-
 void WriteDatedFile(const char* szReport, int iLength, const mu::STimeComponents& time)
 {
-    char szMonth[20];
-    NarrowMonthName(time.m_iMonth, szMonth);
+    char szMonth[20] = {};
+    const wchar_t* const wszMonth = mu::GetMonthName(time.m_iMonth);
+    std::transform(wszMonth, wszMonth + std::wcslen(wszMonth), szMonth,
+                   [](wchar_t ch) { return static_cast<char>(ch); }); // it is ASCII
     char szPath[4 * SCrashOptions::kMostFolderLength + 100];
     const int iFolder =
         std::snprintf(szPath, sizeof(szPath), "%s/%04d/%02d %s/%02d", g_crashOptions.m_szFolder,

@@ -28,12 +28,12 @@ long OffsetAt(std::time_t tMoment)
 void CLocalTimes::Load()
 {
     ::tzset();
-    // FindChanges() counts up to a week beyond its end.
+    // A step that begins before the end goes beyond it, and FindChanges() counts another week.
     constexpr auto kEnd = static_cast<std::time_t>(
-        std::min<long long>(kEndOf2100, std::numeric_limits<std::time_t>::max() - kWeek));
+        std::min<long long>(kEndOf2100, std::numeric_limits<std::time_t>::max() - kStep - kWeek));
     m_vChanges[0] = {0, OffsetAt(0)};
     m_iChanges = 1;
-    for (std::time_t t = 0; t <= kEnd - kStep; t += kStep)
+    for (std::time_t t = 0; t < kEnd; t += kStep)
     {
         FindChanges(t, t + kStep);
     }
@@ -53,11 +53,8 @@ void CLocalTimes::FindChanges(std::time_t tFrom, std::time_t tTo)
     {
         (OffsetAt(t) == iOffset ? tTo : tFrom) = t;
     }
-    if (OffsetAt(tTo - 1) != iOffset)
-    {
-        tFrom = tTo - 1;
-    }
-    while (tTo - tFrom > 1)
+    const bool bFound = OffsetAt(tTo - 1) != iOffset;
+    while (!bFound && tTo - tFrom > 1)
     {
         const std::time_t tMiddle = tFrom + (tTo - tFrom) / 2;
         (OffsetAt(tMiddle) == iOffset ? tTo : tFrom) = tMiddle;

@@ -141,7 +141,6 @@ void InstallDispatcher() ZOR_REQUIRES(g_iDispatcherOwner)
 {
     struct sigaction dispatcher = {};
     dispatcher.sa_sigaction = DispatchFault;
-    sigemptyset(&dispatcher.sa_mask);
     dispatcher.sa_flags = SA_SIGINFO | SA_ONSTACK | SA_NODEFER;
     for (std::size_t i = 0; i < kFaultSignals.size(); ++i)
     {

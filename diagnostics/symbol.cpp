@@ -53,7 +53,7 @@ bool AppendSymbol(CMemoryProbe& probe, CFixedText& text, std::uintptr_t uAddress
 {
     const SLookUp lookUp = LookUp(probe, uInside);
     const Dl_info& info = lookUp.m_info;
-    char szNumbers[2 * (sizeof "+0x []" + 2 * sizeof(uAddress))];
+    char szNumbers[64]; // has room for two addresses
     // NOLINTNEXTLINE(performance-no-int-to-ptr)
     const void* const pAddress = reinterpret_cast<const void*>(uAddress);
     if (!lookUp.m_bFound)
