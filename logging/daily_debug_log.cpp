@@ -263,7 +263,7 @@ void CDailyDebugLog::LogMessage(Severity eSeverity, CEasyXML& exmlMessage)
     {
         mu::STimeComponents now;
         mu::GetLocalTimeComponents(mu::GetCurrentUTCTime(), now);
-        wchar_t wszTime[40];
+        wchar_t wszTime[10];
         mu::SWPrintF(wszTime, static_cast<int>(std::size(wszTime)), L"%02d:%02d:%02d ", now.m_iHour,
                      now.m_iMinute, now.m_iSecond);
         std::wstring wsText(wszTime);

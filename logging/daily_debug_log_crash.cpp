@@ -77,10 +77,7 @@ void CDailyDebugLog::WriteInCrash()
 {
     m_bCrashed = true;
     unsigned long long ullByte = 0;
-    if (!m_file.TakeForCrash(ullByte))
-    {
-        return;
-    }
+    m_file.TakeForCrash(ullByte);
     if (m_iProcessID == ::getpid())
     {
         int iSize = 0;

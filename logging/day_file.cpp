@@ -147,17 +147,18 @@ bool CDayFile::Flush()
     return bFlushed;
 }
 
-bool CDayFile::TakeForCrash(unsigned long long& ullNext)
+void CDayFile::TakeForCrash(unsigned long long& ullNext)
 {
     const bool bOwnerDone = WaitForOwner();
     m_dwOwnerID = kCrash;
     if (!IsOpen())
     {
-        return OpenForCrash();
+        OpenForCrash();
+        return;
     }
     if (bOwnerDone)
     {
-        return true;
+        return;
     }
     // The owner was stopped inside a write, and only the file's position tells how far it came.
     // lseek() waits for the end of a write that is still under way.
@@ -170,7 +171,6 @@ bool CDayFile::TakeForCrash(unsigned long long& ullNext)
             static_cast<int>(std::min<unsigned long long>(llText - llPosition, kMarkSize));
         ullNext = m_ullFirst + (llText - m_llTextStart);
     }
-    return true;
 }
 
 // Waits a second at most until the owner is done. False if it is not, or if the calling thread is
@@ -191,22 +191,14 @@ bool CDayFile::WaitForOwner()
     return false;
 }
 
-bool CDayFile::OpenForCrash()
+void CDayFile::OpenForCrash()
 {
-    char* const szPath = m_szCrashPath;
-    if (szPath == nullptr)
+    if (char* const szPath = m_szCrashPath)
     {
-        return false;
+        MakeDirectoriesInCrash(szPath);
+        const int iDescriptor = OpenFileInCrash(szPath, 0);
+        Begin(iDescriptor, static_cast<unsigned long long>(::lseek(iDescriptor, 0, SEEK_END)));
     }
-    MakeDirectoriesInCrash(szPath);
-    const int iDescriptor = OpenFileInCrash(szPath, 0);
-    const off_t iEnd = ::lseek(iDescriptor, 0, SEEK_END);
-    if (iEnd < 0)
-    {
-        return false;
-    }
-    Begin(iDescriptor, static_cast<unsigned long long>(iEnd));
-    return true;
 }
 
 bool CDayFile::AppendInCrash(const char* pText, std::size_t uSize)

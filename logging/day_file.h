@@ -68,8 +68,9 @@ public:
 
     /// Takes the file for good. Waits a moment for the owner of a turn; then makes and opens the
     /// file if it is not open. If the owner was stopped inside a write, ullNext becomes the number
-    /// of the next byte to write; else it is not changed. False if there is no file.
-    bool TakeForCrash(unsigned long long& ullNext);
+    /// of the next byte to write; else it is not changed.
+    void TakeForCrash(unsigned long long& ullNext);
+    /// False also if there is no file.
     bool AppendInCrash(const char* pText, std::size_t uSize);
 
 private:
@@ -79,7 +80,7 @@ private:
     bool IsInTurn() const;
 #endif
     bool WaitForOwner();
-    bool OpenForCrash();
+    void OpenForCrash();
     void Begin(int iDescriptor, unsigned long long llEnd);
     template <typename TCall>
     void RepeatIfInterrupted(TCall call);
