@@ -36,9 +36,17 @@ int CountThreads()
     return it != threads.end() && it->second == Storage() ? static_cast<int>(threads.size()) : -1;
 }
 
+void* AlternateStack()
+{
+    stack_t stack = {};
+    ::sigaltstack(nullptr, &stack);
+    return stack.ss_sp;
+}
+
 TEST(FunctionState, ChainFollowsTheCallsWithParametersInOrder)
 {
     FreeThreadExVarsStorage();
+    void* const pStackBefore = AlternateStack();
     EXPECT_EQ(GetCurrentFuncStateEntry(), nullptr);
     EXPECT_EQ(Storage(), nullptr) << "a look allocates nothing";
     {
@@ -50,6 +58,7 @@ TEST(FunctionState, ChainFollowsTheCallsWithParametersInOrder)
         const std::string strOuter = "T::Out wszText:7 iMask:4;";
         EXPECT_EQ(fsOuter.GetEntry()->m_pFirstParam->m_pValue, &wszText);
         EXPECT_EQ(pthread_getspecific(g_pkFuncStateEntryThreadKey), Storage());
+        EXPECT_NE(AlternateStack(), pStackBefore);
 
         {
             CFunctionSwitch fsMiddle("T::Mi");
@@ -65,6 +74,8 @@ TEST(FunctionState, ChainFollowsTheCallsWithParametersInOrder)
         EXPECT_EQ(FunctionChain(), "T::Af;" + strOuter);
     }
     EXPECT_EQ(FunctionChain(), "");
+    FreeThreadExVarsStorage();
+    EXPECT_EQ(AlternateStack(), pStackBefore);
 }
 
 TEST(FunctionState, ScopesThatOutliveTheStorageAreHarmless)

@@ -27,57 +27,48 @@ std::string Report(TWrite write, int iSize, TChain... chain)
 TEST(StateReport, SaysEachTypeOfValueAndCutsByTheRulesAtEverySize)
 {
     const CGuardedPage page;
-    void* const pNone = nullptr;
-    const void* const pGood = page.End() - 1;
-    const void* const pBad = page.End();
-    const void* const pOdd = page.End() - 9;
-    const void* const pShort = page.End() - 2;
-    const int iValues[] = {0, -999, 1000, INT_MAX};
-    const unsigned uDword = 0x0A1B2C3D;
-    const std::string strLong(150, 'a');
-    const char* const szLong = strLong.c_str();
+    char* const pNone = nullptr;
+    char* const pEnd = page.End();
     const char* const szOpen = page.PutAtEnd(std::array{'o', 'p', 'e', 'n'})->data();
+    const std::string strLong(150, 'a');
     const std::wstring wsLong(40, L'\u20AC');
-    const wchar_t* const wszLong = wsLong.c_str();
-    const bool vBools[] = {false, true};
-    const std::int64_t llValue = INT64_MIN;
-    const std::uint8_t uByte = 0xA5;
-    const std::int16_t iShort = -32768;
-    const std::uint16_t uWord = 0xBEEF;
+    std::vector<std::shared_ptr<void>> vValues;
+    const auto at = [&](auto value)
+    { return vValues.emplace_back(std::make_shared<decltype(value)>(value)).get(); };
     const auto hex = [](const void* p)
     { return Hex(reinterpret_cast<std::uintptr_t>(p), 2 * sizeof(p)); };
 
     // A function's tag with its parameters: each one's name, value, type and text.
-    using Row = std::tuple<const char*, const void*, int, std::string>;
+    using Row = std::tuple<const char*, void*, int, std::string>;
     const std::pair<const char*, std::vector<Row>> aFunctions[] = {
         {"T::Inner",
-         {{"bYes", &vBools[1], FPT_BOOL, "True"},
-          {"bNo", &vBools[0], FPT_BOOL, "False"},
-          {"uByte", &uByte, FPT_BYTE, "0xA5"},
-          {"iShort", &iShort, FPT_SHORT, "-32,768"},
-          {"uWord", &uWord, FPT_WORD, "0xBEEF"},
-          {"uOther", &uDword, 99, "0x0A1B2C3D"},
-          {"", &iValues[1], FPT_INT, "-999"},
-          {"i3", &iValues[3], FPT_INT, "2,147,483,647"}}},
+         {{"bYes", at(true), FPT_BOOL, "True"},
+          {"bNo", at(false), FPT_BOOL, "False"},
+          {"uByte", at(std::uint8_t{0xA5}), FPT_BYTE, "0xA5"},
+          {"iShort", at(std::int16_t{-32768}), FPT_SHORT, "-32,768"},
+          {"uWord", at(std::uint16_t{0xBEEF}), FPT_WORD, "0xBEEF"},
+          {"uOther", at(0x0A1B2C3DU), 99, "0x0A1B2C3D"},
+          {"", at(-999), FPT_INT, "-999"},
+          {"i3", at(INT_MAX), FPT_INT, "2,147,483,647"}}},
         {"T::M",
-         {{"szLong", &szLong, FPT_STRING, '"' + strLong + '"'},
-          {"szOpen", &szOpen, FPT_STRING, "\"open\""},
-          {"wszNone", &pNone, FPT_WSTRING, "NULL"},
-          {"wszOdd", &pOdd, FPT_WSTRING, "NULL"},
-          {"wszShort", &pShort, FPT_WSTRING, "INVALID"},
-          {"wszLong", &wszLong, FPT_WSTRING, '"' + mu::WideStringToNarrow(wsLong) + '"'},
-          {"llValue", &llValue, FPT_INT64, "-9,223,372,036,854,775,808"}}},
+         {{"szLong", at(strLong.c_str()), FPT_STRING, '"' + strLong + '"'},
+          {"szOpen", at(szOpen), FPT_STRING, "\"open\""},
+          {"wszNone", at(pNone), FPT_WSTRING, "NULL"},
+          {"wszOdd", at(pEnd - 9), FPT_WSTRING, "NULL"},
+          {"wszShort", at(pEnd - 2), FPT_WSTRING, "INVALID"},
+          {"wszLong", at(wsLong.c_str()), FPT_WSTRING, '"' + mu::WideStringToNarrow(wsLong) + '"'},
+          {"llValue", at(INT64_MIN), FPT_INT64, "-9,223,372,036,854,775,808"}}},
         {"T::Outermost",
-         {{"pNone", &pNone, FPT_POINTER, "NULL"},
-          {"pGood", &pGood, FPT_POINTER, hex(pGood)},
-          {"pBad", &pBad, FPT_POINTER, "(BAD)" + hex(pBad)},
-          {"i0", &iValues[0], FPT_INT, "0"},
-          {"i1", &iValues[1], FPT_INT, "-999"},
-          {"i2", &iValues[2], FPT_INT, "1,000"},
-          {"uDword", &uDword, FPT_DWORD, "0x0A1B2C3D"},
-          {"uBits", &uDword, FPT_BINARY, "0b00001010000110110010110000111101"},
-          {"szNone", &pNone, FPT_STRING, "NULL"},
-          {"szBad", &pBad, FPT_STRING, "INVALID"}}},
+         {{"pNone", at(pNone), FPT_POINTER, "NULL"},
+          {"pGood", at(pEnd - 1), FPT_POINTER, hex(pEnd - 1)},
+          {"pBad", at(pEnd), FPT_POINTER, "(BAD)" + hex(pEnd)},
+          {"i0", at(0), FPT_INT, "0"},
+          {"i1", at(-999), FPT_INT, "-999"},
+          {"i2", at(1000), FPT_INT, "1,000"},
+          {"uDword", at(0x0A1B2C3DU), FPT_DWORD, "0x0A1B2C3D"},
+          {"uBits", at(0x0A1B2C3DU), FPT_BINARY, "0b00001010000110110010110000111101"},
+          {"szNone", at(pNone), FPT_STRING, "NULL"},
+          {"szBad", at(pEnd), FPT_STRING, "INVALID"}}},
     };
     SFuncStateEntry vEntries[3] = {};
     std::deque<SFuncStateParam> vParams;
@@ -89,7 +80,7 @@ TEST(StateReport, SaysEachTypeOfValueAndCutsByTheRulesAtEverySize)
         strWhole += szTag;
         for (const auto& [szName, pValue, iType, strText] : vRows)
         {
-            SetNewFuncParam(&vParams.emplace_back(), szName, const_cast<void*>(pValue), iType);
+            SetNewFuncParam(&vParams.emplace_back(), szName, pValue, iType);
             AddFuncStateParam(&vEntries[u], &vParams.back());
             strWhole.append(" ").append(szName).append("=").append(strText);
         }
@@ -155,25 +146,23 @@ TEST(StateReport, ListsThreadsThatTraceWithThoseThatEndedUnnoticed)
     FreeThreadExVarsStorage();
     CFunctionSwitch fsTest("T::Main");
 
-    // The ids of a thread that does not trace, and of one whose memory is gone: below all others.
+    // The ids of a thread that does not trace, and of two whose memory is gone: below and above all
+    // others.
     constexpr unsigned long kIdle = 1;
     constexpr unsigned long kGone = 0x1000;
+    constexpr unsigned long kLast = ULONG_MAX;
     SFuncStateEntry entry = {"T::Gone", nullptr, nullptr, nullptr, nullptr};
     SPosixThreadExceptionVars vars = {{&entry}, nullptr};
     SPosixThreadExceptionVars varsIdle = {{nullptr}, nullptr};
-    char szThread[100];
-    std::snprintf(szThread, sizeof szThread, "Thread 0x%08lX ",
-                  static_cast<unsigned long>(pthread_self()));
     const std::string strHead =
-        "Unknown Application Unknown Version: Application Threads (3)\r\n===============\r\n";
-    const std::string strAll = strHead +
-                               "Thread 0x00001000 policy=-1 priority=-1\r\n"
-                               "T::Gone\r\n===============\r\n" +
-                               szThread +
-                               "policy=0 priority=0\r\n"
-                               "TSM::PASR\r\nT::Main\r\n===============\r\n";
+        "Unknown Application Unknown Version: Application Threads (4)\r\n===============\r\n";
+    const std::string strGone = " policy=-1 priority=-1\r\nT::Gone\r\n===============\r\n";
+    const std::string strAll =
+        strHead + "Thread 0x00001000" + strGone + "Thread " + Hex(pthread_self(), 8) +
+        " policy=0 priority=0\r\nTSM::PASR\r\nT::Main\r\n===============\r\n" + "Thread " +
+        Hex(kLast, 8) + strGone;
     auto& mapStates = mu::CThreadStatesMapScope().GetMap()->m_mapThreads;
-    mapStates.insert({{kGone, &vars}, {kIdle, &varsIdle}});
+    mapStates.insert({{kGone, &vars}, {kIdle, &varsIdle}, {kLast, &vars}});
 
     for (std::size_t uSize = 0; uSize <= strAll.size(); ++uSize)
     {
@@ -186,8 +175,7 @@ TEST(StateReport, ListsThreadsThatTraceWithThoseThatEndedUnnoticed)
     CLineLogger logger(IBaseLogger::Warning);
     WarnProgramState("Odd state");
     EXPECT_EQ(logger.TakeLines(), std::vector{"2 Odd state:\r\n" + strAll});
-    mapStates.erase(kGone);
-    mapStates.erase(kIdle);
+    std::erase_if(mapStates, [](auto& it) { return it.second != mu::g_pThreadExceptionVars; });
 }
 
 TEST(StateReport, ReportsAndWarnsInAThreadWhoseChainIsDamaged)

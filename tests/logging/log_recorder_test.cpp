@@ -49,16 +49,6 @@ TEST(LogRecorder, KeepsTheNewestFromItsSeverityOn)
     EXPECT_EQ(recorder.GetTotalMessageCount() - recorder.GetNumberOfMessages(), 5);
 }
 
-TEST(LogRecorder, IsNotMadeWithoutAllItsMemory)
-{
-    const auto makeOne = []
-    {
-        const CTestRecorder recorder;
-        EXPECT_FALSE(CFailingHeap::HasFailed());
-    };
-    EXPECT_EQ(CFailingHeap::FirstLeakOf(makeOne), -1);
-}
-
 TEST(LogRecorder, TellsHowManyMessagesItLost)
 {
     CTestRecorder recorder;

@@ -1,12 +1,7 @@
-// What a report calls the library's functions and their parameters, all in one table.
-
-#include <set>
-#include <sstream>
+// What a report calls the library's functions and their parameters.
 
 #include <dlfcn.h>
 #include <pthread.h>
-
-#include <gmock/gmock.h>
 
 #include "config/media_recorder_configuration.h"
 #include "diagnostics/state_report.h"
@@ -19,7 +14,6 @@
 #include "tests/support/failing_calls.h"
 #include "tests/support/failing_heap.h"
 #include "tests/support/line_logger.h"
-#include "tests/support/temporary_folder.h"
 #include "tests/support/testing.h"
 #include "threading/event.h"
 #include "threading/scheduler.h"
@@ -28,6 +22,25 @@
 
 namespace
 {
+
+// Functions with their parameters' names and types, and stages.
+constexpr char kTraces[] =
+    "MU::CDP szStep:5;create directory path 1;create directory path 2;create directory path 3;"
+    "/proc/ide/hda/identify;/proc/ide/hdz/identify;FA::Op wszFileName:7;FA::Op szFileName:5;"
+    "FA::Wrt iMessageLength:2;FA::SetPos;FA::GetPos;FA::GetSz;FA::Cp;"
+    "FA::Cp wszSource:7 wszTarget:7;FA::DTFE2 wszPath:7;FA::DTFE1;FA::TOS wszPath:7;"
+    "FA::GSFC szFileName:5;FA::SSFC szFileName:5 szValue:5;PD::GFSBP wszFilePath:7;"
+    "PD::FF wszDirectory:7;PD::FSD wszDirectory:7 iNumEntries:2;PD::GMSSN;"
+    "PD::GDSA pwszDirectory:7;PD::RFP wszOriginalName:7 wszNewName:7;PD::DFP pwszFileName:7;"
+    "PD::DD pwszDir:7;BSM::FCH;URLPM::FB;EXML::STF;VT::TXML;EXML::GNSPFX;EXMLN::MW;"
+    "EXML::LFT szText:5 iTextLength:2;VT::FXML wszXML:5;EXML::LFTW wszText:7;VT::FXML wszXML:7;"
+    "MRC::GRFT;SSB::AlcBlk iSize:2;SSB::CWB iCommittedSize:2 iAllocatedSize:2;SSB::ABRIN iSize:2;"
+    "SSB::ABGS;SSB::Wt;SSB::PBTR;SSB::GBTR m_bDataIsAvailable:6;SSB::Rd iReadPtr:2 iWritePtr:2;"
+    "CST::thMain m_psrReader:1;SSB::WTo pswOutput:1 pBlock:1 iSize:2;DDL::ATV szState:5;"
+    "check size;DDL::AT szState:5;DDL::LM;DDL::SL;DDL::HCC;DDL::SNLF bNow:6;"
+    "WinEv::Wait dwMilliseconds:2;Sch::thMain szTask:5;"
+    "Posix Thread Main szThreadName:5 tid:3 szStage:5;initial;thread main function execution;"
+    "release parameters;detach thread;final;ST::STP;ST::WSR;TSM::PASR;alloc;";
 
 // The functions under way, with their parameters' names and types, and their stages, at any
 // allocation, file's call or lock of any thread.
@@ -87,14 +100,6 @@ void WaitUntilSeen(const char* szTrace)
     }
 }
 
-class CLog final : public CDailyDebugLog
-{
-public:
-    ~CLog() { ReleaseResources(); }
-    int AddRef() override { return 1; }
-    int Release() override { return 1; }
-};
-
 class CThread final : public CSimpleThread
 {
     int ThreadMain(void*) override
@@ -124,14 +129,14 @@ TEST(Traces, NameFunctionsAndParameters)
     CBasicStringsMap cookies;
     CMediaRecorderConfiguration configuration;
     configuration.m_wsRootDirectory = folder.WidePath(L"root");
-    CLog log;
     CPosixEventObject done;
     CWinEvent event;
     CThread thread;
     char szBuffer[1000];
     auto* const pRing = new AutoDeleteThreadObjectImpl<CSafeStreamBuffer>;
     auto* const pTarget = new AutoDeleteThreadObjectImpl<CSafeStreamBuffer>;
-    pRing->AddRef(), pTarget->AddRef();
+    auto& log = *new AutoDeleteThreadObjectImpl<CDailyDebugLog>;
+    pRing->AddRef(), pTarget->AddRef(), log.AddRef();
     pRing->SetBufferSize(100), pTarget->SetBufferSize(100);
     mu::CScheduler& scheduler = *new AutoDeleteThreadObjectImpl<mu::CScheduler>;
     scheduler.AddRef();
@@ -143,109 +148,6 @@ TEST(Traces, NameFunctionsAndParameters)
     int iBlock = 0;
     CFileAccess::ETextFileEncoding eEncoding{};
 
-    const std::tuple<const char*, std::function<void()>> aRows[] = {
-        {"MU::CDP szStep:5;create directory path 1;create directory path 2;create directory path 3",
-         [&]
-         {
-             const CLineLogger logger; // notes what fails in the second step, and in the third
-             mu::CreateDirectoriesPath(L"/dev/null/d");
-             mu::CreateDirectoriesPath(folder.WidePath(L"d/e"));
-             mu::CreateDirectoriesPath(L"/proc/d");
-         }},
-        {"FA::Op wszFileName:7", [&] { file.Open(wszFile, CFileAccess::FM_CREATE, false); }},
-        {"FA::Op szFileName:5", [&] { source.Open(strFile.c_str(), CFileAccess::FM_READ, true); }},
-        {"FA::Wrt iMessageLength:2", [&] { file.Write("text", 4); }},
-        {"FA::SetPos", [&] { file.SetPosition(1); }},
-        {"FA::GetPos", [&] { file.GetPosition(); }},
-        {"FA::GetSz", [&] { file.GetSize(); }},
-        {"FA::Cp", [&] { file.Copy(&source); }},
-        {"FA::Cp wszSource:7 wszTarget:7", [&] { CFileAccess::Copy(wszFile, wsOther.c_str()); }},
-        {"FA::DTFE2 wszPath:7;FA::DTFE1",
-         [&] { CFileAccess::DetectTextFileEncoding(wszFile, eEncoding, iBlock); }},
-        {"FA::TOS wszPath:7", [&] { CFileAccess::ToString(wszFile, wsText); }},
-        {"FA::GSFC szFileName:5",
-         [&] { CFileAccess::GetStrFileContent(strFile.c_str(), strText); }},
-        {"FA::SSFC szFileName:5 szValue:5",
-         [&] { CFileAccess::SetStrFileContent(strFile.c_str(), "<a/>"); }},
-        {"PD::GFSBP wszFilePath:7", [&] { mu::GetFileSizeByPath(wszFile); }},
-        {"PD::FF wszDirectory:7", [&] { mu::FindFiles(folder.WidePath().c_str(), L"*", vNames); }},
-        {"PD::FSD wszDirectory:7 iNumEntries:2",
-         [&] { mu::FindSubDirectories(folder.WidePath().c_str(), vNames); }},
-        {"PD::GMSSN;/proc/ide/hda/identify;/proc/ide/hdz/identify",
-         [&] { mu::GetMainStorageSerialNumber(strText); }},
-        {"PD::GDSA pwszDirectory:7", [&] { mu::GetDiskSpaceAvailable(wszFile, ull, ull); }},
-        {"PD::RFP wszOriginalName:7 wszNewName:7", [&] { mu::RenameFilePath(wszFile, L"/no/a"); }},
-        {"PD::DFP pwszFileName:7", [&] { mu::DeleteFilePath(wsOther.c_str()); }},
-        {"PD::DD pwszDir:7", [&] { mu::DeleteDirectory(wsOther.c_str()); }},
-        {"BSM::FCH", [&] { cookies.FromCookieHeader("a=b", 3); }},
-        {"URLPM::FB", [&] { params.FromBuffer("a=b", 3); }},
-        {"EXML::STF", [&] { document.SaveToFile(wszFile); }},
-        {"VT::TXML", [&] { document.GetXML(wsText); }},
-        {"EXML::GNSPFX", [&] { document.GetNamespacePrefixes(prefixes); }},
-        {"EXMLN::MW", [&] { root.MergeWith(document.Clone().GetRoot()); }},
-        {"EXML::LFT szText:5 iTextLength:2;VT::FXML wszXML:5",
-         [&] { document.LoadFromText("<a/>", 4); }},
-        {"EXML::LFTW wszText:7", [&] { document.LoadFromText(L"<a/>"); }},
-        {"VT::FXML wszXML:7", [&] { document.LoadFromText(L"<a b='c'/>"); }},
-        {"MRC::GRFT",
-         [&] {
-             configuration.GetDirectoryForTime(EFileTransferCategory::Recording, {}, 0, wsText,
-                                               wsFolder);
-         }},
-        {"SSB::AlcBlk iSize:2", [&] { pRing->CommitWrittenBlock(pRing->AllocateBlock(10), 0); }},
-        {"SSB::CWB iCommittedSize:2 iAllocatedSize:2",
-         [&] { pRing->CommitWrittenBlock(pRing->AllocateBlock(10), 10); }},
-        {"SSB::ABRIN iSize:2",
-         [&] { pRing->CommitWrittenBlock(pRing->AllocateBlockResizeIfNeeded(10), 0); }},
-        {"SSB::ABGS", [&] { pRing->GetLargestAvailableBlockSizeToWrite(); }},
-        {"SSB::Wt", [&] { pRing->Write("0123456789", 10); }},
-        {"SSB::PBTR", [&] { pRing->CommitReadBlock(pRing->PollBlockToRead(iBlock), 1); }},
-        {"SSB::GBTR m_bDataIsAvailable:6",
-         [&] { pRing->CommitReadBlock(pRing->GetBlockToRead(iBlock), 1); }},
-        {"SSB::Rd iReadPtr:2 iWritePtr:2", [&] { pRing->Read(szBuffer, 4, 4); }},
-        {"CST::thMain m_psrReader:1",
-         [&]
-         {
-             pRing->StartCopyThread(pTarget);
-             pTarget->Read(szBuffer, 14, 14);
-         }},
-        {"SSB::WTo pswOutput:1 pBlock:1 iSize:2",
-         [&]
-         {
-             pRing->SetEndOfStream();
-             pRing->WriteTo(pTarget);
-         }},
-        {"DDL::ATV szState:5;check size", [&] { log.AddTextF("x"); }},
-        {"DDL::AT szState:5;check size", [&] { log.AddText("x", 1, true); }},
-        {"DDL::LM", [&] { log.LogMessage(IBaseLogger::Error, document); }},
-        {"DDL::SL", [&] { log.SaveLog(false); }},
-        {"DDL::HCC", [&] { log.HandleConfigurationChange(); }},
-        {"DDL::SNLF bNow:6",
-         [&]
-         {
-             log.SetStorageScheduler(&scheduler);
-             log.ScheduleNextLogFlush(true);
-             log.SetStorageScheduler(nullptr);
-         }},
-        {"WinEv::Wait dwMilliseconds:2", [&] { event.Wait(1); }},
-        {"Sch::thMain szTask:5",
-         [&]
-         {
-             scheduler.Start("scheduler");
-             scheduler.ScheduleTask(0, "task", 0, Task, nullptr, &done, 0);
-             done.Wait(mu::kInfinite);
-         }},
-        {"Posix Thread Main szThreadName:5 tid:3 szStage:5;initial;thread main function execution;"
-         "release parameters;detach thread;final",
-         [&]
-         {
-             thread.StartThread("thread", nullptr, nullptr);
-             WaitUntilSeen("final");
-         }},
-        {"ST::STP", [&] { thread.SetThreadPriority(0); }},
-        {"ST::WSR", [&] { thread.WriteStateReport(szBuffer, sizeof(szBuffer)); }},
-        {"TSM::PASR", [&] { WriteThreadsStateReport(szBuffer, sizeof(szBuffer)); }},
-    };
     g_pIsAllocationRefused = []
     {
         Look();
@@ -256,24 +158,81 @@ TEST(Traces, NameFunctionsAndParameters)
         Look();
         return 0;
     };
-    for (const auto& [szTraces, work] : aRows)
+    g_bLook = true;
     {
-        g_bLook = true;
-        work();
-        g_bLook = false;
-        std::istringstream traces(szTraces);
-        for (std::string strTrace; std::getline(traces, strTrace, ';');)
-        {
-            const std::scoped_lock lock(g_mutexOfSeen);
-            EXPECT_THAT(g_setSeen, testing::Contains(strTrace));
-        }
-        g_setSeen.clear();
+        const CLineLogger logger; // notes what fails in the second step, and in the third
+        mu::CreateDirectoriesPath(L"/dev/null/d");
+        mu::CreateDirectoriesPath(folder.WidePath(L"d/e"));
+        mu::CreateDirectoriesPath(L"/proc/d");
     }
+    file.Open(wszFile, CFileAccess::FM_CREATE, false);
+    source.Open(strFile.c_str(), CFileAccess::FM_READ, true);
+    file.Write("text", 4);
+    file.SetPosition(1);
+    file.GetPosition();
+    file.GetSize();
+    file.Copy(&source);
+    CFileAccess::Copy(wszFile, wsOther.c_str());
+    CFileAccess::DetectTextFileEncoding(wszFile, eEncoding, iBlock);
+    CFileAccess::ToString(wszFile, wsText);
+    CFileAccess::GetStrFileContent(strFile.c_str(), strText);
+    CFileAccess::SetStrFileContent(strFile.c_str(), "<a/>");
+    mu::GetFileSizeByPath(wszFile);
+    mu::FindFiles(folder.WidePath().c_str(), L"*", vNames);
+    mu::FindSubDirectories(folder.WidePath().c_str(), vNames);
+    mu::GetMainStorageSerialNumber(strText);
+    mu::GetDiskSpaceAvailable(wszFile, ull, ull);
+    mu::RenameFilePath(wszFile, L"/no/a");
+    mu::DeleteFilePath(wsOther.c_str());
+    mu::DeleteDirectory(wsOther.c_str());
+    cookies.FromCookieHeader("a=b", 3);
+    params.FromBuffer("a=b", 3);
+    document.SaveToFile(wszFile);
+    document.GetXML(wsText);
+    document.GetNamespacePrefixes(prefixes);
+    root.MergeWith(document.Clone().GetRoot());
+    document.LoadFromText("<a/>", 4);
+    document.LoadFromText(L"<a b='c'/>");
+    configuration.GetDirectoryForTime(EFileTransferCategory::Recording, {}, 0, wsText, wsFolder);
+    pRing->CommitWrittenBlock(pRing->AllocateBlock(10), 10);
+    pRing->CommitWrittenBlock(pRing->AllocateBlockResizeIfNeeded(10), 0);
+    pRing->GetLargestAvailableBlockSizeToWrite();
+    pRing->Write("0123456789", 10);
+    pRing->CommitReadBlock(pRing->PollBlockToRead(iBlock), 1);
+    pRing->CommitReadBlock(pRing->GetBlockToRead(iBlock), 1);
+    pRing->Read(szBuffer, 4, 4);
+    pRing->StartCopyThread(pTarget);
+    pTarget->Read(szBuffer, 14, 14);
+    pRing->SetEndOfStream();
+    pRing->WriteTo(pTarget);
+    log.AddTextF("x");
+    log.AddText("x", 1, true);
+    log.LogMessage(IBaseLogger::Error, document);
+    log.SaveLog(false);
+    log.HandleConfigurationChange();
+    log.SetStorageScheduler(&scheduler);
+    log.ScheduleNextLogFlush(true);
+    log.SetStorageScheduler(nullptr);
+    log.SetBufferSize(4096);
+    log.AddText("x", 1, true);
+    event.Wait(1);
+    scheduler.Start("scheduler");
+    scheduler.ScheduleTask(0, "task", 0, Task, nullptr, &done, 0);
+    done.Wait(mu::kInfinite);
+    thread.StartThread("thread", nullptr, nullptr);
+    WaitUntilSeen("final");
+    thread.SetThreadPriority(0);
+    thread.WriteStateReport(szBuffer, sizeof(szBuffer));
+    WriteThreadsStateReport(szBuffer, sizeof(szBuffer));
+    g_bLook = false;
     g_pIsAllocationRefused = nullptr;
     g_onCall = nullptr;
+    std::istringstream traces(kTraces);
+    for (std::string strTrace; std::getline(traces, strTrace, ';');)
+        EXPECT_THAT(g_setSeen, testing::Contains(strTrace));
     scheduler.Stop();
     scheduler.Release();
-    pRing->Release(), pTarget->Release();
+    pRing->Release(), pTarget->Release(), log.Release();
 }
 
 } // namespace
