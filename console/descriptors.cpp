@@ -7,14 +7,12 @@
 
 void OpenStandardDescriptors()
 {
-    int iDescriptor = 0;
-    do
+    for (int iDescriptor = STDIN_FILENO; iDescriptor <= STDERR_FILENO; ++iDescriptor)
     {
-        iDescriptor = ::open("/dev/null", O_RDWR); // takes the lowest free number
-    } while (iDescriptor >= 0 && iDescriptor <= STDERR_FILENO);
-    if (iDescriptor >= 0)
-    {
-        ::close(iDescriptor);
+        if (::fcntl(iDescriptor, F_GETFD) < 0)
+        {
+            ::open("/dev/null", O_RDWR); // takes the lowest free number, which is this one
+        }
     }
 }
 

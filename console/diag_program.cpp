@@ -177,7 +177,7 @@ void PrintJson(const SAnswer& answer, bool bNamed)
 {
     timespec now{};
     tm utc{};
-    char szTime[40] = "";
+    char szTime[40];
     ::clock_gettime(CLOCK_REALTIME, &now);
     ::gmtime_r(&now.tv_sec, &utc);
     std::strftime(szTime, sizeof(szTime), "%Y-%m-%dT%H:%M:%S", &utc);

@@ -57,7 +57,7 @@ int DropPayload(int fd, std::uint32_t dwLength)
         iRead = static_cast<int>(::read(fd, szDropped, std::min(uLeft, sizeof(szDropped))));
         if (iRead <= 0)
         {
-            break;
+            return iRead;
         }
         uLeft -= static_cast<std::size_t>(iRead);
     }

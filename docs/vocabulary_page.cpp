@@ -29,7 +29,7 @@ void WriteFeatures()
 
 void WriteTable(const SVocabularyTable& table)
 {
-    std::printf("\n## %s\n\n| Value | Text |\n|---|---|\n", table.m_szName);
+    std::printf("\n## %s\n\n%s.\n\n| Value | Text |\n|---|---|\n", table.m_szName, table.m_szTitle);
     for (const SEnumerationEntry& row : table.m_rows)
     {
         std::printf("| %d | %s |\n", row.m_iValue, Text(row.m_wszText).c_str());
