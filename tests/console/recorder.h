@@ -1,19 +1,13 @@
 #ifndef ZOR_TESTS_CONSOLE_RECORDER_H
 #define ZOR_TESTS_CONSOLE_RECORDER_H
 
-#include <cstdint>
-#include <string>
-#include <utility>
-
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <gtest/gtest.h>
-
-#include "console/pipe_protocol.h"
 #include "mu/binary.h"
 #include "tests/support/pipes.h"
+#include "tests/support/testing.h"
 
 inline std::string Word(std::uint32_t dwValue)
 {

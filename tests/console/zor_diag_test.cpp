@@ -1,12 +1,10 @@
 // zor-diag as a process; the test is its recorder.
 
-#include <gmock/gmock.h>
 #include <linux/capability.h>
 #include <pwd.h>
 
 #include "tests/console/recorder.h"
 #include "tests/support/child_process.h"
-#include "tests/support/testing.h"
 
 namespace
 {

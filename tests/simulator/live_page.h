@@ -6,19 +6,17 @@
 
 #include "fuzz/support/lasting_recorder.h"
 #include "simulator/http_server.h"
-#include "tests/support/files.h"
 #include "tests/support/testing.h"
 
 /// A client's end of a connection.
 class CClient
 {
 public:
-    explicit CClient(const CHttpServer& server) : CClient(server.GetAddress().m_uPort) {}
-    explicit CClient(std::uint16_t uPort)
+    explicit CClient(const CHttpServer& server)
     {
         sockaddr_in address{};
         address.sin_family = AF_INET;
-        address.sin_port = htons(uPort);
+        address.sin_port = htons(server.GetAddress().m_uPort);
         address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
         EXPECT_EQ(::connect(m_iSocket, reinterpret_cast<sockaddr*>(&address), sizeof(address)), 0);
     }

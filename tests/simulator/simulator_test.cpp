@@ -1,14 +1,9 @@
 // The simulator as a process, with the test for its console, and with the console itself.
 
-#include <sys/resource.h>
-#include <sys/stat.h>
-
 #include <linux/capability.h>
 
-#include "console/pipe_protocol.h"
+#include "tests/console/recorder.h"
 #include "tests/support/child_process.h"
-#include "tests/support/pipes.h"
-#include "tests/support/testing.h"
 
 namespace
 {
@@ -17,9 +12,9 @@ using namespace std::chrono_literals;
 using namespace std::string_literals;
 using testing::HasSubstr;
 
-const std::string kParametersRequest = "G\0\0\0\0\0\0\0\0\0\0\0"s;
-const std::string kLogRequest = "C\0\0\0\0\0\0\0\0\0\0\0"s;
-const std::string kDiagnosticRequest = "d\0\0\0\7\0\0\0\0\0\0\0"s;
+const std::string kParametersRequest = Message('G', 0, "");
+const std::string kLogRequest = Message('C', 0, "");
+const std::string kDiagnosticRequest = Message('d', 7, "");
 const std::string kNoDiagnostic = "There is no diagnostic 8; this recorder has 7.\r\n";
 
 // The console's ends of the pipes, opened as it opens them: the recorder is there then.
@@ -163,7 +158,7 @@ TEST_F(Simulator, RemovesItsPipesWhenItIsStopped)
 
 TEST_F(Simulator, ServesEachConsoleWhateverBecameOfTheLast)
 {
-    const std::string strStrange = "?\0\0\0\0\0\0\0\3\0\0\0abc"s + kDiagnosticRequest + "x";
+    const std::string strStrange = Message('?', 0, "abc") + kDiagnosticRequest + "x";
     const std::string strAll = kParametersRequest + kDiagnosticRequest + kLogRequest;
     Start();
     WriteFile(g_aszPipePaths[0], kLogRequest); // and nobody waits for the answer
@@ -189,15 +184,32 @@ TEST_F(Simulator, ServesEachConsoleWhateverBecameOfTheLast)
 TEST_F(Simulator, KeepsItsConfigurationAndADailyLogBelowItsRoot)
 {
     const CTemporaryFolder folder;
+    const std::string strFile = folder.Path("c.xml");
     const std::string strRoot = folder.Path("recordings \u00C4");
-    std::vector<std::string> vecArguments{"--config", folder.Path("c.xml"), "--root", strRoot};
+    WriteFile(strFile, "<zor:RecorderConfiguration xmlns:zor='http://zor.example/documents'>"
+                       "<zor:MediaRecorderConfig><zor:BufferSize>1 MB</zor:BufferSize>"
+                       "<zor:Encryption zor:Enable='yes' zor:Key='secret'/>"
+                       "</zor:MediaRecorderConfig></zor:RecorderConfiguration>");
+    std::vector<std::string> vecArguments{"--config", strFile, "--root", strRoot};
     std::string strFilesBefore;
     for (int i = 0; i < 2; ++i)
     {
         Start(vecArguments);
-        EXPECT_THAT(SConsoleEnds(kLogRequest).ReadReply(PM_CIRCULAR_TEXT),
+        const SConsoleEnds console(kLogRequest + kParametersRequest);
+        EXPECT_THAT(console.ReadReply(PM_CIRCULAR_TEXT),
                     testing::MatchesRegex("Date .dd/mm/yyyy.: [^\r]*\r\n[0-9:]* Boot: .*"));
-        EXPECT_EQ(Stop(SIGTERM), 0);
+        EXPECT_THAT(console.ReadReply(PM_PARAMETERS),
+                    testing::AllOf(HasSubstr("<zor:RootDirectory>" + strRoot + "<"),
+                                   HasSubstr("<zor:Name>Camera 1<"),
+                                   HasSubstr("<zor:LogSeverity>Status<"),
+                                   HasSubstr(">1</zor:BufferSize>"), HasSubstr("zor:Key=\"\"")));
+        m_pSimulator->Kill(SIGTERM);
+        EXPECT_EQ(m_pSimulator->ReadErrors(), "zor-recorder-sim: " + strFile +
+                                                  ": zor:MediaRecorderConfig/zor:BufferSize: "
+                                                  "'1 MB' is not understood, '1' is used\n");
+        EXPECT_EQ(m_pSimulator->Wait(), 0);
+        EXPECT_THAT(ReadFile(strFile),
+                    testing::AllOf(HasSubstr("zor:Key=\"secret\""), HasSubstr(">1 MB<")));
         std::string strFiles;
         for (const auto& entry : std::filesystem::recursive_directory_iterator(strRoot))
         {
@@ -214,30 +226,6 @@ TEST_F(Simulator, KeepsItsConfigurationAndADailyLogBelowItsRoot)
     }
 }
 
-TEST_F(Simulator, ShowsWhatItWasConfiguredWith)
-{
-    const CTemporaryFolder folder;
-    WriteFile(folder.Path("c.xml"),
-              "<zor:RecorderConfiguration xmlns:zor='http://zor.example/documents'>"
-              "<zor:MediaRecorderConfig><zor:BufferSize>1 MB</zor:BufferSize>"
-              "<zor:Encryption zor:Enable='yes' zor:Key='secret'/></zor:MediaRecorderConfig>"
-              "</zor:RecorderConfiguration>");
-    Start({"--config", folder.Path("c.xml"), "--root", folder.Path("r")});
-    const std::string strShown = SConsoleEnds(kParametersRequest).ReadReply(PM_PARAMETERS);
-    EXPECT_THAT(strShown,
-                testing::AllOf(HasSubstr("<zor:RootDirectory>" + folder.Path("r") + "<"),
-                               HasSubstr("<zor:Name>Camera 1<"),
-                               HasSubstr("<zor:LogSeverity>Status<"),
-                               HasSubstr(">1</zor:BufferSize>"), HasSubstr("zor:Key=\"\"")));
-    m_pSimulator->Kill(SIGTERM);
-    EXPECT_EQ(m_pSimulator->ReadErrors(),
-              "zor-recorder-sim: " + folder.Path("c.xml") +
-                  ": zor:MediaRecorderConfig/zor:BufferSize: '1 MB' is not understood, '1' is "
-                  "used\n");
-    EXPECT_THAT(ReadFile(folder.Path("c.xml")),
-                testing::AllOf(HasSubstr("zor:Key=\"secret\""), HasSubstr(">1 MB<")));
-}
-
 TEST_F(Simulator, TellsWhyNoLogCanBeWritten)
 {
     const CTemporaryFolder folder;
@@ -245,23 +233,12 @@ TEST_F(Simulator, TellsWhyNoLogCanBeWritten)
     EXPECT_THAT(Refusal({"--root", folder.Path("file")}, 1),
                 testing::MatchesRegex("zor-recorder-sim: no log can be written to " +
                                       folder.Path("file") + "/[^:]*: Not a directory\n"));
-
-    const auto NoRoom = []
-    {
-        const rlimit none{0, 0};
-        ::setrlimit(RLIMIT_FSIZE, &none);
-#ifdef __SANITIZE_THREAD__
-        std::signal(SIGXFSZ, SIG_IGN); // its runtime meets the limit before main() does
-#endif
-    };
-    EXPECT_THAT(Refusal({"--root", folder.Path("r")}, 1, NoRoom),
-                testing::EndsWith(": File too large\n"));
 }
 
 TEST_F(Simulator, TellsOfItsThreadsAndMemoryAndSendsParametersAnew)
 {
     Start({"--reload", "30"});
-    const SConsoleEnds console("d\0\0\0\5\0\0\0\0\0\0\0d\0\0\0\6\0\0\0\0\0\0\0"s);
+    const SConsoleEnds console(Message('d', 5, "") + Message('d', 6, ""));
     EXPECT_THAT(
         console.ReadReply(PM_TEXT),
         testing::AllOf(HasSubstr("RSim::MakeDiagnostic szName=\"Threads\"\r\n"),
@@ -298,55 +275,36 @@ TEST_F(Simulator, TakesOverThePipesOfADeadRecorderWithAConsoleThatWaits)
     EXPECT_EQ(console.Wait(), 0);
 }
 
-TEST_F(Simulator, ShowsHowTheConsoleBearsFaults)
+TEST_F(Simulator, SpoilsTheRepliesToEachConsole)
 {
-    constexpr char kLoaded[] = "Parameters Loaded.\r\n";
-    const std::string strReading = "Reading ZOR input.\r\n";
-    using C = std::tuple<const char*, const char*, std::string>;
-    for (const auto& [szFaults, szDocument, strText] :
-         {C("short-header", kLoaded, ""), C("truncated-payload", kLoaded, ""),
-          C("unknown-type", kLoaded, ""), C("huge-length", kLoaded, ""),
-          C("nuls", kLoaded, kNoDiagnostic),
-          C("malformed-document,unknown-type", "Invalid parameters.\r\n", "")})
-    {
-        SCOPED_TRACE(szFaults);
-        Start({"--verbose", "--faults", szFaults});
-        CChildProcess console(ZOR_CONSOLE);
-        std::string strPrinted = "Opening output pipe.\r\nOpening input pipe.\r\n"
-                                 "Sending request for parameters.\r\n" +
-                                 strReading + szDocument;
-        EXPECT_EQ(console.ReadOutput(strPrinted.size()), strPrinted);
-        for (const std::string& strExpected : {strText, kNoDiagnostic})
-        {
-            console.Type("diag 8\n");
-            strPrinted = strReading + strExpected;
-            EXPECT_EQ(console.ReadOutput(strPrinted.size()), strPrinted);
-        }
-        console.Type("exit\n");
-        EXPECT_EQ(console.ReadOutput(), "");
-
-        m_pSimulator->Kill(SIGTERM);
-        EXPECT_THAT(
-            m_pSimulator->ReadErrors(),
-            testing::AllOf(
-                HasSubstr("in: diagnostic request, index 7\n"
-                          " 64 00 00 00 07 00 00 00 00 00 00 00              d...........\n"),
-                HasSubstr("out: text, 48 bytes\n"
-                          " 65 00 00 00 00 00 00 00 30 00 00 00              e.......0...\n"
-                          " 54 68 65 72 65 20 69 73 20 6E 6F 20 64 69 61 67  There is no diag\n")));
-    }
-}
-
-TEST_F(Simulator, ClosesOrKeepsSilentAndServesTheNextConsole)
-{
-    const std::string strRequests = kLogRequest + kParametersRequest + kLogRequest;
-    Start({"--faults", "silence,close"});
+    const std::string strGood = Message('e', 0, kNoDiagnostic);
+    std::string strNuls = strGood;
+    std::replace(strNuls.begin(), strNuls.end(), ' ', '\0');
+    const std::string strSpoiled = strGood.substr(0, 36) + "Z" + strGood.substr(1) +
+                                   strGood.substr(0, 8) + Word(0xFFFFFFFF) + kNoDiagnostic +
+                                   strNuls;
+    Start({"--verbose", "--faults",
+           "short-header,malformed-document,truncated-payload,unknown-type,huge-length,nuls,"
+           "silence,close"});
+    std::string strRequests = kLogRequest + kParametersRequest;
+    for (int i = 0; i < 6; ++i)
+        strRequests += kDiagnosticRequest;
     for (int i = 0; i < 2; ++i)
     {
         const SConsoleEnds console(strRequests);
-        EXPECT_NE(console.ReadReply(PM_PARAMETERS), ""); // nothing came before it
-        EXPECT_EQ(ReadFrom(console.m_iMessages), "");    // the end
+        EXPECT_EQ(ReadFrom(console.m_iMessages, 5).substr(0, 4), Word('D'));
+        EXPECT_THAT(console.ReadReply(PM_PARAMETERS), testing::Not(HasSubstr("Diagnostic")));
+        EXPECT_EQ(ReadFrom(console.m_iMessages), strSpoiled); // to the end
     }
+    m_pSimulator->Kill(SIGTERM);
+    EXPECT_THAT(
+        m_pSimulator->ReadErrors(),
+        testing::AllOf(
+            HasSubstr("in: diagnostic request, index 7\n"
+                      " 64 00 00 00 07 00 00 00 00 00 00 00              d...........\n"),
+            HasSubstr("fault: truncated-payload\nout: text, 48 bytes, of which 24 are there\n"
+                      " 65 00 00 00 00 00 00 00 30 00 00 00              e.......0...\n"
+                      " 54 68 65 72 65 20 69 73 20 6E 6F 20 64 69 61 67  There is no diag\n")));
 }
 
 } // namespace

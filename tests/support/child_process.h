@@ -14,7 +14,6 @@
 
 #include <fcntl.h>
 #include <sys/prctl.h>
-#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -95,22 +94,15 @@ public:
     int Wait()
     {
         int iStatus = 0;
-        rusage usage{};
-        ::wait4(std::exchange(m_iPid, -1), &iStatus, 0, &usage);
-        m_dProcessorSeconds =
-            static_cast<double>(usage.ru_utime.tv_sec + usage.ru_stime.tv_sec) +
-            static_cast<double>(usage.ru_utime.tv_usec + usage.ru_stime.tv_usec) / 1e6;
+        ::waitpid(std::exchange(m_iPid, -1), &iStatus, 0);
         return WIFEXITED(iStatus) ? WEXITSTATUS(iStatus) : 128 + WTERMSIG(iStatus);
     }
-    /// Of a child that was waited for.
-    double GetProcessorSeconds() const { return m_dProcessorSeconds; }
 
 private:
     pid_t m_iPid = -1;
     int m_iInput = -1;
     int m_iOutput = -1;
     int m_iErrors = -1;
-    double m_dProcessorSeconds = 0;
 };
 
 #endif
