@@ -131,12 +131,6 @@ TEST_F(Console, ObeysCommands)
 
 TEST_F(Console, ListsDiagnostics)
 {
-    std::string strHundred, strHundredListed;
-    for (int i = 1; i <= 100; ++i)
-    {
-        strHundred += "<zor:DiagnosticType/>";
-        strHundredListed.append(i < 10 ? "0" : "").append(std::to_string(i)).append(": \r\n");
-    }
     const std::string strList = "diag list\n";
     const std::string strNoConfig = "No device config parameters.\r\n";
     const std::string strNames =
@@ -153,7 +147,6 @@ TEST_F(Console, ListsDiagnostics)
          strList, kLoaded + "No diagnostic information found.\r\n"},
         {"nothing in the list", Parameters("<zor:Other>x</zor:Other>"), strList,
          kLoaded + "Diagnostic information list is empty.\r\n"},
-        {"more than 99", Parameters(strHundred), strList, kLoaded + strHundredListed},
         {"names of any script, and none",
          Parameters("<zor:DiagnosticType>Temp\u00E9rature</zor:DiagnosticType><x>no</x>"
                     "<zor:DiagnosticType/><zor:DiagnosticType>&#x96FB;\u6E90 &lt;\U0001F50B&gt; %s"

@@ -1,8 +1,9 @@
 #include "simulator/web_pages.h"
 
 #include "diagnostics/function_state.h"
+#include "fuzz/support/lasting_recorder.h"
 #include "simulator/http_connection.h"
-#include "tests/simulator/live_page.h"
+#include "tests/support/testing.h"
 
 namespace
 {
