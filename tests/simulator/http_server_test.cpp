@@ -73,6 +73,7 @@ TEST(HttpServer, AnswersOrRefuses)
 {
     CHttpServer server;
     ZOR_START_OR_SKIP(server, {}, Handle, {});
+    CClient{server}; // says nothing
     const std::string strHost = "Host: 127.0.0.1:80\r\n";
     const std::string strHeader =
         "HTTP/1.1 200 OK\r\nContent-Type: text/plain\r\nContent-Length: 3\r\n" + kCommonHeaders;

@@ -180,11 +180,13 @@ TEST_F(Simulator, ServesEachConsoleWhateverBecameOfTheLast)
         ReadFrom(SConsoleEnds(kParametersRequest + kLogRequest).m_iMessages, 12);
         EXPECT_EQ(SConsoleEnds(strStrange).ReadReply(PM_TEXT), kNoDiagnostic);
 
-        const SConsoleEnds console(strAll);
+        SConsoleEnds console(strAll);
         EXPECT_THAT(console.ReadReply(PM_PARAMETERS), testing::EndsWith("eters>\n"));
         EXPECT_EQ(console.ReadReply(PM_TEXT), kNoDiagnostic);
         EXPECT_THAT(console.ReadReply(PM_CIRCULAR_TEXT),
                     testing::EndsWith(" Console: log requested\r\n"));
+        ::close(std::exchange(console.m_iRequests, -1));
+        EXPECT_EQ(ReadFrom(console.m_iMessages), "") << "it hangs up";
     }
 }
 
