@@ -97,7 +97,6 @@ extern "C"
     ZOR_FAILING_CALL(Query, -1, ssize_t, readlink, (const char* a, char* b, std::size_t c),
                      (a, b, c), noexcept)
     ZOR_FAILING_CALL(Query, -1, int, flock, (int a, int b), (a, b), noexcept)
-    ZOR_FAILING_CALL(Query, nullptr, dirent*, readdir, (DIR * a), (a), )
     ZOR_FAILING_CALL(Make, MAP_FAILED, void*, mmap,
                      (void* a, std::size_t b, int c, int d, int e, off_t f), (a, b, c, d, e, f),
                      noexcept)

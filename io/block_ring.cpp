@@ -78,16 +78,4 @@ bool CBlockRing::Skip(int iSize)
     return CommitRead(iOffset, iFirst) && (iFirst == iSize || CommitRead(0, iSize - iFirst));
 }
 
-#ifndef NDEBUG
-bool CBlockRing::IsConsistent() const
-{
-    const bool bReaderInside = 0 <= m_iReadOffset && m_iReadOffset <= m_iDataEnd;
-    const bool bWriterInside =
-        0 <= m_iWriteOffset && (m_iWriteOffset < m_iSize || (m_iSize == 0 && m_iWriteOffset == 0));
-    return bReaderInside && bWriterInside && m_iDataEnd <= m_iSize &&
-           (IsWrapped() || m_iDataEnd == m_iWriteOffset) &&
-           m_bDataIsAvailable == (GetUnreadSize() > 0);
-}
-#endif
-
 } // namespace mu

@@ -58,11 +58,6 @@ public:
     /// The same from wherever the unread bytes start.
     bool Skip(int iSize);
 
-#ifndef NDEBUG
-    /// Whether the offsets and the data end are as described above.
-    bool IsConsistent() const;
-#endif
-
 private:
     /// The free bytes lie between the write offset and the read offset; none if the two are equal.
     bool IsWrapped() const

@@ -123,6 +123,7 @@ public:
 private:
     static int OpenDescriptor(const char* szPath, FileMode eMode);
     static void WarnShortWrite(int iWritten, int iRequested);
+    static bool CopyContents(const wchar_t* wszSource, const wchar_t* wszTarget);
     bool OpenPath(const char* szPath, FileMode eMode);
     bool Settle(bool bSucceeded, const char* szFormat, ...) __attribute__((format(printf, 3, 4)));
     void ReportReadError(int iError);

@@ -35,20 +35,13 @@ bool IsSameRegularFile(const struct stat& a, const struct stat& b)
 int ReadAll(CFileAccess& file, char* pBuffer, int iLength)
 {
     int iTotal = 0;
-    while (iTotal < iLength)
+    int iRead = 1;
+    while (iRead > 0 && iTotal < iLength)
     {
-        const int iRead = file.Read(pBuffer + iTotal, iLength - iTotal);
-        if (iRead < 0)
-        {
-            return -1;
-        }
-        if (iRead == 0)
-        {
-            break;
-        }
+        iRead = file.Read(pBuffer + iTotal, iLength - iTotal);
         iTotal += iRead;
     }
-    return iTotal;
+    return iRead < 0 ? -1 : iTotal;
 }
 
 // False without memory.
@@ -217,12 +210,8 @@ int CFileAccess::ToBuffer(const wchar_t* wszPath, CMemBlockPtr& block)
     return iRead;
 }
 
-bool CFileAccess::Copy(const wchar_t* wszSource, const wchar_t* wszTarget)
+bool CFileAccess::CopyContents(const wchar_t* wszSource, const wchar_t* wszTarget)
 {
-    CFunctionSwitch fsCopy("FA::Cp");
-    mu::CFunctionParam fpSource(fsCopy, "wszSource", wszSource);
-    mu::CFunctionParam fpTarget(fsCopy, "wszTarget", wszTarget);
-
     // What cannot be copied must show before the target is emptied: a directory, which can be
     // opened but not read, and a source of unknown size.
     CFileAccess source;
@@ -260,9 +249,19 @@ bool CFileAccess::Copy(const wchar_t* wszSource, const wchar_t* wszTarget)
         }
         iRest -= iChunk;
     }
-    source.Close();
-    target.Close();
+    return true;
+}
 
+bool CFileAccess::Copy(const wchar_t* wszSource, const wchar_t* wszTarget)
+{
+    CFunctionSwitch fsCopy("FA::Cp");
+    mu::CFunctionParam fpSource(fsCopy, "wszSource", wszSource);
+    mu::CFunctionParam fpTarget(fsCopy, "wszTarget", wszTarget);
+
+    if (!CopyContents(wszSource, wszTarget))
+    {
+        return false;
+    }
     unsigned long long llChangeTime = 0;
     unsigned long long llAccessTime = 0;
     unsigned long long llModifyTime = 0;

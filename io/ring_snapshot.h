@@ -22,23 +22,21 @@ public:
         m_uTaken.store(uTaken, std::memory_order_release);
     }
 
-    /// Any thread, any signal handler.
+    /// Any thread, any signal handler. Copies the ring again only if it changed meanwhile, which a
+    /// thread that was interrupted in Take() cannot do.
     CBlockRing Get() const
     {
-        constexpr int kTries = 1000; // a try fails only if the ring changes twice meanwhile
-        CBlockRing ring;
-        for (int i = 0; i < kTries; ++i)
+        for (;;)
         {
             const unsigned uTaken = m_uTaken.load(std::memory_order_acquire);
-            ring = m_aRings[uTaken % 2];
+            const CBlockRing ring = m_aRings[uTaken % 2];
             // Reads the number by adding 0: a write with release order keeps the copy before it. A
             // fence would do the same, but the thread sanitizer does not know fences.
             if (m_uTaken.fetch_add(0, std::memory_order_acq_rel) == uTaken)
             {
-                break;
+                return ring;
             }
         }
-        return ring;
     }
 
 private:

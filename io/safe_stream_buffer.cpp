@@ -1,7 +1,6 @@
 #include "io/safe_stream_buffer.h"
 
 #include <algorithm>
-#include <cassert>
 #include <cstddef>
 #include <cstdint>
 #include <limits>
@@ -139,7 +138,6 @@ bool CSafeStreamBuffer::GiveWriteBlockBack(const void* pBlock, int iSize, TCommi
     {
         return false;
     }
-    assert(m_ring.IsConsistent());
     m_snapshot.Take(m_ring);
     SignalIfReadable();
     return true;
@@ -224,7 +222,6 @@ bool CSafeStreamBuffer::GiveReadBlockBack(int iSize, TCommit commit)
 {
     m_pReadBlockHeld = nullptr;
     const bool bDone = iSize == 0 || (m_bEnabled && !m_bFrozen && commit(m_ring));
-    assert(m_ring.IsConsistent());
     m_snapshot.Take(m_ring);
     return bDone;
 }

@@ -55,11 +55,11 @@ int CSafeStreamBuffer::Write(const void* pData, int iSize)
             break;
         }
         CopyBytes(pBlock, static_cast<const char*>(pData) + iWritten, iBlockSize);
-        if (!CommitWrittenBlock(pBlock, iBlockSize))
+        // After a refused commit there is no further block: the stream is frozen or has ended.
+        if (CommitWrittenBlock(pBlock, iBlockSize))
         {
-            break;
+            iWritten += iBlockSize;
         }
-        iWritten += iBlockSize;
     }
     return iWritten;
 }

@@ -1,8 +1,8 @@
 #include "threading/mutex.h"
 
-#include <algorithm>
 #include <cstdarg>
 #include <cstdio>
+#include <cstring>
 #include <new>
 
 #include <unistd.h>
@@ -19,14 +19,12 @@ constexpr int kReportSize = 200;
 // them, and without stdio's buffer, so that they show also if the program hangs next.
 [[gnu::format(printf, 1, 2)]] void Print(const char* szFormat, ...)
 {
-    constexpr int kMostText = kReportSize + 100;
-    char szText[kMostText + 1];
+    char szText[300] = ""; // more than a report and the text before it
     va_list args;
     va_start(args, szFormat);
-    const int iLength = std::vsnprintf(szText, sizeof(szText), szFormat, args);
+    std::vsnprintf(szText, sizeof(szText), szFormat, args);
     va_end(args);
-    mu::WriteAll(STDOUT_FILENO, szText,
-                 static_cast<std::size_t>(std::clamp(iLength, 0, kMostText)));
+    mu::WriteAll(STDOUT_FILENO, szText, std::strlen(szText));
 }
 
 int WriteCallersReport(char (&szReport)[kReportSize])

@@ -60,10 +60,11 @@ bool ReadClock(clockid_t clock, std::timespec& time)
 constexpr long long kMost = std::numeric_limits<long long>::max();
 constexpr long long kLeast = std::numeric_limits<long long>::min();
 
-long long SaturatedSum(long long llA, long long llB)
+// Of an elapsed time, which is not negative.
+long long SaturatedSum(long long llElapsed, long long llMore)
 {
     long long llSum = 0;
-    return __builtin_add_overflow(llA, llB, &llSum) ? (llB < 0 ? kLeast : kMost) : llSum;
+    return __builtin_add_overflow(llElapsed, llMore, &llSum) ? kMost : llSum;
 }
 
 } // namespace

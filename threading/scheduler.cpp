@@ -52,21 +52,7 @@ class CSchedulerThread final : public CSimpleThread
 {
 public:
     /// Throws std::bad_alloc without memory.
-    explicit CSchedulerThread(IScheduler* pScheduler) : m_pScheduler(pScheduler)
-    {
-        pthread_condattr_t attributes;
-        if (pthread_condattr_init(&attributes) != 0)
-        {
-            throw std::bad_alloc();
-        }
-        const bool bMade = pthread_condattr_setclock(&attributes, CLOCK_MONOTONIC) == 0 &&
-                           pthread_cond_init(&m_cond, &attributes) == 0;
-        pthread_condattr_destroy(&attributes);
-        if (!bMade)
-        {
-            throw std::bad_alloc();
-        }
-    }
+    explicit CSchedulerThread(IScheduler* pScheduler) : m_pScheduler(pScheduler) {}
     ~CSchedulerThread() { pthread_cond_destroy(&m_cond); }
 
     CSchedulerThread(const CSchedulerThread&) = delete;
@@ -191,7 +177,7 @@ private:
         const unsigned long long ullWakeUp = ullNow + std::min(ullDue - ullNow, kDay);
         const std::timespec tsWakeUp{static_cast<std::time_t>(ullWakeUp / kMicrosecondsPerSecond),
                                      static_cast<long>(ullWakeUp % kMicrosecondsPerSecond) * 1000};
-        pthread_cond_timedwait(&m_cond, &m_mutex, &tsWakeUp);
+        pthread_cond_clockwait(&m_cond, &m_mutex, CLOCK_MONOTONIC, &tsWakeUp);
     }
 
     int ThreadMain(void*) override
@@ -233,7 +219,7 @@ private:
     std::atomic<int> m_iReferences{1};
 
     CPosixMutex m_mutex = PTHREAD_MUTEX_INITIALIZER;
-    pthread_cond_t m_cond;
+    pthread_cond_t m_cond = PTHREAD_COND_INITIALIZER;
     // The next one due is the last.
     std::array<STask, CScheduler::kMaxQueuedTasks> m_aTasks ZOR_GUARDED_BY(m_mutex);
     std::size_t m_uTasks ZOR_GUARDED_BY(m_mutex) = 0;

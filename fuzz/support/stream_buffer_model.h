@@ -105,7 +105,7 @@ private:
     {
         const SBlock& block = m_written;
         const int iAllocated = n % 8 == 3 ? n : block.iSize; // or what it was not asked for with
-        n = n % 4 == 0 ? n : iAllocated;
+        n = n % 4 < 1 ? n : iAllocated;
         const bool bFits = iAllocated <= FreeAhead()
                                ? block.p == At(m_iWrite)
                                : !IsWrapped() && block.p == At(0) && iAllocated <= m_iRead;
@@ -255,6 +255,15 @@ private:
                                   : "Enabled",
                       Size(), iUsed, Unread() > 0, m_iWrite, m_iRead);
         Check(std::strcmp(szState, szExpected) == 0, "tells its state");
+        Check(0 <= m_iRead && m_iRead <= iUsed && iUsed <= Size() &&
+                  (IsWrapped() || iUsed == m_iWrite),
+              "ends the data where the reader wraps");
+        unsigned long long ullByte = 0;
+        int iInCrash = 0;
+        const void* const pInCrash = buffer.GetBlockInCrash(ullByte, iInCrash);
+        Check(pInCrash == (Unread() > 0 ? m_queue.front() : nullptr) &&
+                  ullByte == buffer.GetTotalRead() && iInCrash <= Unread(),
+              "shows its data in a crash");
         Check(buffer.GetReadQueueLength() == Unread() &&
                   buffer.GetAvailableSizeToWrite() == Free() &&
                   buffer.GetLargestAvailableBlockSizeToWrite() == Largest() &&

@@ -2,12 +2,11 @@
 
 #include "io/file_access.h"
 
-#include <dirent.h>
-#include <dlfcn.h>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "fuzz/support/file_laws.h"
 #include "mu/file_system.h"
 #include "mu/memory_block.h"
 #include "tests/support/failing_calls.h"
@@ -16,18 +15,6 @@
 #include "tests/support/line_logger.h"
 #include "tests/support/testing.h"
 #include "threading/clock_calls.h"
-
-static int g_iReadableEntries = -1; // no limit
-
-// In place of the C library's, under whichever name this program calls it.
-extern "C" dirent* readdir(DIR* pDirectory)
-{
-    static const auto pReal = reinterpret_cast<dirent* (*)(DIR*)>(
-        ::dlsym(RTLD_NEXT, sizeof(void*) == 4 ? "readdir64" : "readdir"));
-    const bool bReadable = g_iReadableEntries-- != 0;
-    errno = bReadable ? errno : EIO;
-    return bReadable ? pReal(pDirectory) : nullptr;
-}
 
 namespace
 {
@@ -59,7 +46,7 @@ TEST(FileAccess, OpensAsTheModeSays)
         EXPECT_EQ(::fcntl(iDescriptor, F_GETFD), FD_CLOEXEC);
         file.Write("new", 3);
         file.Open(folder.Path("none").c_str(), eMode, false);
-        EXPECT_EQ(::fcntl(iDescriptor, F_GETFD) >= 0, file.IsValid()) << "one descriptor at most";
+        EXPECT_EQ(file.GetDescriptor(), ::fcntl(iDescriptor, F_GETFD) < 0 ? -1 : iDescriptor);
         file.Write("new", 3);
         EXPECT_EQ(ReadFile(folder.Path("old")), szOld);
         EXPECT_EQ(ReadFile(folder.Path("none")), szMissing);
@@ -118,6 +105,8 @@ TEST(Files, TellErrnoAndFunctionAndARepeatedErrorOfOneFileOnce)
             {pipe, 1, [&] { return pipe.Flush(); }, EINVAL, "FA::Fl;", "Error flushing file"},
             {pipe, 1, [&] { return pipe.WriteBlock(kFiveGiB, 1, "x"); }, ESPIPE, "FA::SetPos;",
              "Error setting file position to 5368709120"},
+            {pipe, 1, [&] { return pipe.GetPosition() != 0 || pipe.SetPositionToEnd(ll); }, ESPIPE,
+             "FA::GetPos;", "Error getting file position"},
             {none, 2, [&] { return mu::GetFileSizeByPath(no) != 0; }, ENOENT,
              "PD::FS pszFileName:5;PD::GFSBP wszFilePath:7;",
              "Failed to acquire file size of file " + strNo},
@@ -179,41 +168,24 @@ TEST(FileAccess, MovesAndCutsBeyond4GiB)
     }
 }
 
-TEST(FileContents, LoadsTextOfEachEncoding)
+TEST(FileContents, KeepTheirLawsInAnyEncodingAndSize)
 {
     using namespace std::string_literals;
-    const CTemporaryFolder folder;
-    const std::wstring wsFile = folder.WidePath(L"f");
-    std::wstring wsText = L"old";
-    // The file; its encoding, -1 for none, and length of the mark; the text.
-    using C = std::tuple<std::string, int, int, std::wstring>;
-    for (const auto& [strBytes, iExpected, iMark, wsExpected] : {
-             C{"a", -1, 9, L"old"},
-             {"\0\0ab"s, -1, 9, L"old"},
-             {"\xEF\xBB\xBFz\u00E4\u6E29", 1, 3, L"z\u00E4\u6E29"},
-             {"\xEF\xBB\xBF", 1, 3, L""},
-             {"ab\0c"s, 1, 0, L"ab\0c"s},
-             {"\xC3((((((((", 1, 0, L""}, // malformed at once
-             {"\xEF\xBB", 1, 0, L""},     // two bytes of a mark are none
-             {"\xFF\xFE\xE4\x00\x29\x6E\xFF\xFF"s, 2, 2, L"\u00E4\u6E29\uFFFF"},
-             {"\xFE\xFF\xD8\x3D\xDE\x00"s, 3, 2, {wchar_t(0xD83D), wchar_t(0xDE00)}},
-             {"a\0b\0c"s, 2, 0, L"ab"}, // the odd byte is dropped
-             {"\0a\x80\0"s, 3, 0, L"a\u8000"},
+    for (const std::string& strBytes : {
+             "a"s, "\0\0ab"s, "\xEF\xBB\xBFz\u00E4\u6E29"s, "\xEF\xBB\xBF"s, "ab\0c"s,
+             "\xC3(((((((("s,                     // malformed at once
+             "\xEF\xBB"s,                         // two bytes of a mark are none
+             "\xFF\xFE\xE4\x00\x29\x6E\xFF\xFF"s, // with a unit that is no character
+             "\xFE\xFF\xD8\x3D\xDE\x00"s,         // a pair of units stays two
+             "\xFF\xFF"s, "\xFE\xFE"s,            // half a mark
+             "a\0b\0c"s, "\0a\x80\0"s             // the odd byte is dropped
          })
-    {
-        SCOPED_TRACE(testing::PrintToString(strBytes));
-        WriteFile(folder.Path("f"), strBytes);
-        auto eEncoding = static_cast<CFileAccess::ETextFileEncoding>(-1);
-        int iLength = 9;
-        CLineLogger logger;
-        EXPECT_EQ(CFileAccess::DetectTextFileEncoding(wsFile.c_str(), eEncoding, iLength),
-                  iExpected >= 0);
-        EXPECT_EQ(std::pair(int{eEncoding}, iLength), std::pair(iExpected, iMark));
-        EXPECT_EQ(CFileAccess::ToString(wsFile.c_str(), wsText), iExpected >= 0);
-        EXPECT_EQ(wsText, wsExpected);
-        const std::string strLine = "3 No detection of text encoding for file: " + folder.Path("f");
-        EXPECT_EQ(logger.TakeLines(), std::vector<std::string>(iExpected < 0 ? 1U : 0U, strLine));
-    }
+        CheckFile(strBytes);
+    std::string strLong(4097, '\0'); // no two chunks of a power of two are the same
+    std::generate(strLong.begin(), strLong.end(),
+                  [i = 0]() mutable { return static_cast<char>(i++ % 251); });
+    for (const unsigned int uSize : {4097U, 4096U, 1025U, 1024U, 1023U, 513U, 512U, 0U})
+        CheckFile(strLong.substr(0, uSize));
 }
 
 TEST(FileContents, RefusesWhatAnIntOrTheMemoryCannotHold)
@@ -230,13 +202,22 @@ TEST(FileContents, RefusesWhatAnIntOrTheMemoryCannotHold)
         for (int iAllowed = 0; !bLoaded; ++iAllowed)
         {
             wsText = L"old";
+            CMemBlockPtr bytes;
             CLineLogger logger;
             const CFailingHeap heap(iAllowed, 1);
             bLoaded = CFileAccess::ToString(wsFile.c_str(), wsText);
             ASSERT_EQ(wsText.size(), bLoaded ? 3000U : 3U) << iAllowed;
             EXPECT_EQ(logger.TakeLines().size(), bLoaded ? 0U : 1U) << iAllowed;
+            const CFailingHeap again(iAllowed, 1);
+            const int iLoaded = CFileAccess::ToBuffer(wsFile.c_str(), bytes);
+            const auto iSize = static_cast<int>(strBytes.size());
+            EXPECT_EQ(iLoaded, CFailingHeap::HasFailed() && iLoaded < 0 ? -1 : iSize) << iAllowed;
         }
     }
+    g_onCall = [&](ECall eCall) // it shrinks before it is read
+    { return eCall == ECall::Seek ? ::truncate(folder.Path("f").c_str(), 6) : 0; };
+    EXPECT_TRUE(CFileAccess::ToString(wsFile.c_str(), wsText));
+    EXPECT_EQ(wsText, L"\u7878\u7878");
     ASSERT_EQ(::truncate(folder.Path("f").c_str(), 0x8000'0000), 0);
     for (const int iFirst : {INT_MAX, 0, 1}) // the look at the size that fails
     {
@@ -251,48 +232,25 @@ TEST(FileContents, RefusesWhatAnIntOrTheMemoryCannotHold)
     EXPECT_EQ(CFileAccess::ToBuffer(folder.WidePath().c_str(), block), -1);
 }
 
-TEST(FileContents, AreTheSameHoweverTheyAreLoadedOrCopied)
+TEST(FileContents, AreCopiedFromThePositionOrWithTheirTimes)
 {
     const CTemporaryFolder folder;
-    const std::string strFile = folder.Path("\u00E4");
     const std::wstring wsFile = folder.WidePath(L"\u00E4");
     const std::wstring wsCopy = folder.WidePath(L"copy");
-    for (const unsigned int uSize : {4097U, 4096U, 1025U, 1024U, 1023U, 513U, 512U, 1U, 0U})
-    {
-        SCOPED_TRACE(uSize);
-        std::string strBytes(uSize, '\0'); // no two chunks of a power of two are the same
-        std::generate(strBytes.begin(), strBytes.end(),
-                      [i = 0]() mutable { return static_cast<char>(i++ % 251); });
-        WriteFile(strFile, strBytes);
-        CMemBlockPtr block("old", 3);
-        EXPECT_EQ(CFileAccess::ToBuffer(wsFile.c_str(), block), static_cast<int>(uSize));
-        EXPECT_TRUE(std::string(block.GetData(), block.GetSize()) == strBytes);
-        std::string strContent = "old";
-        EXPECT_TRUE(CFileAccess::GetStrFileContent(strFile.c_str(), strContent));
-        EXPECT_TRUE(strContent == strBytes);
+    WriteFile(folder.Path("\u00E4"), std::string(600, 'a') + std::string(600, 'b'));
+    mu::SetFileTimesByPath(wsFile.c_str(), 0, 1'000'000'000, 1'100'000'000);
+    EXPECT_TRUE(CFileAccess::Copy(wsFile.c_str(), wsCopy.c_str()));
+    EXPECT_EQ(std::filesystem::last_write_time(folder.Path("copy")),
+              std::filesystem::last_write_time(folder.Path("\u00E4")));
 
-        WriteFile(folder.Path("copy"), std::string(5000, 'o'));
-        mu::SetFileTimesByPath(wsFile.c_str(), 0, 1'000'000'000, 1'100'000'000);
-        EXPECT_TRUE(CFileAccess::Copy(wsFile.c_str(), wsCopy.c_str()));
-        EXPECT_TRUE(ReadFile(folder.Path("copy")) == strBytes);
-        EXPECT_EQ(std::filesystem::last_write_time(folder.Path("copy")),
-                  std::filesystem::last_write_time(strFile));
-
-        CFileAccess source, target;
-        source.Open(strFile.c_str(), CFileAccess::FM_READ, true);
-        for (IFileReader* const pReader :
-             {static_cast<IFileReader*>(&source), static_cast<IFileReader*>(&block)})
-        {
-            pReader->SetPosition(uSize / 2);
-            target.Open(wsCopy.c_str(), CFileAccess::FM_CREATE, false);
-            EXPECT_EQ(target.Copy(pReader), uSize - uSize / 2);
-            EXPECT_TRUE(ReadFile(folder.Path("copy")) == strBytes.substr(uSize / 2));
-        }
-    }
-    ::mkfifo(folder.Path("pipe").c_str(), 0600);
-    CFileAccess pipe, target;
-    pipe.Open(folder.Path("pipe").c_str(), CFileAccess::FM_READ_WRITE, true);
+    CFileAccess source, target, pipe;
+    source.Open(wsFile.c_str(), CFileAccess::FM_READ, true);
+    source.SetPosition(599);
     target.Open(wsCopy.c_str(), CFileAccess::FM_CREATE, false);
+    EXPECT_EQ(target.Copy(&source), 601U);
+    EXPECT_EQ(ReadFile(folder.Path("copy")), 'a' + std::string(600, 'b'));
+    ::mkfifo(folder.Path("pipe").c_str(), 0600);
+    pipe.Open(folder.Path("pipe").c_str(), CFileAccess::FM_READ_WRITE, true);
     EXPECT_TRUE(pipe.Write("text", 4) == 4 && target.Copy(&pipe) == 4) << "a short chunk ends it";
 }
 
@@ -329,13 +287,15 @@ TEST(FileContents, StayWhenACopyCannotSucceed)
         const CFailingCall call(ECall::Stat, EIO, iFirst);
         EXPECT_EQ(same.Copy(&source), 0U) << "would never end";
     }
-    EXPECT_FALSE(CFileAccess::SetStrFileContent("/dev/full", "v"));
     CLineLogger logger;
+    EXPECT_FALSE(CFileAccess::SetStrFileContent("/dev/full", "v"));
     const CFailingCall cut(ECall::Write, -1);
     EXPECT_FALSE(CFileAccess::SetStrFileContent(folder.Path("f").c_str(), "value"));
     EXPECT_FALSE(CFileAccess::SetStrFileContent("/no/f", "value"));
-    EXPECT_THAT(logger.TakeLines(), ElementsAre("2 Wrote 1 bytes out of 5 requested bytes to file.",
-                                                "3 File /no/f open failure: " + ErrorText(ENOENT)));
+    EXPECT_THAT(logger.TakeLines(),
+                ElementsAre("3 File /dev/full write failure: " + ErrorText(ENOSPC),
+                            "2 Wrote 1 bytes out of 5 requested bytes to file.",
+                            "3 File /no/f open failure: " + ErrorText(ENOENT)));
 }
 
 TEST(CreateDir, TellsARepeatedErrorOnce)
@@ -388,7 +348,7 @@ TEST(Listings, GiveFilesOrFoldersThatMatchInOrder)
     EXPECT_FALSE(mu::FindFiles(folder.WidePath(L"a.txt").c_str(), L"*", vNames));
     for (const int iEntries : {16, 15, 0}) // all of them, before the end is told
     {
-        g_iReadableEntries = iEntries;
+        const CFailingCall call(ECall::Query, EIO, iEntries);
         EXPECT_FALSE(mu::FindFiles(wsFolder.c_str(), L"*", vNames)) << iEntries;
         EXPECT_THAT(vNames, IsEmpty());
     }

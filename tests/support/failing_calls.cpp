@@ -5,6 +5,7 @@
 #include <cstdarg>
 #include <cstddef>
 
+#include <dirent.h>
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -43,6 +44,13 @@ extern "C"
         static const auto pSeek =
             reinterpret_cast<off_t (*)(int, off_t, int)>(::dlsym(RTLD_NEXT, "lseek64"));
         return AskForFault(ECall::Seek) > 0 ? -1 : pSeek(iDescriptor, iOffset, iWhence);
+    }
+
+    dirent* readdir(DIR* pDirectory)
+    {
+        static const auto pReal = reinterpret_cast<dirent* (*)(DIR*)>(
+            ::dlsym(RTLD_NEXT, sizeof(void*) == 4 ? "readdir64" : "readdir"));
+        return AskForFault(ECall::Query) > 0 ? nullptr : pReal(pDirectory);
     }
 
     ssize_t write(int iDescriptor, const void* pData, std::size_t uSize)

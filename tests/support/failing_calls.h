@@ -3,7 +3,7 @@
 
 #include <functional>
 
-/// System calls that are made to fail: open, lseek, fstat and write in tests that link
+/// System calls that are made to fail: open, lseek, fstat, readdir and write in tests that link
 /// failing_calls.cpp, the others where faults/more_calls.cpp is linked too.
 enum class ECall
 {

@@ -3,6 +3,7 @@
 #include <fcntl.h>
 
 #include "mu/calendar.h"
+#include "tests/support/failing_heap.h"
 #include "tests/support/line_logger.h"
 #include "tests/support/testing.h"
 #include "threading/clock_calls.h"
@@ -85,6 +86,7 @@ TEST(Clock, TimersCountOnlyForwardsAndOnlyWhileTheyRun)
     EXPECT_EQ(timer.GetTime(), 4);
     EXPECT_TRUE(timer.HasTimePassed(4) && !timer.HasTimePassed(5));
     EXPECT_EQ(timer.GetRawFutureTime(-5), -1'000);
+    EXPECT_EQ(timer.GetRawFutureTime(LLONG_MIN), LLONG_MIN + 4'000);
     EXPECT_EQ(timer.GetRawFutureTime(LLONG_MAX), LLONG_MAX);
     EXPECT_FALSE(timer.HasTimePassed(LLONG_MAX));
     timer.StartTimer();
@@ -114,6 +116,10 @@ TEST(Clock, IsSetAsFarAsItGoes)
                                   (vLines.size() < 2 ? " 2024-07-03 12:46:40 told" : " told"));
         EXPECT_EQ(logger.TakeLines(), vLines);
         EXPECT_TRUE(listener.m_timer.HasTimePassed(1) && mu::GetNumClockChanges() == iChanges + 1);
+        std::timespec tsTime{};
+        std::tm time{};
+        EXPECT_EQ(mu::settime(&tsTime) + mu::hwclock(&time), 0 - static_cast<int>(vLines.size()));
+        EXPECT_EQ(logger.TakeLines(), vLines);
     }
     mu::SetClockListener(nullptr);
     mu::STimeComponents time;
@@ -128,15 +134,25 @@ TEST(Clock, IsSetAsFarAsItGoes)
     EXPECT_LE(std::time(nullptr) - mu::GetCurrentTimestampInteger(), 0);
     EXPECT_LE(static_cast<double>(std::time(nullptr)) - mu::GetCurrentTimestampDouble(), 0);
     EXPECT_FALSE(mu::GetLocalTimeComponents(LLONG_MAX, time));
-    EXPECT_EQ(mu::GetTimestamp(LLONG_MAX / 1'000'000 + 1), LLONG_MAX);
+    constexpr long long kLast = LLONG_MAX / 1'000'000;
+    EXPECT_EQ(mu::GetTimestamp(kLast), kLast * 1'000'000);
+    EXPECT_EQ(mu::GetTimestamp(kLast + 1), LLONG_MAX);
 }
 
 // Last: the fall-back is for good.
 TEST(ClockFallBack, TakesTheWallClockAndHidesItsJumps)
 {
+    const auto useSet = []
+    {
+        mu::InitTimersSet();
+        const CPreciseTimer timer;
+        mu::DeleteTimersSet();
+    };
+    useSet(); // the thread's tracing stays
+    EXPECT_EQ(CFailingHeap::FirstLeakOf(useSet), -1);
     mu::InitTimersSet();
     delete new CPreciseTimer; // and is told of nothing
-    CPreciseTimer timer;
+    CPreciseTimer timer, idle;
     timer.StartTimer();
     CLineLogger logger;
     logger.m_onMessage = [&] { timer.GetTime(); }; // which fails in its turn

@@ -2,9 +2,6 @@
 
 #include <ctime>
 
-#include <dlfcn.h>
-#include <pthread.h>
-
 #include "tests/support/failing_heap.h"
 #include "tests/support/testing.h"
 #include "tests/threading/threads.h"
@@ -12,17 +9,6 @@
 #include "threading/event.h"
 #include "threading/sleep.h"
 #include "threading/wait_time.h"
-
-static bool g_bNoConditions = false;
-
-// In place of the C library's.
-extern "C" int pthread_cond_init(pthread_cond_t* pCondition,
-                                 const pthread_condattr_t* pAttributes) noexcept
-{
-    static const auto pReal =
-        reinterpret_cast<decltype(&pthread_cond_init)>(::dlsym(RTLD_NEXT, "pthread_cond_init"));
-    return g_bNoConditions ? EAGAIN : pReal(pCondition, pAttributes);
-}
 
 namespace
 {
@@ -61,16 +47,17 @@ TEST(Scheduler, RunsByTimeThenByComingAndCancelsWhatIsLeft)
     };
     EXPECT_EQ(queue(9, 0), 0U) << "before it is started";
     EXPECT_EQ(scheduler.GetQueuedTaskCount(), 0);
-    g_bNoConditions = true;
+    LetThreadsStart(false);
     EXPECT_FALSE(scheduler.Start("no scheduler"));
     EXPECT_EQ(queue(9, 0), 0U);
-    CPosixEventObject none;
-    EXPECT_FALSE(none.IsValid() || none.Signal() || none.Wait(0));
-    g_bNoConditions = false;
+    const auto makeOne = []
     {
-        const CNoThreads noThreads;
-        EXPECT_FALSE(scheduler.Start("no scheduler"));
-    }
+        auto& other = *new AutoDeleteThreadObjectImpl<mu::CScheduler>;
+        const CStickyScope own(other);
+        other.Start("no scheduler");
+    };
+    EXPECT_EQ(CFailingHeap::FirstLeakOf(makeOne), -1);
+    LetThreadsStart(true);
     EXPECT_TRUE(scheduler.Start("test scheduler"));
     EXPECT_FALSE(scheduler.Start("a second one"));
 

@@ -22,10 +22,10 @@ public:
     explicit CWorker(std::function<void()> body) : m_body(std::move(body)) {}
 
     /// Returns when it has begun.
-    unsigned long Start(void* pParam)
+    unsigned long Start(const char* szName, void* pParam)
     {
         unsigned long dwThreadID = 0;
-        EXPECT_TRUE(StartThread("worker", pParam, &dwThreadID));
+        EXPECT_TRUE(StartThread(szName, pParam, &dwThreadID));
         EXPECT_TRUE(g_begun.Wait(mu::kInfinite) && g_begun.Reset());
         return dwThreadID;
     }
@@ -61,20 +61,25 @@ void WaitUntilGone(unsigned long dwThreadID)
 TEST(SimpleThread, CanBeSeenWhileItRunsAndNotAfter)
 {
     CPosixEventObject seen;
-    CWorker worker([&] { EXPECT_TRUE(seen.Wait(mu::kInfinite)); });
-    for (int iRun = 0; iRun < 2; ++iRun)
+    const auto untilSeen = [&] { EXPECT_TRUE(seen.Wait(mu::kInfinite)); };
+    CWorker first(untilSeen), second(untilSeen);
+    for (const auto& [worker, other] :
+         {std::pair<CWorker&, CWorker&>(first, second), {second, first}, {first, second}})
     {
-        const unsigned long dwThreadID = worker.Start(nullptr);
+        const unsigned long dwThreadID = worker.Start("worker", nullptr);
         EXPECT_EQ(worker.GetThreadID(), dwThreadID);
-        const bool bSet = worker.SetThreadPriority(2); // not everybody may
+        sched_param parameters{1};
+        const bool bMay = pthread_setschedparam(dwThreadID, SCHED_FIFO, &parameters) == 0;
+        EXPECT_EQ(worker.SetThreadPriority(2), bMay) << "not everybody may";
         int iPolicy = 0;
-        sched_param parameters{};
         pthread_getschedparam(dwThreadID, &iPolicy, &parameters);
-        EXPECT_EQ(iPolicy == SCHED_FIFO && parameters.sched_priority == 2, bSet);
+        EXPECT_EQ(parameters.sched_priority, bMay ? 2 : 0);
         std::string strReport = worker.Report();
         strReport.erase(strReport.find("0x") + 2, 8);
         EXPECT_EQ(strReport, "T::Body\r\nPosix Thread Main szThreadName=\"worker\" tid=0x"
                              " szStage=\"thread main function execution\"\r\n");
+        // Its thread is gone, and this one may have the same id.
+        EXPECT_TRUE(other.Report().empty() && !other.SetThreadPriority(1));
         seen.Signal();
         WaitUntilGone(dwThreadID);
         EXPECT_TRUE(seen.Reset() && worker.Report().empty() && !worker.SetThreadPriority(1));
@@ -83,21 +88,20 @@ TEST(SimpleThread, CanBeSeenWhileItRunsAndNotAfter)
 
 TEST(SimpleThread, EndsAloneOnEveryWayOut)
 {
-    const std::string strThrown = "3 Exception in thread worker: ";
-    const std::pair<void (*)(), std::vector<std::string>> aWays[] = {
-        {[] {}, {}},
-        {[] { throw std::runtime_error("no tape"); }, {strThrown + "no tape"}},
-        {[] { throw 1; }, {strThrown + "unknown"}},
-        {[] { pthread_exit(nullptr); }, {}}};
+    const std::tuple<const char*, void (*)(), std::vector<std::string>> aWays[] = {
+        {"worker", [] {}, {}},
+        {nullptr, [] { throw std::runtime_error("no tape"); }, {"3 Exception in thread : no tape"}},
+        {"worker", [] { throw 1; }, {"3 Exception in thread worker: unknown"}},
+        {"worker", [] { pthread_exit(nullptr); }, {}}};
     CLineLogger logger;
     long lBlocks = 0;
     for (int iTry = 0; iTry < 400; ++iTry)
     {
-        const auto& [pBody, vLines] = aWays[iTry & 3];
+        const auto& [szName, pBody, vLines] = aWays[iTry & 3];
         CWorker worker(pBody);
         auto* const pDestroysItself = new CWorker([] {});
-        WaitUntilGone(pDestroysItself->Start(pDestroysItself));
-        WaitUntilGone(worker.Start(nullptr));
+        WaitUntilGone(pDestroysItself->Start(szName, pDestroysItself));
+        WaitUntilGone(worker.Start(szName, nullptr));
         EXPECT_EQ(logger.TakeLines(), vLines);
         lBlocks = iTry == 10 ? CFailingHeap::BlocksOfProcess() : lBlocks;
     }
@@ -106,15 +110,13 @@ TEST(SimpleThread, EndsAloneOnEveryWayOut)
 
 TEST(SimpleThread, TellsWhyItDidNotStart)
 {
-    const CNoThreads none;
+    LetThreadsStart(false);
     CWorker worker([] {});
     unsigned long dwThreadID = 1;
-    GetAllocExVarsStorage(); // on the first use, so not counted below
-    const long iBlocks = CFailingHeap::BlocksInUse();
     EXPECT_FALSE(worker.StartThread("T", nullptr, &dwThreadID));
-    EXPECT_EQ(CFailingHeap::BlocksInUse(), iBlocks);
     EXPECT_TRUE(worker.GetLastError() != 0 && dwThreadID == 0 && worker.GetThreadID() == 0);
     EXPECT_TRUE(worker.Report().empty() && !worker.SetThreadPriority(1));
+    LetThreadsStart(true);
 }
 
 } // namespace

@@ -2,6 +2,7 @@
 #define ZOR_TESTS_THREADING_THREADS_H
 
 #include <cstddef>
+#include <cstdint>
 #include <thread>
 #include <utility>
 
@@ -21,27 +22,13 @@ std::jthread StartTraced(TBody body)
         });
 }
 
-/// No thread can be started in its scope.
-class CNoThreads
+/// Whether threads can be started from now on.
+inline void LetThreadsStart(bool bStart)
 {
-public:
-    CNoThreads()
-    {
-        pthread_getattr_default_np(&m_attributes);
-        pthread_attr_getstacksize(&m_attributes, &m_uStackSize);
-        SetStackSize(~std::size_t{0} / 16 * 15);
-    }
-    ~CNoThreads() { SetStackSize(m_uStackSize); }
-
-private:
-    void SetStackSize(std::size_t uBytes)
-    {
-        pthread_attr_setstacksize(&m_attributes, uBytes);
-        pthread_setattr_default_np(&m_attributes);
-    }
-
-    pthread_attr_t m_attributes;
-    std::size_t m_uStackSize = 0;
-};
+    pthread_attr_t attributes;
+    pthread_attr_init(&attributes);
+    pthread_attr_setstacksize(&attributes, bStart ? std::size_t{8} << 20 : SIZE_MAX / 16 * 15);
+    pthread_setattr_default_np(&attributes);
+}
 
 #endif

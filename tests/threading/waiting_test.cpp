@@ -20,6 +20,24 @@ extern "C" int nanosleep(const std::timespec* pAmount, std::timespec*)
     return pAmount->tv_sec > 0 ? 0 : clock_nanosleep(CLOCK_MONOTONIC, 0, pAmount, nullptr);
 }
 
+// The locks and conditions that this thread has made and not destroyed, and the most it may.
+static thread_local int g_iObjects = 0;
+static thread_local int g_iMostObjects = INT_MAX;
+
+#define ZOR_COUNTED_CALL(name, iChange, parameters, ...)                                           \
+    extern "C" int name parameters noexcept                                                        \
+    {                                                                                              \
+        static const auto s_pReal =                                                                \
+            reinterpret_cast<decltype(&::name)>(::dlsym(RTLD_NEXT, #name));                        \
+        const bool bRefused = g_iObjects + (iChange) > g_iMostObjects;                             \
+        g_iObjects += bRefused ? 0 : (iChange);                                                    \
+        return bRefused ? EAGAIN : s_pReal(__VA_ARGS__);                                           \
+    }
+ZOR_COUNTED_CALL(pthread_cond_init, 1, (pthread_cond_t * p, const pthread_condattr_t* q), p, q)
+ZOR_COUNTED_CALL(pthread_cond_destroy, -1, (pthread_cond_t * p), p)
+ZOR_COUNTED_CALL(pthread_mutex_init, 1, (pthread_mutex_t * p, const pthread_mutexattr_t* q), p, q)
+ZOR_COUNTED_CALL(pthread_mutex_destroy, -1, (pthread_mutex_t * p), p)
+
 #if !defined(__SANITIZE_THREAD__) // which has to see every unlock
 static int g_iUnlockError = 0;
 
@@ -49,58 +67,37 @@ TEST(Event, StaysSignalledUntilReset)
 {
     CWinEvent event;
     ASSERT_TRUE(event.IsValid());
-    for (int iRound = 0; iRound < 2; ++iRound)
-    {
-        EXPECT_TRUE(!event.Wait(0) && event.Signal());
-        for (const unsigned long dwMilliseconds : {0UL, 1UL, mu::kInfinite, ULONG_MAX})
-            EXPECT_TRUE(event.Wait(dwMilliseconds)) << "waiting does not use it up";
-        EXPECT_TRUE(event.Reset());
-    }
+    EXPECT_TRUE(!event.Wait(0) && event.Signal());
+    for (const unsigned long dwMilliseconds : {0UL, 1UL, mu::kInfinite, ULONG_MAX})
+        EXPECT_TRUE(event.Wait(dwMilliseconds)) << "waiting does not use it up";
+    EXPECT_TRUE(event.Reset());
     const auto before = std::chrono::system_clock::now();
     EXPECT_FALSE(event.Wait(30));
     EXPECT_GE(std::chrono::system_clock::now() - before, std::chrono::milliseconds(30));
 }
 
-TEST(Event, OneSignalWakesAllWhoWaitHoweverLong)
+TEST(Event, ShowsWhoWaitsAndLetsAllPassEvenIfResetAtOnce)
 {
-    CPosixEventObject event;
+    CWinEvent event;
     std::atomic<int> iReturned{0};
     std::vector<std::jthread> vecThreads;
     // All but the first have no limit where unsigned long is wider; the third, cut to 32 bits,
     // would only look.
     for (const unsigned long dw :
          {0xFFFFFFFEUL, 0xFFFFFFFFUL, ULONG_MAX - (sizeof(long) > 4) * 0xFFFFFFFF})
-        vecThreads.emplace_back([&, dw] { iReturned += event.Wait(dw) ? 1 : 9; });
+        vecThreads.push_back(StartTraced([&, dw] { iReturned += event.Wait(dw) ? 1 : 9; }));
+    while (event.GetWaitingThreadID() == mu::kNoThreadID)
+        EXPECT_TRUE(mu::ThreadContextSwitch("until somebody waits"));
     mu::SleepMS(30);
     EXPECT_EQ(iReturned, 0) << "before the signal";
-    EXPECT_TRUE(event.Signal());
+    EXPECT_EQ(std::ranges::count(vecThreads, event.GetWaitingThreadID(),
+                                 [](std::jthread& thread) { return thread.native_handle(); }),
+              1);
+    while (iReturned == 0)
+        EXPECT_TRUE(event.Signal() && event.Reset());
+    EXPECT_TRUE(event.Signal()); // for those who came too late
     vecThreads.clear();
     EXPECT_EQ(iReturned, 3);
-}
-
-TEST(Event, ShowsWhoWaitsAndLetsHimPassEvenIfResetAtOnce)
-{
-    CWinEvent event;
-    CPosixEventObject returned;
-    unsigned long dwWaiter = 0;
-    std::jthread waiter = StartTraced(
-        [&]
-        {
-            dwWaiter = mu::GetCurrentThreadID();
-            EXPECT_TRUE(event.Wait(mu::kInfinite));
-            returned.Signal();
-        });
-    unsigned long dwShown = mu::kNoThreadID;
-    while ((dwShown = event.GetWaitingThreadID()) == mu::kNoThreadID)
-        EXPECT_TRUE(mu::ThreadContextSwitch("until somebody waits"));
-    // It shows a moment before it waits, so the first signal may come too early.
-    do
-    {
-        event.Signal();
-        event.Reset();
-    } while (!returned.Wait(1));
-    waiter.join();
-    EXPECT_EQ(dwShown, dwWaiter);
     EXPECT_EQ(event.GetWaitingThreadID(), mu::kNoThreadID);
 }
 
@@ -144,15 +141,27 @@ TEST(Mutex, ZeroTriesAndEverythingElseWaitsWithoutLimit)
     EXPECT_FALSE(mutex.IsLocked());
 }
 
-TEST(Waiting, IsRefusedWithoutMemory)
+TEST(Waiting, IsRefusedWithoutWhatItIsMadeOf)
 {
     GetAllocExVarsStorage();
+    const auto tryBoth = []
+    {
+        CWinEvent event;
+        CMutualExclusion mutex;
+        const bool bEvent =
+            event.IsValid() || event.Reset() || event.Signal() || event.Wait(mu::kInfinite);
+        return std::pair(bEvent, mutex.IsValid() || mutex.Lock(0) || mutex.Lock(1));
+    };
+    for (const int iMost : {0, 1, 2})
+    {
+        g_iObjects = 0;
+        g_iMostObjects = iMost;
+        EXPECT_EQ(tryBoth(), std::pair(iMost == 2, iMost == 1));
+    }
+    g_iMostObjects = INT_MAX;
+    EXPECT_EQ(g_iObjects, 0) << "each is destroyed";
     const CFailingHeap heap(0);
-    CWinEvent event;
-    CMutualExclusion mutex;
-    EXPECT_EQ(event.IsValid() || event.Signal() || event.Wait(mu::kInfinite) || event.Reset() ||
-                  mutex.IsValid() || mutex.Lock(0) || mutex.Lock(1),
-              !CFailingHeap::kAvailable);
+    EXPECT_EQ(tryBoth(), std::pair(!CFailingHeap::kAvailable, !CFailingHeap::kAvailable));
 }
 
 TEST(Sleep, TakesAnyAmountThatAnIntCounts)
