@@ -49,9 +49,8 @@ bool ReadClock(clockid_t clock, std::timespec& time)
 // Running timers hold readings of the monotonic clock, so they are told.
 [[gnu::cold]] void FallBackToWallClock()
 {
-    CTimersSet* const pTimers = mu::GetTimersSet();
-    if (g_clock.exchange(CLOCK_REALTIME, std::memory_order_relaxed) != CLOCK_REALTIME &&
-        pTimers != nullptr)
+    g_clock.store(CLOCK_REALTIME, std::memory_order_relaxed);
+    if (CTimersSet* const pTimers = mu::GetTimersSet())
     {
         pTimers->UpdateTimers();
     }

@@ -25,13 +25,14 @@ namespace
 
 struct STask
 {
-    unsigned long long m_ullDue; // microseconds of the monotonic clock
-    unsigned long long m_ullNumber;
     const char* m_szName;
     IScheduler::TaskCallback m_pTask;
     IScheduler::CancelCallback m_pCancel;
     void* m_pContext;
     int m_iParameter;
+    // Given when it is queued.
+    unsigned long long m_ullDue{}; // microseconds of the monotonic clock
+    unsigned long long m_ullNumber{};
 };
 
 constexpr unsigned long long kMicrosecondsPerSecond = 1'000'000;
@@ -274,8 +275,7 @@ unsigned long long CScheduler::ScheduleTask(unsigned long long ullDelay, const c
 {
     return m_pThread == nullptr
                ? 0
-               : m_pThread->Queue({0, 0, szTaskName, pTask, pCancel, pContext, iParameter},
-                                  ullDelay);
+               : m_pThread->Queue({szTaskName, pTask, pCancel, pContext, iParameter}, ullDelay);
 }
 
 int CScheduler::GetQueuedTaskCount()

@@ -10,6 +10,7 @@
 #include "fuzz/support/memory_file.h"
 #include "fuzz/support/plain_utf8.h"
 #include "io/file_access.h"
+#include "mu/file_system.h"
 #include "mu/memory_block.h"
 #include "xml/easy_xml.h"
 
@@ -115,9 +116,15 @@ inline void CheckBytes(const CMemoryFile& file, const std::string& strBytes)
         "loads a file into a string");
 
     const CMemoryFile target("what was there, and longer than some of what comes");
+    constexpr unsigned long long kTime = 1'100'000'000;
+    unsigned long long ull = 0;
+    unsigned long long ullModified = 0;
+    mu::SetFileTimesByPath(file.WidePath().c_str(), 0, 1'000'000'000, kTime);
     Law(CFileAccess::Copy(file.WidePath().c_str(), target.WidePath().c_str()) &&
-            target.Contents() == strBytes,
-        "copies a file");
+            target.Contents() == strBytes &&
+            mu::GetFileTimesByPath(target.WidePath().c_str(), ull, ull, ullModified) &&
+            ullModified == kTime,
+        "copies a file with its time");
     Law(CFileAccess::SetStrFileContent(target.Path().c_str(), strBytes.c_str()) &&
             target.Contents() == strBytes.substr(0, strBytes.find('\0')),
         "stores a text up to its NUL");
@@ -129,6 +136,12 @@ inline void CheckBytes(const CMemoryFile& file, const std::string& strBytes)
     Law(copy.SetPosition(strBytes.size()) && copy.Truncate(uHalf) && copy.GetPosition() == uHalf &&
             copy.GetSize() == uHalf && target.Contents() == strBytes.substr(0, uHalf),
         "cuts a file, and the position with it");
+    CFileAccess reader;
+    Law(reader.Open(file.WidePath().c_str(), CFileAccess::FM_READ, true) &&
+            reader.SetPosition(uHalf) && copy.Truncate(0ULL) &&
+            copy.Copy(&reader) == strBytes.size() - uHalf &&
+            target.Contents() == strBytes.substr(uHalf),
+        "copies a file from its position on");
 }
 
 inline void CheckFile(const std::string& strBytes)

@@ -43,7 +43,7 @@ TEST(SafeStreamBuffer, KeepsItsMemoryWhileItIsInUse)
     EXPECT_TRUE(pBuffer->CommitReadBlockByEndPtr(p, p + iSize));
     pBuffer->FullStop();
     EXPECT_EQ(pBuffer->GetBlockToRead(iSize), nullptr);
-    EXPECT_TRUE(pBuffer->CommitWrittenBlock(pBuffer->AllocateBlock(8), 8));
+    EXPECT_TRUE(pBuffer->CommitWrittenBlock(pBuffer->AllocateBlockResizeIfNeeded(8), 8));
     EXPECT_TRUE(pBuffer->CommitReadBlock(p, 8)) << "asking ends the stop, also for nothing";
     EXPECT_FALSE(CFailingHeap::HasFailed()); // blocks come and go without the heap
     // Fails, and keeps what there was.

@@ -20,7 +20,8 @@ extern "C" int nanosleep(const std::timespec* pAmount, std::timespec*)
     return pAmount->tv_sec > 0 ? 0 : clock_nanosleep(CLOCK_MONOTONIC, 0, pAmount, nullptr);
 }
 
-// The locks and conditions that this thread has made and not destroyed, and the most it may.
+// The locks and conditions that this thread has made and not destroyed, and how many it may have:
+// beyond that the calls are refused.
 static thread_local int g_iObjects = 0;
 static thread_local int g_iMostObjects = INT_MAX;
 
@@ -39,46 +40,27 @@ ZOR_COUNTED_CALL(pthread_mutex_init, 1, (pthread_mutex_t * p, const pthread_mute
 ZOR_COUNTED_CALL(pthread_mutex_destroy, -1, (pthread_mutex_t * p), p)
 
 #if !defined(__SANITIZE_THREAD__) // which has to see every unlock
-static int g_iUnlockError = 0;
-
-extern "C" int pthread_mutex_unlock(pthread_mutex_t* pMutex) noexcept
-{
-    static const auto pReal = reinterpret_cast<decltype(&pthread_mutex_unlock)>(
-        ::dlsym(RTLD_NEXT, "pthread_mutex_unlock"));
-    const int iError = pReal(pMutex);
-    return iError != 0 ? iError : std::exchange(g_iUnlockError, 0);
-}
+ZOR_COUNTED_CALL(pthread_mutex_unlock, 0, (pthread_mutex_t * p), p)
 
 TEST(Mutex, TellsThatTheSystemDidNotUnlock)
 {
     CMutualExclusion mutex;
     testing::internal::CaptureStdout();
     mutex.Lock(0);
-    g_iUnlockError = 22;
+    g_iMostObjects = g_iObjects - 1;
     mutex.Unlock();
-    EXPECT_EQ(testing::internal::GetCapturedStdout(), "Mutex unlock error 22\r\n");
+    g_iMostObjects = INT_MAX;
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "Mutex unlock error 11\r\n");
 }
 #endif
 
 namespace
 {
 
-TEST(Event, StaysSignalledUntilReset)
+TEST(Event, ShowsWhoWaitsAndLetsAllPassFromTheSignalToTheReset)
 {
     CWinEvent event;
-    ASSERT_TRUE(event.IsValid());
-    EXPECT_TRUE(!event.Wait(0) && event.Signal());
-    for (const unsigned long dwMilliseconds : {0UL, 1UL, mu::kInfinite, ULONG_MAX})
-        EXPECT_TRUE(event.Wait(dwMilliseconds)) << "waiting does not use it up";
-    EXPECT_TRUE(event.Reset());
-    const auto before = std::chrono::system_clock::now();
-    EXPECT_FALSE(event.Wait(30));
-    EXPECT_GE(std::chrono::system_clock::now() - before, std::chrono::milliseconds(30));
-}
-
-TEST(Event, ShowsWhoWaitsAndLetsAllPassEvenIfResetAtOnce)
-{
-    CWinEvent event;
+    EXPECT_TRUE(event.IsValid() && !event.Wait(0));
     std::atomic<int> iReturned{0};
     std::vector<std::jthread> vecThreads;
     // All but the first have no limit where unsigned long is wider; the third, cut to 32 bits,
@@ -93,12 +75,18 @@ TEST(Event, ShowsWhoWaitsAndLetsAllPassEvenIfResetAtOnce)
     EXPECT_EQ(std::ranges::count(vecThreads, event.GetWaitingThreadID(),
                                  [](std::jthread& thread) { return thread.native_handle(); }),
               1);
-    while (iReturned == 0)
+    while (iReturned == 0) // a waiter that wakes up passes although it is reset
         EXPECT_TRUE(event.Signal() && event.Reset());
     EXPECT_TRUE(event.Signal()); // for those who came too late
     vecThreads.clear();
     EXPECT_EQ(iReturned, 3);
     EXPECT_EQ(event.GetWaitingThreadID(), mu::kNoThreadID);
+    for (const unsigned long dwMilliseconds : {0UL, 1UL, mu::kInfinite, ULONG_MAX})
+        EXPECT_TRUE(event.Wait(dwMilliseconds)) << "waiting does not use it up";
+    EXPECT_TRUE(event.Reset());
+    const auto before = std::chrono::system_clock::now();
+    EXPECT_FALSE(event.Wait(30));
+    EXPECT_GE(std::chrono::system_clock::now() - before, std::chrono::milliseconds(30));
 }
 
 TEST(Mutex, ReportsMisuseAndGoesOn)
