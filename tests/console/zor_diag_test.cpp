@@ -21,7 +21,6 @@ const std::string kNames = Parameters(
     "<zor:DiagnosticType>Power</zor:DiagnosticType><zor:DiagnosticType>Disk</zor:DiagnosticType>"
     "<zor:DiagnosticType>\n  DISK\n</zor:DiagnosticType><zor:DiagnosticType>Net\x1B &amp; "
     "\u00E9</zor:DiagnosticType>");
-const std::string kLong(4000, 's');
 // The last and the first of each kind: controls, characters of each length, what is no UTF-8.
 const std::string kText =
     "\"\\\0a\tb\x1B[2J\r\nc\rd\x1F\x7F\xC2\x80\xC2\x9F|"
@@ -157,7 +156,7 @@ TEST_F(ZorDiag, AsksAndTellsByItsExitCode)
         {"log", "C", {"D"}, 5, strCut},
         {"log", "C", {strHead + Word(9) + "cut"}, 5, strCut},
         {"log", "C", {""}, 4, "the recorder has closed its pipes without an answer"},
-        {"log --timeout 0.5", "C", {strHead + Word(5000) + kLong}, 4, strLate, 1},
+        {"log --timeout 0.5", "C", {strHead + Word(5000) + strFlood}, 4, strLate, 1},
         {"log --timeout .1", "C", {strFlood}, 4, "no answer in time.*"},
     };
     for (const SCase& row : aCases)
@@ -183,8 +182,13 @@ TEST_F(ZorDiag, GivesUpInTime)
     Play("C", {"D\0\0\0\0"s});
     ExpectEnd(diag, 4, "", "no answer in time, only 5 bytes of a header");
 
+    const int iReader = ::open(g_aszPipePaths[1], O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+    EXPECT_TRUE(Write("left for an earlier client"));
+    ::close(m_iMessages);
     CChildProcess patient(ZOR_DIAG, Split("log"));
-    Play("C", {""});
+    EXPECT_EQ(ReadFrom(m_iRequests, 12), Message('C', 0, ""));
+    OpenMessages(O_WRONLY);
+    ::close(iReader);
     ::close(m_iRequests);
     std::this_thread::sleep_for(1200ms); // some recorders open the pipe anew for each request
     EXPECT_TRUE(Write(Message('D', 0, "late")));
@@ -206,10 +210,12 @@ TEST_F(ZorDiag, TellsWhyThereIsNoRecorder)
     const std::string strDenied = "/tmp/zor_app_in.pipe: Permission denied; it belongs to user ";
     Expect("list", 3, "no recorder is listening: nobody reads /tmp/zor_app_in.pipe");
     ::chmod(g_aszPipePaths[0], 0);
+    const auto asUser = [] { ::prctl(PR_CAPBSET_DROP, CAP_DAC_OVERRIDE, 0, 0, 0); };
+    const std::string strUser = std::to_string(::geteuid());
     Expect("list --wait 9", 3,
-           strDenied + ::getpwuid(::geteuid())->pw_name + " ." + std::to_string(::geteuid()) +
-               "., mode 0000",
-           [] { ::prctl(PR_CAPBSET_DROP, CAP_DAC_OVERRIDE, 0, 0, 0); });
+           strDenied + ::getpwuid(::geteuid())->pw_name + " ." + strUser + "., mode 0000", asUser);
+    if (::chown(g_aszPipePaths[0], 54321, 54321) == 0) // as root only
+        Expect("list", 3, strDenied + "54321, mode 0000", asUser);
     ::rename(g_aszPipePaths[0], "/tmp/zor_diag_test.pipe");
     Expect("list --wait 0.05", 3, strMissing + "in.pipe: No such file or directory");
     EXPECT_EQ(::symlink("/tmp/zor_diag_test.pipe", g_aszPipePaths[0]), 0);

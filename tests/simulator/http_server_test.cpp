@@ -79,9 +79,6 @@ TEST(HttpServer, AnswersOrRefuses)
         "HTTP/1.1 200 OK\r\nContent-Type: text/plain\r\nContent-Length: 3\r\n" + kCommonHeaders;
     EXPECT_EQ(CClient(server).Ask("GET / HTTP/1.1\r\n" + strHost + "\r\n"), strHeader + "xxx");
     EXPECT_EQ(CClient(server).Ask("HEAD / HTTP/1.1\r\n" + strHost + "\r\n"), strHeader);
-    EXPECT_THAT(CClient(server).Ask("HEAD / HTTP/1.1\r\n\r\n"), testing::EndsWith("\r\n\r\n"));
-    EXPECT_THAT(CClient(server).Ask("PUT / HTTP/1.0\r\n\r\n"),
-                testing::HasSubstr("\r\nAllow: GET, HEAD\r\n"));
 
     const auto get = [](const std::string& strFields)
     { return "GET / HTTP/1.1\r\n" + strFields + "\r\n"; };
@@ -90,7 +87,12 @@ TEST(HttpServer, AnswersOrRefuses)
     const auto old = [](const char* szTarget)
     { return std::string("GET ") + szTarget + " HTTP/1.0\r\n\r\n"; };
     const std::string strField = "X: " + std::string(8000, 'x') + "\r\n";
+    // What the answer begins with, a pattern.
     const std::map<std::string, std::vector<std::string>> mapRequests{
+        {"200 OK\r\nContent-Type: text/xml\r\n.*; style-src 'unsafe-inline'; base-uri",
+         {"GET / HTTP/1.0\r\nX-Type: text/xml\r\n\r\n"}},
+        {"400 Bad Request\r\n.*\r\n\r\n$", {"HEAD / HTTP/1.1\r\n\r\n"}},
+        {"405 .*\r\nAllow: GET, HEAD\r\n", {"PUT / HTTP/1.0\r\n\r\n"}},
         {"200",
          {old("/"), host("LocalHost"), host("[::1]:80"),
           get(strHost + "Content-Length: 0\r\n" + strField)}},
@@ -106,18 +108,11 @@ TEST(HttpServer, AnswersOrRefuses)
         {"431", {get(strHost + strField + strField), "GET /" + std::string(60000, 'x')}},
         {"503", {old("/none"), old("/fail"), old("/throw"), old("/large")}},
     };
-    for (const auto& [strStatus, vecRequests] : mapRequests)
-    {
+    for (const auto& [strAnswer, vecRequests] : mapRequests)
         for (const std::string& strRequest : vecRequests)
-        {
-            EXPECT_THAT(CClient(server).Ask(strRequest), StartsWith("HTTP/1.1 " + strStatus))
+            EXPECT_THAT(CClient(server).Ask(strRequest),
+                        testing::ContainsRegex("^HTTP/1.1 " + strAnswer))
                 << strRequest.substr(0, 80);
-        }
-    }
-    EXPECT_THAT(CClient(server).Ask("GET / HTTP/1.0\r\nX-Type: text/xml\r\n\r\n"),
-                testing::HasSubstr("\r\nContent-Type: text/xml\r\nContent-Length: 3\r\n"
-                                   "Content-Security-Policy: default-src 'none'; "
-                                   "style-src 'unsafe-inline'; base-uri"));
 
     const CClient half(server);
     EXPECT_EQ(::write(half.Socket(), "GET", 3), 3);
