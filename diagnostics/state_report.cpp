@@ -19,20 +19,13 @@ SFuncStateEntry* FollowLinks(SFuncStateEntry* pEntry, SFuncStateEntry* SFuncStat
     CMemoryProbe probe;
     CCircleCheck circle;
     SFuncStateEntry entry;
-    if (!probe.Copy(entry, pEntry))
+    SFuncStateEntry* pLast = nullptr;
+    while (probe.Copy(entry, pEntry) && !circle.IsCircle(pEntry))
     {
-        return nullptr;
+        pLast = pEntry;
+        pEntry = entry.*pLink;
     }
-    while (!circle.IsCircle(pEntry))
-    {
-        SFuncStateEntry* const pNext = entry.*pLink;
-        if (!probe.Copy(entry, pNext))
-        {
-            break;
-        }
-        pEntry = pNext;
-    }
-    return pEntry;
+    return pLast;
 }
 
 } // namespace

@@ -10,7 +10,6 @@
 #include <vector>
 
 #include <fcntl.h>
-#include <sys/mman.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -68,7 +67,6 @@ struct SNamed
         CallAndGetLost(); // not through a pointer, which would not tell its name
         g_iZero = 0;
     }
-    [[gnu::noinline]] static void ThrowOut() { throw g_iZero; }
     [[gnu::noinline]] static void GiveUp() { FatalProgramError("Wrong"); }
 };
 
@@ -117,6 +115,12 @@ void ReplaceOutput(bool bFull)
     }
     ::fcntl(STDOUT_FILENO, F_SETFL, 0);
     ::close(vEnds[bFull ? 1 : 0]);
+}
+
+void MakeOutputNarrow()
+{
+    ::fcntl(STDOUT_FILENO, F_SETPIPE_SZ, 4096);
+    ::fcntl(STDOUT_FILENO, F_SETFL, O_NONBLOCK);
 }
 
 void FillFileOfOutput()
@@ -199,7 +203,7 @@ char g_szShellOption[] = "-c";
 char g_szScript[] = "sleep 1\n"
                     "for d in /proc/self/fd/*; do d=${d##*/}\n"
                     "[ -e /proc/self/fd/$d ] && printf '%s ' $d; done\n"
-                    "sed -n 's/SigBlk:.//p' /proc/self/status\n"
+                    "sed -n 's/Sig[BI].*:.//p' /proc/self/status\n"
                     "exit 7\n";
 
 using Action = void (*)();
@@ -207,20 +211,13 @@ const std::map<std::string, Action> kCrashes = {
     {"SIGFPE", [] { std::raise(SIGFPE); }},
     {"abort", [] { std::abort(); }},
     {"null", [] { *reinterpret_cast<volatile int*>(static_cast<long>(g_iZero)) = 1; }},
-    {"divide", [] { g_iZero = 1000 / g_iZero; }},
     {"illegal", [] { __builtin_trap(); }},
-    {"file",
-     []
-     {
-         g_iZero = *static_cast<volatile char*>(
-             ::mmap(nullptr, 1, PROT_READ, MAP_SHARED, ::fileno(std::tmpfile()), 0));
-     }},
+    {"SIGBUS", [] { std::raise(SIGBUS); }},
     {"overflow", [] { g_iZero = Overflow(0); }},
     {"heap", CorruptHeap},
     {"jump", SNamed::JumpAway},
     {"null-call", SNamed::CallNothing},
     {"lost", SNamed::CallTheLost},
-    {"throw", []() noexcept { SNamed::ThrowOut(); }},
     {"error", SNamed::GiveUp},
     {"state", [] { FatalProgramState("Odd"); }},
     {"long", [] { FatalProgramError(std::string(40'000, 'x').c_str()); }},
@@ -244,23 +241,26 @@ const std::map<std::string, Action> kOptions = {
     {"closed", [] { ReplaceOutput(false); }},
     {"full-file", FillFileOfOutput},
     {"no-descriptors", UseUpDescriptors},
+    {"narrow", MakeOutputNarrow},
 };
 
 alignas(SPosixThreadExceptionVars) char g_vText[] = "where a pointer should be";
 
-// What becomes of the current entry before the crash.
-using Damage = void (*)(SFuncStateEntry&);
-const std::map<std::string, Damage> kDamages = {
-    {"overrun", [](SFuncStateEntry& entry) { std::memset(&entry, 'A', sizeof entry); }},
-    {"circle", [](SFuncStateEntry& entry) { entry.m_pPrevious = &entry; }},
-    {"storage", [](SFuncStateEntry&)
-     { std::memset(static_cast<void*>(GetAllocExVarsStorage()), 'A', 2 * sizeof(void*)); }},
-    {"no-storage", [](SFuncStateEntry&)
-     { mu::g_pThreadExceptionVars = reinterpret_cast<SPosixThreadExceptionVars*>(kBadAddress); }},
-    {"text-as-storage", [](SFuncStateEntry&)
-     { mu::g_pThreadExceptionVars = reinterpret_cast<SPosixThreadExceptionVars*>(g_vText); }},
+void SetStorage(std::uintptr_t uAddress)
+{
+    mu::g_pThreadExceptionVars = reinterpret_cast<SPosixThreadExceptionVars*>(uAddress);
+}
+
+// What becomes of the chain before the crash.
+const std::map<std::string, Action> kDamages = {
+    {"overrun", [] { std::memset(GetCurrentFuncStateEntry(), 'A', sizeof(SFuncStateEntry)); }},
+    {"circle", [] { GetCurrentFuncStateEntry()->m_pPrevious = GetCurrentFuncStateEntry(); }},
+    {"storage",
+     [] { std::memset(static_cast<void*>(GetAllocExVarsStorage()), 'A', 2 * sizeof(void*)); }},
+    {"no-storage", [] { SetStorage(kBadAddress); }},
+    {"text-as-storage", [] { SetStorage(reinterpret_cast<std::uintptr_t>(g_vText)); }},
 };
-Damage g_pDamage = nullptr;
+Action g_pDamage = nullptr;
 
 void Crash(const std::string& strCrash)
 {
@@ -270,7 +270,7 @@ void Crash(const std::string& strCrash)
     CFunctionSwitch fsInner("T::In");
     if (g_pDamage != nullptr)
     {
-        g_pDamage(*fsInner.GetEntry());
+        g_pDamage();
         std::atexit(
             []
             {
@@ -291,6 +291,8 @@ void Crash(const std::string& strCrash)
 
 int main(int iArgs, char** ppArgs)
 {
+    for (int i = 1; i < NSIG; ++i)
+        std::signal(i, SIG_DFL); // whatever the parent ignores
     const std::vector<std::string> vArgs(ppArgs, ppArgs + iArgs);
     SetRootExceptionFilesFolder(nullptr);
     InitExceptions_Once();

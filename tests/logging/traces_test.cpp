@@ -125,12 +125,9 @@ TEST(Traces, NameFunctionsAndParameters)
     CEasyXMLNode root = document.AddRoot(L"z:root", L"urn:z");
     root.AppendChild(L"a", L"").SetAttributeValue(L"b", L"", L"c");
     CNamespacesPrefixesMap prefixes;
-    CURLParamsMap params;
-    CBasicStringsMap cookies;
     CMediaRecorderConfiguration configuration;
     configuration.m_wsRootDirectory = folder.WidePath(L"root");
     CPosixEventObject done;
-    CWinEvent event;
     CThread thread;
     char szBuffer[1000];
     auto* const pRing = new AutoDeleteThreadObjectImpl<CSafeStreamBuffer>;
@@ -185,8 +182,8 @@ TEST(Traces, NameFunctionsAndParameters)
     mu::RenameFilePath(wszFile, L"/no/a");
     mu::DeleteFilePath(wsOther.c_str());
     mu::DeleteDirectory(wsOther.c_str());
-    cookies.FromCookieHeader("a=b", 3);
-    params.FromBuffer("a=b", 3);
+    CBasicStringsMap().FromCookieHeader("a=b", 3);
+    CURLParamsMap().FromBuffer("a=b", 3);
     document.SaveToFile(wszFile);
     document.GetXML(wsText);
     document.GetNamespacePrefixes(prefixes);
@@ -215,7 +212,7 @@ TEST(Traces, NameFunctionsAndParameters)
     log.SetStorageScheduler(nullptr);
     log.SetBufferSize(4096);
     log.AddText("x", 1, true);
-    event.Wait(1);
+    CWinEvent().Wait(1);
     scheduler.Start("scheduler");
     scheduler.ScheduleTask(0, "task", 0, Task, nullptr, &done, 0);
     done.Wait(mu::kInfinite);
