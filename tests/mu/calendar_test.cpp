@@ -46,13 +46,20 @@ TEST(Calendar, AgreesWithTheLibraryOnEveryDay)
         ASSERT_TRUE(!sameDay.SetFromNumDaySeconds(-1) && !sameDay.SetFromNumDaySeconds(86400));
         ASSERT_TRUE(sameDay.SetFromNumDaySeconds(iSecond) && sameDay == time) << Text(sameDay);
         ASSERT_EQ(time.GetStandardTimeValue(), llSeconds - (iYear == 2100 ? kDay : 0));
-        ASSERT_EQ(mu::CalcDayOfWeek(time), Int(std::chrono::weekday(day).c_encoding()) + 1);
         ASSERT_EQ(mu::GetNumDaysInMonth(iMonth, iYear), Int(lastOfMonth));
 
         std::tm tmTime = {};
         mu::TimeComponentsToStandardTimeStruct(&tmTime, time);
         const auto tTime = static_cast<std::time_t>(llSeconds);
         ASSERT_TRUE(tTime != llSeconds || ::timegm(&tmTime) == tTime) << Text(time);
+        tmTime.tm_wday = Int(std::chrono::weekday(day).c_encoding());
+        char szNames[30];
+        std::strftime(szNames, sizeof(szNames), "%B %A", &tmTime);
+        const int iDayOfWeek = mu::CalcDayOfWeek(time);
+        ASSERT_EQ(mu::WideStringToNarrow(mu::GetMonthName(iMonth)) + " " +
+                      mu::GetDayOfWeekName(iDayOfWeek),
+                  szNames);
+        ASSERT_EQ(iDayOfWeek, tmTime.tm_wday + 1);
     }
 }
 
@@ -180,6 +187,7 @@ TEST(Calendar, SpansOfTime)
 TEST(Calendar, AmountsInEveryLocale)
 {
     const std::tuple<unsigned long long, const char*, const char*> kCases[] = {
+        {127, "127 bytes", "1016 bps"},
         {1023, "1023 bytes", "8.0 Kbps"},
         {134217728, "128.00 MB", "1.000 Gb/s"},
         {1076, "1.1 KB", "8.4 Kbps"},

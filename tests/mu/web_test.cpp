@@ -179,6 +179,8 @@ TEST(Web, PagesAList)
                        "<a class='button' href='?from=40'>Last Page</a> </div>");
     strHTML.clear();
     EXPECT_EQ(mu::AddHTMLPagingBlock(strHTML, INT_MIN, 0, INT_MIN), 0);
+    EXPECT_TRUE(
+        strHTML.starts_with("<div class='paging'><a class='button' aria-disabled='true'>F"));
     EXPECT_EQ(strHTML.find("href"), std::string::npos) << strHTML;
     EXPECT_EQ(mu::AddHTMLPagingBlock(strHTML, INT_MAX, INT_MAX - 1, INT_MAX), INT_MAX - 1);
 }
