@@ -95,9 +95,7 @@ void CVariablesSubTree::FreeDescendants()
     {
         while (!pElement->m_children.empty())
         {
-            CVariablesSubTree* const pChild = pElement->m_children.PopLast();
-            pChild->m_pParent = pElement;
-            pElement = pChild;
+            pElement = pElement->m_children.PopLast();
         }
         if (pElement == this)
         {

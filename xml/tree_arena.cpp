@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cassert>
 #include <cstdlib>
-#include <cstring>
 #include <limits>
 #include <new>
 
@@ -63,10 +62,7 @@ void CTreeArena::Move(std::size_t uKeep, std::size_t uBytes)
     assert(uKeep <= uBytes);
     const char* const pKept = m_pNext;
     AddChunk(uBytes);
-    if (uKeep != 0)
-    {
-        std::memcpy(m_pNext, pKept, uKeep);
-    }
+    std::copy_n(pKept, uKeep, m_pNext); // from nowhere if there was no chunk
 }
 
 } // namespace mu

@@ -1,3 +1,5 @@
+#include <net/if.h>
+
 #include <gtest/gtest.h>
 
 #include "mu/ip_prefix.h"
@@ -27,9 +29,11 @@ TEST(IpPrefix, MasksThereAndBack)
 TEST(NetworkInterfaces, TheLoopbackIsFoundByNameAndAddress)
 {
     mu::SNetworkInterface byName, byAddress;
-    if (!mu::FindNetworkInterfaceByName("lo", byName))
+    const unsigned int uIndex = ::if_nametoindex("lo");
+    if (uIndex == 0)
         GTEST_SKIP() << "no loopback interface here";
-    EXPECT_TRUE(byName.m_bLoopback && byName.m_uIndex != 0);
+    ASSERT_TRUE(mu::FindNetworkInterfaceByName("lo", byName));
+    EXPECT_TRUE(byName.m_bLoopback && byName.m_uIndex == uIndex);
     for (const mu::SInterfaceAddress& address : byName.m_vAddresses)
     {
         ASSERT_TRUE(mu::FindNetworkInterfaceByAddress(address.m_strAddress, byAddress));

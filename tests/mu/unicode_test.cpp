@@ -62,7 +62,7 @@ TEST(WideToUtf8, SmallCapacitiesCountAsAWhole)
 // The last is the position of the error, -1 if there is none.
 const std::tuple<const char*, std::string, std::wstring, int> kDecodeCases[] = {
     {"ASCII with NUL", "a\0b\x7F"s, L"a\0b\x7F"s, -1},
-    {"two and three", "\xC2\x80\xDF\xBF\xE0\xA0\x80\xEF\xBF\xBF", L"\x80\x7FF\x800\xFFFF", -1},
+    {"two and three", "\xC2\x80\xDF\xBF\xE0\xA0\x80\xEF\xBF\xBFz", L"\x80\x7FF\x800\xFFFFz", -1},
     {"four bytes", "\xF0\x90\x80\x80\xF4\x8F\xBF\xBF", L"\x10000\x10FFFF", -1},
     {"overlong forms", "\xC0\x81\xE0\x80\x82\xF0\x80\x80\x83", L"\x1\x2\x3", -1},
     {"surrogates", "\xED\xA0\x80\xED\xBF\xBF", {wchar_t(0xD800), wchar_t(0xDFFF)}, -1},
