@@ -29,7 +29,8 @@ TEST(MemoryBlock, GrowsTwofoldOrAsFarAsNeeded)
         strAll += strMore;
         EXPECT_EQ(block.GetSize(), uSize);
     }
-    EXPECT_TRUE(block.Flush() && CMemBlockPtr(5U).GetSize() == 5);
+    CMemBlockPtr created(0U);
+    EXPECT_TRUE(block.Flush() && created.Create(5) && created.GetSize() == 5);
     EXPECT_EQ(State(block), strAll + "@258");
 }
 
@@ -113,7 +114,7 @@ TEST(MemoryBlock, WithoutMemoryNothingIsLost)
                      block.AssignData("abcdefghijklmnopqrst", 20));
         EXPECT_EQ(block.Write("abc", 3), 2);
         CMemBlockPtr copy(block);
-        EXPECT_TRUE(copy.GetSize() == 0 && copy.GetPosition() == 0);
+        EXPECT_TRUE(copy.GetSize() == 0 && copy.GetPosition() == 0 && !copy.Create(5));
     }
     EXPECT_EQ(State(block), "01234567ab@10");
 }

@@ -63,6 +63,7 @@ TEST(Web, RepliesToTheByte)
     EXPECT_FALSE(mu::WriteHttpContent(404, strStatus.c_str(), "t", true, "a\0b", 3, &connection));
     const std::string strCut = "HTTP/1.1 404 " + strStatus + "\r\nCo|";
     EXPECT_EQ(connection.m_strWritten, strCut + "a\0b|"s + strCut);
+    connection.m_iTaken = 1;
     EXPECT_FALSE(mu::WriteSoapReply("x", &connection));
 }
 
