@@ -50,6 +50,8 @@ TEST(FileAccess, OpensAsTheModeSays)
         file.Write("new", 3);
         EXPECT_EQ(ReadFile(folder.Path("old")), szOld);
         EXPECT_EQ(ReadFile(folder.Path("none")), szMissing);
+        file.Close();
+        EXPECT_EQ(file.GetDescriptor(), -1);
     }
 }
 

@@ -140,14 +140,14 @@ TEST(Waiting, IsRefusedWithoutWhatItIsMadeOf)
             event.IsValid() || event.Reset() || event.Signal() || event.Wait(mu::kInfinite);
         return std::pair(bEvent, mutex.IsValid() || mutex.Lock(0) || mutex.Lock(1));
     };
+    g_iObjects = 0;
     for (const int iMost : {0, 1, 2})
     {
-        g_iObjects = 0;
         g_iMostObjects = iMost;
         EXPECT_EQ(tryBoth(), std::pair(iMost == 2, iMost == 1));
+        EXPECT_EQ(g_iObjects, 0) << "each is destroyed";
     }
     g_iMostObjects = INT_MAX;
-    EXPECT_EQ(g_iObjects, 0) << "each is destroyed";
     const CFailingHeap heap(0);
     EXPECT_EQ(tryBoth(), std::pair(!CFailingHeap::kAvailable, !CFailingHeap::kAvailable));
 }
