@@ -55,7 +55,8 @@ int CSafeStreamBuffer::Write(const void* pData, int iSize)
             break;
         }
         CopyBytes(pBlock, static_cast<const char*>(pData) + iWritten, iBlockSize);
-        // After a refused commit there is no further block: the stream is frozen or has ended.
+        // Refused if the stream was frozen, stopped or emptied meanwhile: the next block, if there
+        // is one, takes the same bytes.
         if (CommitWrittenBlock(pBlock, iBlockSize))
         {
             iWritten += iBlockSize;

@@ -197,7 +197,11 @@ void CDayFile::OpenForCrash()
     {
         MakeDirectoriesInCrash(szPath);
         const int iDescriptor = OpenFileInCrash(szPath, 0);
-        Begin(iDescriptor, static_cast<unsigned long long>(::lseek(iDescriptor, 0, SEEK_END)));
+        const off_t iEnd = ::lseek(iDescriptor, 0, SEEK_END);
+        if (iEnd >= 0)
+        {
+            Begin(iDescriptor, static_cast<unsigned long long>(iEnd));
+        }
     }
 }
 
