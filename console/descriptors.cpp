@@ -1,5 +1,7 @@
 #include "console/descriptors.h"
 
+#include <cerrno>
+
 #include <fcntl.h>
 #include <poll.h>
 #include <sys/select.h>
@@ -9,7 +11,7 @@ void OpenStandardDescriptors()
 {
     for (int iDescriptor = STDIN_FILENO; iDescriptor <= STDERR_FILENO; ++iDescriptor)
     {
-        if (::fcntl(iDescriptor, F_GETFD) < 0)
+        if (::fcntl(iDescriptor, F_GETFD) < 0 && errno == EBADF)
         {
             ::open("/dev/null", O_RDWR); // takes the lowest free number, which is this one
         }

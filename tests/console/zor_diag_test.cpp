@@ -1,8 +1,9 @@
-// zor-diag as a process; the test is its recorder.
+// zor-diag; the test is its recorder.
 
-#include <linux/capability.h>
 #include <pwd.h>
+#include <sys/fsuid.h>
 
+#include "console/diag_program.h"
 #include "tests/console/recorder.h"
 #include "tests/support/child_process.h"
 
@@ -46,6 +47,15 @@ Words Split(const std::string& strWords)
     std::istringstream stream(strWords);
     return {std::istream_iterator<std::string>(stream), {}};
 }
+
+class CDiag : public CChildProcess
+{
+public:
+    explicit CDiag(const Words& vecArguments, const std::function<void()>& prepare = {})
+        : CChildProcess(RunDiag, "zor-diag", vecArguments, prepare)
+    {
+    }
+};
 
 class ZorDiag : public CRecorderTest
 {
@@ -91,9 +101,9 @@ protected:
     }
     // Nothing is printed but the reason.
     static void Expect(const char* szArguments, int iExit, const std::string& strError,
-                       const std::function<void()>& beforeExec = {})
+                       const std::function<void()>& prepare = {})
     {
-        CChildProcess diag(ZOR_DIAG, Split(szArguments), beforeExec);
+        CDiag diag(Split(szArguments), prepare);
         ExpectEnd(diag, iExit, "", strError);
     }
 };
@@ -164,7 +174,7 @@ TEST_F(ZorDiag, AsksAndTellsByItsExitCode)
         SCOPED_TRACE(row.szArguments + " "s + row.strSaid);
         Listen();
         const auto tpStart = std::chrono::steady_clock::now();
-        CChildProcess diag(ZOR_DIAG, Split(row.szArguments));
+        CDiag diag(Split(row.szArguments));
         Play(row.szRequests, row.vecReplies, row.uPiece);
         ClosePipes();
         const bool bAnswered = row.iExit == 0;
@@ -178,14 +188,14 @@ TEST_F(ZorDiag, GivesUpInTime)
     Listen();
     Expect("log --timeout 0.05", 4, "no answer in time");
     ReadFrom(m_iRequests, 12);
-    CChildProcess diag(ZOR_DIAG, Split("log --timeout 0.2"));
+    CDiag diag(Split("log --timeout 0.2"));
     Play("C", {"D\0\0\0\0"s});
     ExpectEnd(diag, 4, "", "no answer in time, only 5 bytes of a header");
 
     const int iReader = ::open(g_aszPipePaths[1], O_RDONLY | O_NONBLOCK | O_CLOEXEC);
     EXPECT_TRUE(Write("left for an earlier client"));
     ::close(m_iMessages);
-    CChildProcess patient(ZOR_DIAG, Split("log"));
+    CDiag patient(Split("log"));
     EXPECT_EQ(ReadFrom(m_iRequests, 12), Message('C', 0, ""));
     OpenMessages(O_WRONLY);
     ::close(iReader);
@@ -210,7 +220,7 @@ TEST_F(ZorDiag, TellsWhyThereIsNoRecorder)
     const std::string strDenied = "/tmp/zor_app_in.pipe: Permission denied; it belongs to user ";
     Expect("list", 3, "no recorder is listening: nobody reads /tmp/zor_app_in.pipe");
     ::chmod(g_aszPipePaths[0], 0);
-    const auto asUser = [] { ::prctl(PR_CAPBSET_DROP, CAP_DAC_OVERRIDE, 0, 0, 0); };
+    const auto asUser = [] { ::setfsuid(54322); };
     const std::string strUser = std::to_string(::geteuid());
     Expect("list --wait 9", 3,
            strDenied + ::getpwuid(::geteuid())->pw_name + " ." + strUser + "., mode 0000", asUser);
@@ -254,11 +264,11 @@ TEST_F(ZorDiag, RefusesBadUsage)
     };
     for (const auto& [szArguments, szComplaint] : aCases)
         Expect(szArguments, 2, std::string(szComplaint) + "\nTry 'zor-diag --help'.");
-    EXPECT_EQ(CChildProcess(ZOR_DIAG, {"show", ""}).Wait(), 2);
-    EXPECT_EQ(CChildProcess(ZOR_DIAG, {"log", "--wait", ""}).Wait(), 2);
+    EXPECT_EQ(CDiag({"show", ""}).Wait(), 2);
+    EXPECT_EQ(CDiag({"log", "--wait", ""}).Wait(), 2);
     const std::string strHelp = CChildProcess(ZOR_DIAG, {"--help"}).ReadOutput();
     EXPECT_THAT(ReadFile(ZOR_DIAG_PAGE), HasSubstr("```\n" + strHelp + "```\n"));
-    CChildProcess largest(ZOR_DIAG, Split("log --wait 1000000 --timeout 0.00001 --help"));
+    CDiag largest(Split("log --wait 1000000 --timeout 0.00001 --help"));
     ExpectEnd(largest, 0, strHelp);
     EXPECT_THAT(CChildProcess(ZOR_DIAG, {"--version"}).ReadOutput(),
                 MatchesRegex("zor-diag [0-9.]+\n"));
@@ -268,7 +278,7 @@ TEST_F(ZorDiag, WaitsForARecorderAndForItsTurn)
 {
     RemovePipes();
     const Words vecWaiting = Split("log --wait 20 --timeout 20");
-    CChildProcess first(ZOR_DIAG, vecWaiting);
+    CDiag first(vecWaiting);
     std::this_thread::sleep_for(100ms);
     MakePipes();
     Listen();
@@ -276,7 +286,7 @@ TEST_F(ZorDiag, WaitsForARecorderAndForItsTurn)
     ASSERT_EQ(ReadFrom(m_iRequests, 12), Message('C', 0, ""));
 
     Expect("log --timeout .1", 4, "another zor-diag is being answered");
-    CChildProcess second(ZOR_DIAG, vecWaiting);
+    CDiag second(vecWaiting);
     std::this_thread::sleep_for(100ms);
     pollfd polled{m_iRequests, POLLIN, 0};
     EXPECT_EQ(::poll(&polled, 1, 0), 0) << "nothing is asked meanwhile";
@@ -293,15 +303,15 @@ TEST_F(ZorDiag, WatchesUntilItIsStopped)
 {
     Listen();
     const std::string strText = Message('e', 0, "x");
-    CChildProcess watch(ZOR_DIAG, Split("watch Disk --every 0 --count 2"));
+    CDiag watch(Split("watch Disk --every 0 --count 2"));
     Play("Gd1Gd1", {kNames, strText, kNames, strText});
     ExpectEnd(watch, 0, "x\nx\n");
 
-    CChildProcess nothing(ZOR_DIAG, {"list"});
+    CDiag nothing({"list"});
     Play("G", {Parameters("")});
     ExpectEnd(nothing, 0, "", "Diagnostic information list is empty.");
 
-    CChildProcess endless(ZOR_DIAG, Split("watch Disk --every 900"));
+    CDiag endless(Split("watch Disk --every 900"));
     Play("Gd1", {kNames, strText});
     EXPECT_EQ(endless.ReadOutput(2), "x\n");
     pollfd polled{m_iRequests, POLLIN, 0};
@@ -316,7 +326,7 @@ TEST_F(ZorDiag, TellsThatItsOutputWasNotWritten)
     Expect("--help", 6, "standard output: No space left on device",
            [] { ::dup2(::open("/dev/full", O_WRONLY), 1); });
     Listen();
-    CChildProcess watch(ZOR_DIAG, {"watch", "1"});
+    CDiag watch({"watch", "1"});
     watch.CloseOutput();
     Play("Gd0", {kNames, kGood});
     EXPECT_EQ(watch.ReadErrors(), "zor-diag: standard output: Broken pipe\n");

@@ -3,6 +3,7 @@
 
 #include <chrono>
 #include <csignal>
+#include <cstdio>
 #include <cstdlib>
 #include <functional>
 #include <iterator>
@@ -19,47 +20,45 @@
 
 #include "tests/support/files.h"
 
-/// One of the project's programs, run the way its machine needs; its standard streams are pipes.
+/// A process of its own; its standard streams are pipes.
 class CChildProcess
 {
 public:
-    /// beforeExec runs in the child.
-    explicit CChildProcess(const std::string& strProgram,
-                           const std::vector<std::string>& vecArguments = {},
-                           const std::function<void()>& beforeExec = {})
-    {
-        std::istringstream streamEmulator(ZOR_EMULATOR);
-        std::vector<std::string> vecWords{std::istream_iterator<std::string>(streamEmulator), {}};
-        vecWords.push_back(strProgram);
-        vecWords.insert(vecWords.end(), vecArguments.begin(), vecArguments.end());
-        std::vector<char*> vecPointers(vecWords.size() + 1);
-        std::transform(vecWords.begin(), vecWords.end(), vecPointers.begin(),
-                       [](std::string& strWord) { return strWord.data(); });
+    using Words = std::vector<std::string>;
 
-        int aaiPipes[3][2];
-        for (auto& aiEnds : aaiPipes)
-        {
-            ::pipe2(aiEnds, O_CLOEXEC) == 0 ? void() : std::abort();
-        }
-        m_iInput = aaiPipes[0][1];
-        m_iOutput = aaiPipes[1][0];
-        m_iErrors = aaiPipes[2][0];
-        const int aiChild[] = {aaiPipes[0][0], aaiPipes[1][1], aaiPipes[2][1]};
-        m_iPid = ::fork();
-        if (m_iPid == 0)
-        {
-            ::prctl(PR_SET_PDEATHSIG, SIGKILL);
-            ::setenv("LC_ALL", "C", 1);
-            std::signal(SIGINT, SIG_DFL); // a shell ignores it for what runs in the background
-            for (int i = 0; i < 3; ++i)
-            {
-                ::dup2(aiChild[i], i);
-            }
-            beforeExec ? beforeExec() : void();
-            ::execvp(vecPointers[0], vecPointers.data());
-            ::_exit(127);
-        }
-        std::for_each(std::begin(aiChild), std::end(aiChild), ::close);
+    /// One of the project's programs, run the way its machine needs. prepare runs in the child.
+    explicit CChildProcess(const std::string& strProgram, const Words& vecArguments = {},
+                           const std::function<void()>& prepare = {})
+        : CChildProcess(
+              [&]
+              {
+                  std::istringstream streamEmulator(ZOR_EMULATOR);
+                  Words vecWords{std::istream_iterator<std::string>(streamEmulator), {}};
+                  vecWords.push_back(strProgram);
+                  prepare ? prepare() : void();
+                  const std::vector<char*> vecPointers = Pointers(vecWords, vecArguments);
+                  ::execvp(vecPointers[0], vecPointers.data());
+                  ::_exit(127);
+              })
+    {
+    }
+    /// A program's main function, run as after an exec, but in a copy of this process, whose other
+    /// threads it does not have.
+    CChildProcess(int (&main)(int, char*[]), const char* szName, const Words& vecArguments,
+                  const std::function<void()>& prepare = {})
+        : CChildProcess(
+              [&]
+              {
+                  for (int iDescriptor = 3; iDescriptor < 256; ++iDescriptor)
+                  {
+                      ::fcntl(iDescriptor, F_GETFD) == FD_CLOEXEC ? ::close(iDescriptor) : 0;
+                  }
+                  Words vecWords{szName};
+                  prepare ? prepare() : void();
+                  std::vector<char*> vecPointers = Pointers(vecWords, vecArguments);
+                  std::exit(main(static_cast<int>(vecWords.size()), vecPointers.data()));
+              })
+    {
     }
     ~CChildProcess()
     {
@@ -99,6 +98,41 @@ public:
     }
 
 private:
+    explicit CChildProcess(const std::function<void()>& body)
+    {
+        int aaiPipes[3][2];
+        for (auto& aiEnds : aaiPipes)
+        {
+            ::pipe2(aiEnds, O_CLOEXEC) == 0 ? void() : std::abort();
+        }
+        m_iInput = aaiPipes[0][1];
+        m_iOutput = aaiPipes[1][0];
+        m_iErrors = aaiPipes[2][0];
+        const int aiChild[] = {aaiPipes[0][0], aaiPipes[1][1], aaiPipes[2][1]};
+        std::fflush(stdout); // or the child would print it, too
+        m_iPid = ::fork();
+        if (m_iPid == 0)
+        {
+            ::prctl(PR_SET_PDEATHSIG, SIGKILL);
+            ::setenv("LC_ALL", "C", 1);
+            std::signal(SIGINT, SIG_DFL); // a shell ignores it for what runs in the background
+            for (int i = 0; i < 3; ++i)
+            {
+                ::dup2(aiChild[i], i);
+            }
+            body();
+        }
+        std::for_each(std::begin(aiChild), std::end(aiChild), ::close);
+    }
+    static std::vector<char*> Pointers(Words& vecWords, const Words& vecMore)
+    {
+        vecWords.insert(vecWords.end(), vecMore.begin(), vecMore.end());
+        std::vector<char*> vecPointers(vecWords.size() + 1);
+        std::transform(vecWords.begin(), vecWords.end(), vecPointers.begin(),
+                       [](std::string& strWord) { return strWord.data(); });
+        return vecPointers;
+    }
+
     pid_t m_iPid = -1;
     int m_iInput = -1;
     int m_iOutput = -1;
