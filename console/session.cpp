@@ -47,8 +47,8 @@ int OpenRequestPipe(const char* szPath)
 {
     struct stat status = {};
     int iPipe = -1;
-    while ((iPipe = ::open(szPath, O_WRONLY | O_NONBLOCK | O_CLOEXEC, 0600)) < 0 &&
-           errno == ENXIO && ::stat(szPath, &status) == 0 && S_ISFIFO(status.st_mode))
+    while ((iPipe = ::open(szPath, O_WRONLY | O_NONBLOCK | O_CLOEXEC)) < 0 && errno == ENXIO &&
+           ::stat(szPath, &status) == 0 && S_ISFIFO(status.st_mode))
     {
         if (HasLostItsReader(STDOUT_FILENO))
         {
@@ -209,7 +209,7 @@ int RunSession()
 
     std::puts("Opening input pipe.\r");
     const bool bVisible = FlushOutput();
-    int iInPipe = bVisible ? ::open(g_aszPipePaths[1], O_RDONLY | O_CLOEXEC, 0600) : -1;
+    int iInPipe = bVisible ? ::open(g_aszPipePaths[1], O_RDONLY | O_CLOEXEC) : -1;
     if (iInPipe >= 0)
     {
         iInPipe = MoveIntoSelectRange(iInPipe, iOutPipe);

@@ -35,11 +35,7 @@ public:
 
     int Release() override
     {
-        int iReferences = 0;
-        {
-            const CMutexProtection lock(m_mutex, mu::kInfinite); // ends before the mutex
-            iReferences = --m_iReferences;
-        }
+        const int iReferences = DropReference();
         if (iReferences == 0)
         {
             delete this;
@@ -50,6 +46,12 @@ public:
 private:
     // NOLINTNEXTLINE(modernize-use-override): not every T has a virtual destructor
     ~AutoDeleteThreadObjectImpl() = default;
+
+    int DropReference() // whose lock ends before the mutex
+    {
+        const CMutexProtection lock(m_mutex, mu::kInfinite);
+        return --m_iReferences;
+    }
 
     CMutualExclusion m_mutex;
     int m_iReferences ZOR_GUARDED_BY(m_mutex) = 0;

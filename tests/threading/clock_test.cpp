@@ -129,6 +129,7 @@ TEST(Clock, IsSetAsFarAsItGoes)
     EXPECT_EQ(mu::SetLocalTimeComponents(llSeconds, time), 1'720'000'000);
     mu::GetTimeComponents(llSeconds, time);
     EXPECT_EQ(time, (mu::STimeComponents{2024, 7, 3, 9, 46, 40}));
+    llSeconds = 0;
     EXPECT_EQ(mu::SetTimeComponents(llSeconds, time), 1'720'000'000);
     EXPECT_EQ(mu::GetTimeVarFromTimestamp(mu::GetTimestamp(5) + 999'999), 5);
     EXPECT_LE(std::time(nullptr) - mu::GetCurrentTimestampInteger(), 0);
