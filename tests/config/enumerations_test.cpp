@@ -31,9 +31,10 @@ TEST(Enumerations, ATextIsReadAsTheFirstRowThatIsEqual)
     EXPECT_EQ(mu::GetEnumerationText(g_VideoFrameRoationOptions, 1), L"Yes"s);
     for (int i = 0; i < 5; ++i)
         EXPECT_EQ(IsDiagnosticViewerType(static_cast<ERealTimeViewerType>(i)), i > 2);
-    EXPECT_FALSE(mu::IsVocabulary(kTable, 5, 9) || mu::IsVocabulary({kTable + 1, 2}, 7, 9) ||
-                 mu::IsVocabulary({kTable + 1, 3}, 7, 9) ||
-                 !mu::IsVocabulary({kTable + 1, 2}, 7, 8));
+    EXPECT_FALSE(mu::IsVocabulary(kTable, 5, 9));
+    EXPECT_FALSE(mu::IsVocabulary({kTable + 1, 2}, 7, 9));
+    EXPECT_FALSE(mu::IsVocabulary({kTable + 1, 3}, 7, 9));
+    EXPECT_TRUE(mu::IsVocabulary({kTable + 1, 2}, 7, 8));
     EXPECT_EQ(mu::GetEnumerationText(kTable, 5), nullptr);
     EXPECT_EQ(mu::GetEnumerationText(kTable, 6), nullptr);
 }

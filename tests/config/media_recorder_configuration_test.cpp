@@ -75,7 +75,8 @@ TEST(MediaRecorderConfiguration, IsWrittenAndReadBackWhole)
     CMediaRecorderConfiguration incomplete = config;
     EXPECT_FALSE(Read(L"<r><zor:MediaRecorderConfig/></r>", incomplete));
     CEasyXMLNode none;
-    EXPECT_FALSE(incomplete.FromXML(none) || incomplete.ToXML(none));
+    EXPECT_FALSE(incomplete.FromXML(none));
+    EXPECT_FALSE(incomplete.ToXML(none));
     EXPECT_EQ(Written(incomplete), Document(kOther));
 
     EXPECT_TRUE(Read(kDefault, config)); // the texts of what is off stay, but are not written

@@ -129,7 +129,8 @@ TEST(Files, TellErrnoAndFunctionAndARepeatedErrorOfOneFileOnce)
         file.IsValid() ? void(file.Read(aBuffer, 0)) : file.Close(); // succeeds
         CLineLogger logger(IBaseLogger::Error);
         logger.m_onMessage = [&chain = strChain] { EXPECT_EQ(FunctionChain(), chain); };
-        EXPECT_FALSE(succeeds() || succeeds());
+        EXPECT_FALSE(succeeds());
+        EXPECT_FALSE(succeeds());
         EXPECT_EQ(file.GetLastError(), strChain.starts_with("FA::") ? iError : 0);
         const std::string strLine = "3 " + strText + ": " + ErrorText(iError);
         EXPECT_EQ(logger.TakeLines(), std::vector<std::string>(uTold, strLine));
@@ -155,8 +156,10 @@ TEST(FileAccess, MovesAndCutsBeyond4GiB)
     {
         CFileAccess file;
         ASSERT_TRUE(file.Open(folder.Path("f").c_str(), CFileAccess::FM_CREATE, false));
-        EXPECT_TRUE(file.WriteUTF8Header() && file.GetPosition() == 3);
-        EXPECT_TRUE(file.WriteBlock(kFiveGiB - 4, 4, "text") && file.WriteBlock(kFiveGiB, 0, ""));
+        EXPECT_TRUE(file.WriteUTF8Header());
+        EXPECT_EQ(file.GetPosition(), 3);
+        EXPECT_TRUE(file.WriteBlock(kFiveGiB - 4, 4, "text"));
+        EXPECT_TRUE(file.WriteBlock(kFiveGiB, 0, ""));
         EXPECT_EQ(file.GetPosition(), kFiveGiB);
         EXPECT_TRUE(file.Truncate(llLength));
         EXPECT_EQ(file.GetSize(), llLength);
@@ -166,7 +169,8 @@ TEST(FileAccess, MovesAndCutsBeyond4GiB)
         char szError[64];
         file.GetLastErrorString(szError, 64);
         EXPECT_STREQ(szError, std::strerror(EINVAL));
-        EXPECT_TRUE(CFileAccess::Truncate(folder.WidePath(L"f").c_str()) && file.GetSize() == 0);
+        EXPECT_TRUE(CFileAccess::Truncate(folder.WidePath(L"f").c_str()));
+        EXPECT_EQ(file.GetSize(), 0);
     }
 }
 
@@ -268,7 +272,8 @@ TEST(FileContents, StayWhenACopyCannotSucceed)
     }
     ::mkfifo(folder.Path("pipe").c_str(), 0600);
     source.Open(folder.Path("pipe").c_str(), CFileAccess::FM_READ_WRITE, true);
-    EXPECT_TRUE(source.Write("text", 4) == 4 && same.Copy(&source) == 4) << "a short chunk ends it";
+    EXPECT_EQ(source.Write("text", 4), 4);
+    EXPECT_EQ(same.Copy(&source), 4) << "a short chunk ends it";
     CLineLogger logger;
     EXPECT_FALSE(CFileAccess::SetStrFileContent("/dev/full", "v"));
     const CFailingCall cut(ECall::Write, -1);
@@ -298,10 +303,11 @@ TEST(CreateDir, TellsARepeatedErrorOnce)
     EXPECT_FALSE(mu::FileExists(folder.Path("late").c_str()));
     const std::wstring wsFile = folder.WidePath(L"file");
     const std::wstring wsNew = folder.WidePath(L"new/\U0001F600");
-    EXPECT_TRUE(mu::RenameFilePath(wsFile.c_str(), wsNew.c_str()) &&
-                !mu::FileExists(wsFile.c_str()) && mu::FileExists(wsNew.c_str()));
-    EXPECT_TRUE(mu::DeleteFilePath(wsNew.c_str()) &&
-                mu::DeleteDirectory(folder.WidePath(L"new").c_str()));
+    EXPECT_TRUE(mu::RenameFilePath(wsFile.c_str(), wsNew.c_str()));
+    EXPECT_FALSE(mu::FileExists(wsFile.c_str()));
+    EXPECT_TRUE(mu::FileExists(wsNew.c_str()));
+    EXPECT_TRUE(mu::DeleteFilePath(wsNew.c_str()));
+    EXPECT_TRUE(mu::DeleteDirectory(folder.WidePath(L"new").c_str()));
 }
 
 TEST(Listings, GiveFilesOrFoldersThatMatchInOrder)
@@ -326,7 +332,8 @@ TEST(Listings, GiveFilesOrFoldersThatMatchInOrder)
     EXPECT_THAT(vNames, ElementsAre(L".txt", L"a.txt", L"b.txt", L"link.txt", L"\u00E4.txt"));
     EXPECT_TRUE(mu::FindFiles(wsFolder.c_str(), L"[!b].t*", vNames));
     EXPECT_THAT(vNames, ElementsAre(L"a.txt", L"\u00E4.txt"));
-    EXPECT_TRUE(mu::FindFiles(wsFolder.c_str(), L"", vNames) && vNames.empty());
+    EXPECT_TRUE(mu::FindFiles(wsFolder.c_str(), L"", vNames));
+    EXPECT_TRUE(vNames.empty());
     EXPECT_FALSE(mu::FindFiles(folder.WidePath(L"a.txt").c_str(), L"*", vNames));
     for (const int iEntries : {16, 15, 0}) // all of them, before the end is told
     {

@@ -48,7 +48,8 @@ TEST(SafeStreamBuffer, KeepsItsMemoryWhileItIsInUse)
     EXPECT_FALSE(CFailingHeap::HasFailed()); // blocks come and go without the heap
     // Fails, and keeps what there was.
     EXPECT_NE(pBuffer->SetBufferSize(9), CFailingHeap::kAvailable);
-    EXPECT_TRUE(pBuffer->IsStreaming() && pBuffer->FreeInternalBuffer());
+    EXPECT_TRUE(pBuffer->IsStreaming());
+    EXPECT_TRUE(pBuffer->FreeInternalBuffer());
     EXPECT_FALSE(pBuffer->IsStreaming());
     char szState[24] = "#";
     EXPECT_EQ(pBuffer->PrintState(nullptr, 9, "") + pBuffer->PrintState(szState, 0, ""), 0);

@@ -136,9 +136,11 @@ TEST(DailyDebugLog, AddsLinesWholeOrNotAtAll)
         EXPECT_EQ(log.AddTextF("%s", strLine.c_str()), bFits) << uLength;
         strExpected += bFits ? strLine + "\r\n" : "";
     }
-    EXPECT_TRUE(log.AddText("no end,", 7, false) && log.AddText("", 0, true));
-    EXPECT_FALSE(log.AddText("", 0, false) || log.AddText("x", -1, true) ||
-                 log.AddText("x", INT_MAX, true));
+    EXPECT_TRUE(log.AddText("no end,", 7, false));
+    EXPECT_TRUE(log.AddText("", 0, true));
+    EXPECT_FALSE(log.AddText("", 0, false));
+    EXPECT_FALSE(log.AddText("x", -1, true));
+    EXPECT_FALSE(log.AddText("x", INT_MAX, true));
     CEasyXML exmlMessage;
     CLogRecorder::GetXMLLogMessage("\xC3\xA9", exmlMessage);
     for (const auto eSeverity : {IBaseLogger::Undefined, IBaseLogger::Status})
@@ -272,7 +274,8 @@ TEST(DailyDebugLog, AsksForOneFlushAtATimeAndAgainIfItNeverRan)
         EXPECT_EQ(scheduler.GetQueuedTaskCount(), iTasks) << strActs;
     }
     // So does a line that finds no room in less than half of the buffer.
-    EXPECT_TRUE(log.SetBufferSize(1100) && log.AddText(strText.c_str(), 300, false));
+    EXPECT_TRUE(log.SetBufferSize(1100));
+    EXPECT_TRUE(log.AddText(strText.c_str(), 300, false));
     EXPECT_FALSE(log.AddTextF("no room"));
     scheduler.Finish(1, true);
     EXPECT_TRUE(log.AddTextF("room"));
@@ -415,7 +418,8 @@ TEST(DailyDebugLog, WaitsForItsTaskButNotInsideIt)
         if (!bInside)
         {
             pLog->ReleaseResources();
-            EXPECT_TRUE(!runs.Wait(0) && pLog->m_iReferences == 1);
+            EXPECT_FALSE(runs.Wait(0));
+            EXPECT_EQ(pLog->m_iReferences, 1);
         }
         pLog->Release();
         scheduler.Stop();

@@ -62,7 +62,8 @@ TEST(Binary, NumericHelpers)
 {
     EXPECT_EQ(mu::Log2(1000), 0);
     EXPECT_EQ(mu::Log2(1ULL << 63), 63);
-    EXPECT_TRUE(mu::IsPowerOfTwo(INT_MIN) && !mu::IsPowerOfTwo(0));
+    EXPECT_TRUE(mu::IsPowerOfTwo(INT_MIN));
+    EXPECT_FALSE(mu::IsPowerOfTwo(0));
     EXPECT_EQ(mu::RoundToInt(2.5), 3);
     EXPECT_EQ(mu::RoundToInt(-2.5), -3);
     EXPECT_EQ(mu::RoundToInt(0.49999999999999994), 1) << "the sum is rounded to 1";
@@ -94,7 +95,10 @@ TEST(WaveHeader, IsReadAsWritten)
     int iChannels, iBytes, iRate;
     unsigned int uSize;
     ASSERT_TRUE(mu::GetWaveHeaderAttributes(puHeader, iChannels, iBytes, iRate, uSize));
-    EXPECT_TRUE(iChannels == 2 && iBytes == 2 && iRate == INT_MAX && uSize == UINT_MAX);
+    EXPECT_EQ(iChannels, 2);
+    EXPECT_EQ(iBytes, 2);
+    EXPECT_EQ(iRate, INT_MAX);
+    EXPECT_EQ(uSize, UINT_MAX);
     for (const std::size_t uLast : {3U, 15U, 39U})
     {
         ++strHeader[uLast];

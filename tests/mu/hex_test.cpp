@@ -24,7 +24,8 @@ TEST(Hex, ReadsDigitsInThirtyTwoBits)
 
 TEST(Hex, WritesDigits)
 {
-    EXPECT_TRUE(mu::IntToHexChar(-1) == '\0' && mu::IntToHexChar(16) == '\0');
+    EXPECT_EQ(mu::IntToHexChar(-1), '\0');
+    EXPECT_EQ(mu::IntToHexChar(16), '\0');
     std::wstring wsText;
     mu::Int64ToHexDisplay(-0x123456789ABCDEF, wsText);
     EXPECT_EQ(wsText, L"FEDCBA9876543211");

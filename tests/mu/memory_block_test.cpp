@@ -30,7 +30,9 @@ TEST(MemoryBlock, GrowsTwofoldOrAsFarAsNeeded)
         EXPECT_EQ(block.GetSize(), uSize);
     }
     CMemBlockPtr created(0U);
-    EXPECT_TRUE(block.Flush() && created.Create(5) && created.GetSize() == 5);
+    EXPECT_TRUE(block.Flush());
+    EXPECT_TRUE(created.Create(5));
+    EXPECT_EQ(created.GetSize(), 5);
     EXPECT_EQ(State(block), strAll + "@258");
 }
 
@@ -38,14 +40,22 @@ TEST(MemoryBlock, ReadsAndWritesBlocksInsideOnlyAndWithoutMoving)
 {
     CMemBlockPtr block("0123456789", 10);
     char szOut[11] = {};
-    EXPECT_TRUE(block.SetPosition(7) && block.Read(szOut, 9) == 3 && szOut == "789"s);
-    EXPECT_TRUE(block.Read(nullptr, -4) == -4 && block.SetPosition(10));
-    EXPECT_FALSE(block.SetPosition(11) || block.SetPosition(0x100000000));
+    EXPECT_TRUE(block.SetPosition(7));
+    EXPECT_EQ(block.Read(szOut, 9), 3);
+    EXPECT_EQ(szOut, "789"s);
+    EXPECT_EQ(block.Read(nullptr, -4), -4);
+    EXPECT_TRUE(block.SetPosition(10));
+    EXPECT_FALSE(block.SetPosition(11));
+    EXPECT_FALSE(block.SetPosition(0x100000000));
     const auto write = [&](unsigned long long llPosition, unsigned int uSize)
     { return block.WriteBlock(llPosition, uSize, "xxxxxxxxxx"); };
-    EXPECT_TRUE(write(4, 6) && write(10, 0));
-    EXPECT_FALSE(write(7, 4) || write(11, 0) || write(2, 0xFFFFFFFE) || write(ULLONG_MAX, 1) ||
-                 write(0x100000000, 1));
+    EXPECT_TRUE(write(4, 6));
+    EXPECT_TRUE(write(10, 0));
+    EXPECT_FALSE(write(7, 4));
+    EXPECT_FALSE(write(11, 0));
+    EXPECT_FALSE(write(2, 0xFFFFFFFE));
+    EXPECT_FALSE(write(ULLONG_MAX, 1));
+    EXPECT_FALSE(write(0x100000000, 1));
     ASSERT_NE(block.Resize(6), nullptr);
     EXPECT_EQ(State(block), "0123xx@10");
     EXPECT_EQ(block.Read(szOut, 1), -4);
@@ -55,8 +65,10 @@ TEST(MemoryBlock, AStaticBlockTakesWhatFits)
 {
     char szBuffer[] = "0123456789";
     CMemBlockPtr block(kStatic, szBuffer, 10);
-    EXPECT_TRUE(block.SetPosition(8) && block.Write("abcde", -1) == 0);
-    EXPECT_TRUE(block.Write("abcde", 5) == 2 && block.Write("abcde", 5) == 0);
+    EXPECT_TRUE(block.SetPosition(8));
+    EXPECT_EQ(block.Write("abcde", -1), 0);
+    EXPECT_EQ(block.Write("abcde", 5), 2);
+    EXPECT_EQ(block.Write("abcde", 5), 0);
     EXPECT_EQ(State(block), "01234567ab@10");
     EXPECT_EQ(block.ResizeIfNeeded(10), szBuffer);
     EXPECT_NE(block.ResizeIfNeeded(11), szBuffer);
@@ -70,7 +82,8 @@ TEST(MemoryBlock, CopiesKeepThePositionAndAssignmentDoesNot)
     CMemBlockPtr owning("abcdef", 6);
     ASSERT_TRUE(wrapping.SetPosition(9) && owning.SetPosition(5));
     CMemBlockPtr wrappingCopy(wrapping), owningCopy(owning);
-    EXPECT_TRUE(wrappingCopy.GetData() == szBuffer && owningCopy.GetData() != owning.GetData());
+    EXPECT_EQ(wrappingCopy.GetData(), szBuffer);
+    EXPECT_NE(owningCopy.GetData(), owning.GetData());
     EXPECT_EQ(State(wrappingCopy), "0123456789@9");
     EXPECT_EQ(State(owningCopy), "abcdef@5");
 
@@ -79,7 +92,8 @@ TEST(MemoryBlock, CopiesKeepThePositionAndAssignmentDoesNot)
     target = owning;
     EXPECT_EQ(State(target), "abcdef@2");
     target = wrapping;
-    EXPECT_TRUE(target.GetData() == szBuffer && State(target) == "0123456789@0");
+    EXPECT_EQ(target.GetData(), szBuffer);
+    EXPECT_EQ(State(target), "0123456789@0");
     target = owning; // out of the static buffer, not into it
     target = *&target;
     EXPECT_EQ(State(target), "abcdef@0");
@@ -89,7 +103,8 @@ TEST(MemoryBlock, CopiesKeepThePositionAndAssignmentDoesNot)
 TEST(MemoryBlock, TakesItsOwnBytes)
 {
     CMemBlockPtr block("0123456789", 10);
-    EXPECT_TRUE(block.AssignData(block.GetData() + 3, 4) && State(block) == "3456@0");
+    EXPECT_TRUE(block.AssignData(block.GetData() + 3, 4));
+    EXPECT_EQ(State(block), "3456@0");
     ASSERT_TRUE(block.SetPosition(2)); // the target overlaps the source
     EXPECT_EQ(block.Write(block.GetData(), 2), 2);
     EXPECT_EQ(State(block), "3434@4");
@@ -110,11 +125,14 @@ TEST(MemoryBlock, WithoutMemoryNothingIsLost)
     ASSERT_TRUE(block.SetPosition(8));
     {
         const CFailingHeap noMemory(0);
-        EXPECT_FALSE(block.Resize(20) != nullptr || block.ResizeIfNeeded(20) != nullptr ||
-                     block.AssignData("abcdefghijklmnopqrst", 20));
+        EXPECT_EQ(block.Resize(20), nullptr);
+        EXPECT_EQ(block.ResizeIfNeeded(20), nullptr);
+        EXPECT_FALSE(block.AssignData("abcdefghijklmnopqrst", 20));
         EXPECT_EQ(block.Write("abc", 3), 2);
         CMemBlockPtr copy(block);
-        EXPECT_TRUE(copy.GetSize() == 0 && copy.GetPosition() == 0 && !copy.Create(5));
+        EXPECT_EQ(copy.GetSize(), 0);
+        EXPECT_EQ(copy.GetPosition(), 0);
+        EXPECT_FALSE(copy.Create(5));
     }
     EXPECT_EQ(State(block), "01234567ab@10");
 }

@@ -66,7 +66,8 @@ TEST(Text, ClassesAreThoseOfAscii)
         EXPECT_EQ(mu::IsDigit025(wc), bDigit025);
         EXPECT_EQ(mu::AreDigits(szText, 2), bDigit);
         EXPECT_EQ(mu::AreDigits(wszText, 2), bDigit);
-        EXPECT_TRUE(mu::AreDigits(wszText, 1) && mu::AreDigits(szText, 0));
+        EXPECT_TRUE(mu::AreDigits(wszText, 1));
+        EXPECT_TRUE(mu::AreDigits(szText, 0));
     }
 }
 

@@ -119,7 +119,8 @@ TEST(Unicode, StringsAreEmptyWithoutMemory)
         GTEST_SKIP();
     const CFailingHeap noMemory(0);
     EXPECT_EQ(mu::ConvertString(strText.data(), 1000, wsOut, &szPosition), 0);
-    EXPECT_TRUE(wsOut.empty() && szPosition == nullptr);
+    EXPECT_TRUE(wsOut.empty());
+    EXPECT_EQ(szPosition, nullptr);
 }
 
 } // namespace

@@ -129,10 +129,15 @@ TEST(Web, ReadsWhatComesIn)
     CBasicStringsMap map;
     map.FromCookieHeader("n=-7x;on=on;f=0", 15);
     int iValue = 0;
-    EXPECT_TRUE(!map.GetParamInt("none", iValue) && map.GetParamInt("n", iValue) && iValue == -7);
+    EXPECT_FALSE(map.GetParamInt("none", iValue));
+    EXPECT_TRUE(map.GetParamInt("n", iValue));
+    EXPECT_EQ(iValue, -7);
     bool bValue = true;
-    EXPECT_TRUE(map.GetParamBool("f", bValue) && !bValue && !map.GetParamBool("none", bValue) &&
-                map.GetParamBool("on", bValue) && bValue);
+    EXPECT_TRUE(map.GetParamBool("f", bValue));
+    EXPECT_FALSE(bValue);
+    EXPECT_FALSE(map.GetParamBool("none", bValue));
+    EXPECT_TRUE(map.GetParamBool("on", bValue));
+    EXPECT_TRUE(bValue);
 }
 
 // Laws that hold for every text.
@@ -166,7 +171,8 @@ TEST(Web, KnowsWholeExtensionsInAnyCase)
     EXPECT_EQ(strTypes, "text/html image/jpeg image/gif image/png video/H264 video/x-flv video/mp4 "
                         "audio/aac text/plain text/xml application/gzip application/x-tar "
                         "application/javascript text/html text/css image/jpeg ");
-    EXPECT_TRUE(mu::IsImageFileExtension("JPegs", 4) && !mu::IsImageFileExtension("mp4", 3));
+    EXPECT_TRUE(mu::IsImageFileExtension("JPegs", 4));
+    EXPECT_FALSE(mu::IsImageFileExtension("mp4", 3));
 }
 
 TEST(Web, PagesAList)

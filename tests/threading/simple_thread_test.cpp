@@ -26,7 +26,8 @@ public:
     {
         unsigned long dwThreadID = 0;
         EXPECT_TRUE(StartThread(szName, pParam, &dwThreadID));
-        EXPECT_TRUE(g_begun.Wait(mu::kInfinite) && g_begun.Reset());
+        EXPECT_TRUE(g_begun.Wait(mu::kInfinite));
+        EXPECT_TRUE(g_begun.Reset());
         return dwThreadID;
     }
     std::string Report()
@@ -79,10 +80,13 @@ TEST(SimpleThread, CanBeSeenWhileItRunsAndNotAfter)
         EXPECT_EQ(strReport, "T::Body\r\nPosix Thread Main szThreadName=\"worker\" tid=0x"
                              " szStage=\"thread main function execution\"\r\n");
         // Its thread is gone, and this one may have the same id.
-        EXPECT_TRUE(other.Report().empty() && !other.SetThreadPriority(1));
+        EXPECT_TRUE(other.Report().empty());
+        EXPECT_FALSE(other.SetThreadPriority(1));
         seen.Signal();
         WaitUntilGone(dwThreadID);
-        EXPECT_TRUE(seen.Reset() && worker.Report().empty() && !worker.SetThreadPriority(1));
+        EXPECT_TRUE(seen.Reset());
+        EXPECT_TRUE(worker.Report().empty());
+        EXPECT_FALSE(worker.SetThreadPriority(1));
     }
 }
 
@@ -114,8 +118,11 @@ TEST(SimpleThread, TellsWhyItDidNotStart)
     CWorker worker([] {});
     unsigned long dwThreadID = 1;
     EXPECT_FALSE(worker.StartThread("T", nullptr, &dwThreadID));
-    EXPECT_TRUE(worker.GetLastError() != 0 && dwThreadID == 0 && worker.GetThreadID() == 0);
-    EXPECT_TRUE(worker.Report().empty() && !worker.SetThreadPriority(1));
+    EXPECT_NE(worker.GetLastError(), 0);
+    EXPECT_EQ(dwThreadID, 0);
+    EXPECT_EQ(worker.GetThreadID(), 0);
+    EXPECT_TRUE(worker.Report().empty());
+    EXPECT_FALSE(worker.SetThreadPriority(1));
     LetThreadsStart(true);
 }
 

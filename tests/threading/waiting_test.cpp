@@ -60,7 +60,8 @@ namespace
 TEST(Event, ShowsWhoWaitsAndLetsAllPassFromTheSignalToTheReset)
 {
     CWinEvent event;
-    EXPECT_TRUE(event.IsValid() && !event.Wait(0));
+    EXPECT_TRUE(event.IsValid());
+    EXPECT_FALSE(event.Wait(0));
     std::atomic<int> iReturned{0};
     std::vector<std::jthread> vecThreads;
     // All but the first have no limit where unsigned long is wider; the third, cut to 32 bits,
@@ -76,7 +77,10 @@ TEST(Event, ShowsWhoWaitsAndLetsAllPassFromTheSignalToTheReset)
                                  [](std::jthread& thread) { return thread.native_handle(); }),
               1);
     while (iReturned == 0) // a waiter that wakes up passes although it is reset
-        EXPECT_TRUE(event.Signal() && event.Reset());
+    {
+        EXPECT_TRUE(event.Signal());
+        EXPECT_TRUE(event.Reset());
+    }
     EXPECT_TRUE(event.Signal()); // for those who came too late
     vecThreads.clear();
     EXPECT_EQ(iReturned, 3);
@@ -94,7 +98,8 @@ TEST(Mutex, ReportsMisuseAndGoesOn)
     CFunctionSwitch fsCaller("T::Caller");
     CMutualExclusion mutex;
     testing::internal::CaptureStdout();
-    EXPECT_TRUE(mutex.Lock(mu::kInfinite) && mutex.Lock(0));
+    EXPECT_TRUE(mutex.Lock(mu::kInfinite));
+    EXPECT_TRUE(mutex.Lock(0));
     mutex.Unlock();
     EXPECT_TRUE(mutex.IsLockedByCurrentThread()) << "once of twice";
     mutex.Unlock();
@@ -120,7 +125,8 @@ TEST(Mutex, ZeroTriesAndEverythingElseWaitsWithoutLimit)
         [&]
         {
             CMutexProtection guard(mutex, 1);
-            EXPECT_TRUE(guard.Lock(1) && mutex.IsLockedByCurrentThread());
+            EXPECT_TRUE(guard.Lock(1));
+            EXPECT_TRUE(mutex.IsLockedByCurrentThread());
             locked.Signal();
         });
     EXPECT_FALSE(locked.Wait(30)) << "beyond its millisecond";

@@ -37,10 +37,12 @@ TEST(EasyXml, CopiesShareTheDocument)
     EXPECT_EQ(Written(first), L"<?xml version='1.0' encoding='UTF-8'?><a>\xE9</a>");
     EXPECT_EQ(Written(first.Clone()), Written(first));
     EXPECT_FALSE(CEasyXML().Clone().GetRoot().IsValid());
-    EXPECT_FALSE(first.LoadFromText(L"<b>").IsValid() || first.LoadFromText(nullptr).IsValid() ||
-                 first.LoadFromText(nullptr, 5).IsValid() ||
-                 first.LoadFromText("<b/>", -1).IsValid() ||
-                 first.LoadFromFile(nullptr).IsValid() || first.SaveToFile(nullptr));
+    EXPECT_FALSE(first.LoadFromText(L"<b>").IsValid());
+    EXPECT_FALSE(first.LoadFromText(nullptr).IsValid());
+    EXPECT_FALSE(first.LoadFromText(nullptr, 5).IsValid());
+    EXPECT_FALSE(first.LoadFromText("<b/>", -1).IsValid());
+    EXPECT_FALSE(first.LoadFromFile(nullptr).IsValid());
+    EXPECT_FALSE(first.SaveToFile(nullptr));
     first.EnableXMLHeaderTag(false);
     EXPECT_EQ(Written(CEasyXML(first)), L"<a>\xE9</a>");
     EXPECT_TRUE(first.AddRoot(L"n:r", L"urn:n").IsValid());
@@ -82,15 +84,21 @@ TEST(EasyXml, InvalidHandlesAreHarmlessEverywhere)
     none.MergeWith(root);
     root.MergeWith(none);
     none.SetNamespacePrefix(L"p", L"u");
-    EXPECT_FALSE(none.SetTextValue(1) || none.SetAttributeValue(L"a", nullptr, true) ||
-                 none.SetAttributesFromText(L"a='1'") || none.GetNamespacePrefixes(map, true) ||
-                 none.GetAttributesText(ws) || none.GetAttributesTextWithoutNS(ws) ||
-                 none.GetAttributeValue(L"a", L"", ws) || root.GetAttributeValue(L"b", L"", ws) ||
-                 none.GetTextValue(ws) || root.GetAttributeValue(L"b", ws) ||
-                 none.GetAttributeValue(nullptr, ws));
+    EXPECT_FALSE(none.SetTextValue(1));
+    EXPECT_FALSE(none.SetAttributeValue(L"a", nullptr, true));
+    EXPECT_FALSE(none.SetAttributesFromText(L"a='1'"));
+    EXPECT_FALSE(none.GetNamespacePrefixes(map, true));
+    EXPECT_FALSE(none.GetAttributesText(ws));
+    EXPECT_FALSE(none.GetAttributesTextWithoutNS(ws));
+    EXPECT_FALSE(none.GetAttributeValue(L"a", L"", ws));
+    EXPECT_FALSE(root.GetAttributeValue(L"b", L"", ws));
+    EXPECT_FALSE(none.GetTextValue(ws));
+    EXPECT_FALSE(root.GetAttributeValue(L"b", ws));
+    EXPECT_FALSE(none.GetAttributeValue(nullptr, ws));
     EXPECT_EQ(ws, L"old");
     std::wstring wsLocal = L"old", wsURI = L"old";
-    EXPECT_FALSE(none.GetName(ws) || none.GetName(wsLocal, wsURI));
+    EXPECT_FALSE(none.GetName(ws));
+    EXPECT_FALSE(none.GetName(wsLocal, wsURI));
     EXPECT_EQ(ws + wsLocal + wsURI, L"");
     EXPECT_EQ(Written(exml), L"<r a=\"1\"><c/>x</r>");
     root.Invalidate();
@@ -105,10 +113,12 @@ TEST(EasyXml, ValuesConvertByTheSameRulesInTextsAndAttributes)
     CEasyXMLNode node = exml.AddRoot(L"r", nullptr);
     const auto Check = [&node](auto&& set, auto expected)
     {
-        EXPECT_TRUE(node.SetTextValue(set) && node.SetAttributeValue(L"a", L"unused", set));
+        EXPECT_TRUE(node.SetTextValue(set));
+        EXPECT_TRUE(node.SetAttributeValue(L"a", L"unused", set));
         auto text = decltype(expected)();
         auto attribute = decltype(expected)();
-        EXPECT_TRUE(node.GetTextValue(text) && node.GetAttributeValue(L"a", attribute));
+        EXPECT_TRUE(node.GetTextValue(text));
+        EXPECT_TRUE(node.GetAttributeValue(L"a", attribute));
         EXPECT_EQ(text, expected);
         EXPECT_EQ(attribute, expected);
     };
@@ -137,8 +147,8 @@ TEST(EasyXml, AttributesAreReadFromTextUpToItsEnd)
 {
     const CEasyXML exml = Document(L"<o b='kept'/>");
     CEasyXMLNode root = exml.GetRoot();
-    EXPECT_TRUE(root.SetAttributesFromText(L"") &&
-                root.SetAttributesFromText(L"b='new' c='&quot;' / d='2'"));
+    EXPECT_TRUE(root.SetAttributesFromText(L""));
+    EXPECT_TRUE(root.SetAttributesFromText(L"b='new' c='&quot;' / d='2'"));
     EXPECT_FALSE(root.SetAttributesFromText(L"x='1' y=2"));
     EXPECT_EQ(Written(exml), L"<o b=\"kept\" c=\"&quot;\"/>");
     const wchar_t* pText = L"k='?>' ?>";

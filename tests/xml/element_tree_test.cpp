@@ -63,8 +63,9 @@ TEST(ElementTree, ElementsMadeWithNewFindTheirPlace)
 
     tree.AddNodeToTree(nullptr, Child(tree.GetRoot(), 1)); // something under the root
     EXPECT_EQ(Written(tree), L"<a><b>x</b></a>");
-    EXPECT_TRUE(tree.GetRoot()->GetParent() == nullptr && tree.GetRoot()->GetIndex() == 0 &&
-                tree.GetRoot()->GetNextSibling() == nullptr);
+    EXPECT_EQ(tree.GetRoot()->GetParent(), nullptr);
+    EXPECT_EQ(tree.GetRoot()->GetIndex(), 0);
+    EXPECT_EQ(tree.GetRoot()->GetNextSibling(), nullptr);
     for (const wchar_t* const wszName : {L"next", L"last"})
         tree.AddNodeToTree(nullptr, new CVariablesSubTree(&tree, nullptr, wszName));
     EXPECT_EQ(Written(tree), L"<last/>");

@@ -50,8 +50,11 @@ TEST(XmlWriter, SavesAFileWithAMarkAndNothingOfNoDocument)
     CVariablesTree tree;
     std::wstring wsXML = L"kept";
     std::string strXML = "kept";
-    EXPECT_FALSE(tree.ToXML(wsXML) || tree.ToUTF8(strXML) || tree.ToXMLLength() != 0);
-    EXPECT_TRUE(wsXML == L"kept" && strXML == "kept");
+    EXPECT_FALSE(tree.ToXML(wsXML));
+    EXPECT_FALSE(tree.ToUTF8(strXML));
+    EXPECT_EQ(tree.ToXMLLength(), 0);
+    EXPECT_EQ(wsXML, L"kept");
+    EXPECT_EQ(strXML, "kept");
     EXPECT_FALSE(tree.ToFile(folder.WidePath(L"empty").c_str()));
     ASSERT_TRUE(tree.FromXML(L"<a>\xE9</a>"));
     ASSERT_TRUE(tree.ToFile(folder.WidePath(L"a.xml").c_str()));
