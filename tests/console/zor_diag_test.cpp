@@ -1,7 +1,8 @@
 // zor-diag; the test is its recorder.
 
+#include <linux/capability.h>
 #include <pwd.h>
-#include <sys/fsuid.h>
+#include <sys/syscall.h>
 
 #include "console/diag_program.h"
 #include "tests/console/recorder.h"
@@ -220,7 +221,12 @@ TEST_F(ZorDiag, TellsWhyThereIsNoRecorder)
     const std::string strDenied = "/tmp/zor_app_in.pipe: Permission denied; it belongs to user ";
     Expect("list", 3, "no recorder is listening: nobody reads /tmp/zor_app_in.pipe");
     ::chmod(g_aszPipePaths[0], 0);
-    const auto asUser = [] { ::setfsuid(54322); };
+    const auto asUser = []
+    {
+        __user_cap_header_struct head{_LINUX_CAPABILITY_VERSION_3, 0};
+        __user_cap_data_struct none[2]{};
+        ::syscall(SYS_capset, &head, none);
+    };
     const std::string strUser = std::to_string(::geteuid());
     Expect("list --wait 9", 3,
            strDenied + ::getpwuid(::geteuid())->pw_name + " ." + strUser + "., mode 0000", asUser);
