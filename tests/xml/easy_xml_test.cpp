@@ -134,6 +134,7 @@ TEST(EasyXml, ValuesConvertByTheSameRulesInTextsAndAttributes)
     Check(std::vector<bool>{true}[0], L"True"s); // stand for a bool or a number
     Check(std::atomic<bool>(false), L"False"s);
     Check(std::atomic<int>(1), L"1"s);
+    Check(-4294967297LL, -4294967297LL);
     Check(-1234567.0, L"-1.23457e+06"s);
     Check("True", L"True"s);
     Check("\xC3\xA9", L"\xE9"s);

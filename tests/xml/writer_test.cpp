@@ -39,6 +39,7 @@ TEST(XmlWriter, LongTextsAreTheSameInUtf8)
         CVariablesSubTree* const pRoot = tree.AppendNode(L"a", nullptr, nullptr);
         const std::wstring wsLong(4040 + u / 32, L'x');
         pRoot->SetAttribute(L"k", std::wstring(u / 2 % 16, L'y'));
+        ASSERT_EQ(pRoot->GetAttributes().ToTagAttributesLength(), u / 2 % 16 + 5);
         pRoot->SetText(u % 2 != 0 ? wsLong : wsLong + L"\x10FFFE");
         ASSERT_EQ(Written(tree).size(), 4040U + u / 32 + u / 2 % 16 + (u % 2 == 0 ? 13 : 12)) << u;
     }
