@@ -227,14 +227,18 @@ TEST(FileContents, RefusesWhatAnIntOrTheMemoryCannotHold)
     ASSERT_EQ(::truncate(folder.Path("f").c_str(), 0x8000'0000), 0);
     for (const int iFirst : {INT_MAX, 0, 1}) // the look at the size that fails
     {
+        CLineLogger logger;
         const CFailingCall call(ECall::Stat, EIO, iFirst);
         EXPECT_FALSE(CFileAccess::ToString(wsFile.c_str(), wsText));
         const CFailingCall again(ECall::Stat, EIO, std::max(iFirst - 1, 0));
         EXPECT_EQ(CFileAccess::ToBuffer(wsFile.c_str(), block), -1);
         EXPECT_EQ(block.GetSize(), 3U);
+        EXPECT_EQ(logger.TakeLines().size(), 2U);
         WriteFile(folder.Path("f"), "text");
     }
     EXPECT_EQ(CFileAccess::ToBuffer(folder.WidePath().c_str(), block), -1) << "a folder";
+    std::string strContent;
+    EXPECT_FALSE(CFileAccess::GetStrFileContent("/no/f", strContent));
 }
 
 TEST(FileContents, StayWhenACopyCannotSucceed)

@@ -50,6 +50,9 @@ TEST(SafeStreamBuffer, KeepsItsMemoryWhileItIsInUse)
     EXPECT_NE(pBuffer->SetBufferSize(9), CFailingHeap::kAvailable);
     EXPECT_TRUE(pBuffer->IsStreaming());
     EXPECT_TRUE(pBuffer->FreeInternalBuffer());
+    EXPECT_FALSE(pBuffer->WriteTo(nullptr));
+    EXPECT_FALSE(pBuffer->WriteTo(pBuffer));
+    EXPECT_EQ(pBuffer->Copy(nullptr, -1), -1);
     EXPECT_FALSE(pBuffer->IsStreaming());
     char szState[24] = "#";
     EXPECT_EQ(pBuffer->PrintState(nullptr, 9, "") + pBuffer->PrintState(szState, 0, ""), 0);

@@ -95,10 +95,7 @@ TEST(WaveHeader, IsReadAsWritten)
     int iChannels, iBytes, iRate;
     unsigned int uSize;
     ASSERT_TRUE(mu::GetWaveHeaderAttributes(puHeader, iChannels, iBytes, iRate, uSize));
-    EXPECT_EQ(iChannels, 2);
-    EXPECT_EQ(iBytes, 2);
-    EXPECT_EQ(iRate, INT_MAX);
-    EXPECT_EQ(uSize, UINT_MAX);
+    EXPECT_EQ(std::tuple(iChannels, iBytes, iRate, uSize), std::tuple(2, 2, INT_MAX, UINT_MAX));
     for (const std::size_t uLast : {3U, 15U, 39U})
     {
         ++strHeader[uLast];

@@ -47,15 +47,11 @@ TEST(MemoryBlock, ReadsAndWritesBlocksInsideOnlyAndWithoutMoving)
     EXPECT_TRUE(block.SetPosition(10));
     EXPECT_FALSE(block.SetPosition(11));
     EXPECT_FALSE(block.SetPosition(0x100000000));
-    const auto write = [&](unsigned long long llPosition, unsigned int uSize)
-    { return block.WriteBlock(llPosition, uSize, "xxxxxxxxxx"); };
-    EXPECT_TRUE(write(4, 6));
-    EXPECT_TRUE(write(10, 0));
-    EXPECT_FALSE(write(7, 4));
-    EXPECT_FALSE(write(11, 0));
-    EXPECT_FALSE(write(2, 0xFFFFFFFE));
-    EXPECT_FALSE(write(ULLONG_MAX, 1));
-    EXPECT_FALSE(write(0x100000000, 1));
+    using C = std::tuple<unsigned long long, unsigned int, bool>;
+    for (const auto& [llPosition, uSize, bFits] :
+         {C{4, 6, true}, C{10, 0, true}, C{7, 4, false}, C{11, 0, false}, C{2, 0xFFFFFFFE, false},
+          C{ULLONG_MAX, 1, false}, C{0x100000000, 1, false}})
+        EXPECT_EQ(block.WriteBlock(llPosition, uSize, "xxxxxxxxxx"), bFits) << llPosition;
     ASSERT_NE(block.Resize(6), nullptr);
     EXPECT_EQ(State(block), "0123xx@10");
     EXPECT_EQ(block.Read(szOut, 1), -4);
@@ -130,8 +126,7 @@ TEST(MemoryBlock, WithoutMemoryNothingIsLost)
         EXPECT_FALSE(block.AssignData("abcdefghijklmnopqrst", 20));
         EXPECT_EQ(block.Write("abc", 3), 2);
         CMemBlockPtr copy(block);
-        EXPECT_EQ(copy.GetSize(), 0);
-        EXPECT_EQ(copy.GetPosition(), 0);
+        EXPECT_EQ(State(copy), "@0");
         EXPECT_FALSE(copy.Create(5));
     }
     EXPECT_EQ(State(block), "01234567ab@10");
